@@ -1,0 +1,136 @@
+#include "cdf/guards.h"
+
+#include <cstdint>
+#include <limits>
+#include <string_view>
+#include <unistd.h>
+
+#include "cdf/call.h"
+
+// What stands at each guard was seen with version 3.9.1 of the library, used directly.
+
+namespace tarvik::cdf {
+
+namespace {
+
+constexpr CDFstatus CDF_NAME_TRUNC = -1002;
+constexpr CDFstatus VAR_NAME_TRUNC = -1003;
+constexpr CDFstatus ATTR_NAME_TRUNC = -1001;
+constexpr CDFstatus BAD_DIM_SIZE = -2004;
+constexpr CDFstatus BAD_DIM_INDEX = -2005;
+constexpr CDFstatus BAD_REC_NUM = -2009;
+constexpr CDFstatus BAD_NUM_ELEMS = -2011;
+constexpr CDFstatus BAD_ALLOCATE_RECS = -2015;
+
+constexpr CDFstatus allowed = 0;
+
+/// The library counts records, elements and bytes of a record in 32 bits.
+constexpr long largest = std::numeric_limits<std::int32_t>::max();
+
+/// The last of `count` numbers from `start` on; none of the three beyond 32 bits.
+long lastOf(long start, long count, long interval) {
+  return start + (count - 1) * interval;
+}
+
+bool endsWith(std::string_view text, std::string_view end) {
+  return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
+}
+
+constexpr std::string_view extension = ".cdf";
+
+/// The library appends its extension to a path that ends in neither spelling of it.
+bool fitsWithExtension(const std::string& path) {
+  const bool hasExtension = endsWith(path, extension) || endsWith(path, ".CDF");
+  return path.size() + (hasExtension ? 0 : extension.size()) <= CDF_PATHNAME_LEN;
+}
+
+}  // namespace
+
+// A longer path is cut: the file with the cut name is made all the same, with status -1002; and
+// where the extension no longer fits, with status 0.
+CDFstatus judgePathToCreate(const std::string& path) {
+  return fitsWithExtension(path) ? allowed : CDF_NAME_TRUNC;
+}
+
+// A longer path is cut and the file with the cut name opened, with status 0. A path without the
+// extension may name a file as it stands.
+CDFstatus judgePathToOpen(const std::string& path) {
+  const bool named = path.size() <= CDF_PATHNAME_LEN && access(path.c_str(), F_OK) == 0;
+  return named || fitsWithExtension(path) ? allowed : CDF_NAME_TRUNC;
+}
+
+// A longer name is cut, and the variable with the cut name is made or renamed all the same.
+CDFstatus judgeVariableName(const std::string& name) {
+  return name.size() <= CDF_VAR_NAME_LEN256 ? allowed : VAR_NAME_TRUNC;
+}
+
+CDFstatus judgeAttributeName(const std::string& name) {
+  return name.size() <= CDF_ATTR_NAME_LEN256 ? allowed : ATTR_NAME_TRUNC;
+}
+
+// A value of 2147483647 characters crashes. A record of more bytes than 32 bits count divides by
+// zero where the count wraps to 0 (extents 65536 by 65536 of CDF_INT4), and otherwise makes a
+// variable that no call can read or write: -2035, then -2077 for every call on the file.
+CDFstatus judgeValueSize(long datatype, long numElements, const std::vector<long>& dimSizes) {
+  if (numElements >= largest) {
+    return BAD_NUM_ELEMS;
+  }
+  long bytes = 0;
+  if (call(GET_, DATATYPE_SIZE_, datatype, &bytes) < 0 || numElements < 1) {
+    return allowed;  // The library refuses the datatype or the number of elements by itself.
+  }
+  if (bytes * numElements > largest) {
+    return BAD_NUM_ELEMS;
+  }
+  bytes *= numElements;
+  for (const long size : dimSizes) {
+    if (size < 1) {
+      return allowed;  // Refused by the library as well.
+    }
+    if (bytes > largest / size) {
+      return BAD_DIM_SIZE;
+    }
+    bytes *= size;
+  }
+  return allowed;
+}
+
+// Any call with record 2147483647 gives -2102 or -2074, and then -2077 for every call on the file
+// until it is closed, as does a negative record in the two record functions. A run of records that
+// ends there or beyond crashes in a write (start 0, count 2, interval 2147483647).
+CDFstatus judgeRecord(long record) {
+  return record < 0 || record >= largest ? BAD_REC_NUM : allowed;
+}
+
+CDFstatus judgeRecords(long start, long count, long interval) {
+  if (count < 1 || interval < 1) {
+    return allowed;  // Refused by the library, each with a status of its own.
+  }
+  return start < 0 || lastOf(start, count, interval) >= largest ? BAD_REC_NUM : allowed;
+}
+
+// Allocating a block up to record 2147483647 crashes.
+CDFstatus judgeLastRecord(long record) {
+  return record >= largest ? BAD_ALLOCATE_RECS : allowed;
+}
+
+// A last index beyond 32 bits wraps past the library's own check: index 0, count 3 and interval
+// 2147483647 crash in a read and in a write.
+CDFstatus judgeDimensions(const std::vector<long>& indices, const std::vector<long>& counts,
+                          const std::vector<long>& intervals) {
+  for (std::size_t i = 0; i < indices.size(); ++i) {
+    if (counts[i] > 0 && intervals[i] > 0 &&
+        lastOf(indices[i], counts[i], intervals[i]) > largest) {
+      return BAD_DIM_INDEX;
+    }
+  }
+  return allowed;
+}
+
+// The number of elements is cut to its low 32 bits: an entry of 4294967297 elements is written as
+// one of 1.
+CDFstatus judgeEntrySize(std::size_t count) {
+  return count > static_cast<std::size_t>(largest) ? BAD_NUM_ELEMS : allowed;
+}
+
+}  // namespace tarvik::cdf

@@ -1,0 +1,48 @@
+/// The library's item codes and the other constants of its interface, as typed constants.
+#pragma once
+
+#include <array>
+#include <cstddef>
+
+namespace tarvik {
+
+#define CDF_ITEM(name, value) inline constexpr long name = value;
+#include "cdf/items.def"
+#undef CDF_ITEM
+
+inline constexpr long zMODEon2 = 2;
+
+inline constexpr long VARY = -1;
+inline constexpr long NOVARY = 0;
+
+inline constexpr long ROW_MAJOR = 1;
+inline constexpr long COLUMN_MAJOR = 2;
+
+inline constexpr long SINGLE_FILE = 1;
+inline constexpr long MULTI_FILE = 2;
+
+inline constexpr long GLOBAL_SCOPE = 1;
+inline constexpr long VARIABLE_SCOPE = 2;
+
+/// Which entries of an attribute the entry functions act on.
+inline constexpr int globalEntries = 1;
+inline constexpr int zEntries = 3;
+
+inline constexpr std::size_t CDF_MAX_DIMS = 10;
+inline constexpr std::size_t CDF_MAX_PARMS = 5;
+inline constexpr std::size_t CDF_PATHNAME_LEN = 512;
+inline constexpr std::size_t CDF_VAR_NAME_LEN256 = 256;
+inline constexpr std::size_t CDF_ATTR_NAME_LEN256 = 256;
+inline constexpr std::size_t CDF_COPYRIGHT_LEN = 256;
+
+/// Buffers for the library's texts, one longer than the longest text.
+using NameBuffer = std::array<char, CDF_VAR_NAME_LEN256 + 1>;
+using PathBuffer = std::array<char, CDF_PATHNAME_LEN + 1>;
+using CopyrightBuffer = std::array<char, CDF_COPYRIGHT_LEN + 1>;
+/// The header promises status texts of 120 characters; version 3.9.1 has some of 167 and copies up
+/// to 200.
+using StatusTextBuffer = std::array<char, 256>;
+
+static_assert(CDF_VAR_NAME_LEN256 == CDF_ATTR_NAME_LEN256, "one buffer serves both");
+
+}  // namespace tarvik

@@ -1,0 +1,123 @@
+#include "cdf/requests.h"
+
+#include "cdf/call.h"
+#include "cdf/guards.h"
+
+namespace tarvik::cdf {
+
+namespace {
+
+/// Makes the request unless it was judged unfit for the library.
+template <typename Request>
+CDFstatus unlessRefused(CDFstatus judgement, Request request) {
+  return judgement < 0 ? judgement : request();
+}
+
+constexpr int zVariable = 1;
+
+/// `function` is GET_ or PUT_.
+CDFstatus transferValue(CDFid file, long variable, const ValuePlace& place, long function,
+                        const void* value) {
+  return unlessRefused(judgeRecord(place.record), [&] {
+    return onVariable(file, variable, zVAR_RECNUMBER_, place.record, zVAR_DIMINDICES_,
+                      place.indices.data(), function, zVAR_DATA_, value);
+  });
+}
+
+CDFstatus judgeHyperslab(const Hyperslab& slab) {
+  const CDFstatus records = judgeRecords(slab.recordStart, slab.recordCount, slab.recordInterval);
+  return records < 0 ? records : judgeDimensions(slab.indices, slab.counts, slab.intervals);
+}
+
+CDFstatus transferHyperslab(CDFid file, long variable, const Hyperslab& slab, long function,
+                            const void* values) {
+  return unlessRefused(judgeHyperslab(slab), [&] {
+    return onVariable(file, variable, zVAR_RECNUMBER_, slab.recordStart, zVAR_RECCOUNT_,
+                      slab.recordCount, zVAR_RECINTERVAL_, slab.recordInterval, zVAR_DIMINDICES_,
+                      slab.indices.data(), zVAR_DIMCOUNTS_, slab.counts.data(), zVAR_DIMINTERVALS_,
+                      slab.intervals.data(), function, zVAR_HYPERDATA_, values);
+  });
+}
+
+}  // namespace
+
+CDFstatus openFile(const std::string& path, CDFid* file) {
+  return unlessRefused(judgePathToOpen(path),
+                       [&] { return call(OPEN_, CDF_, path.c_str(), file); });
+}
+
+CDFstatus createFile(const std::string& path, CDFid* file) {
+  return unlessRefused(judgePathToCreate(path), [&] { return CDFcreateCDF(path.c_str(), file); });
+}
+
+CDFstatus createVariable(CDFid file, const std::string& name, const VariableShape& shape,
+                         long* variable) {
+  const CDFstatus badName = judgeVariableName(name);
+  const CDFstatus judgement =
+      badName < 0 ? badName : judgeValueSize(shape.datatype, shape.numElements, shape.dimSizes);
+  return unlessRefused(judgement, [&] {
+    return onFile(file, CREATE_, zVAR_, name.c_str(), shape.datatype, shape.numElements,
+                  static_cast<long>(shape.dimSizes.size()), shape.dimSizes.data(), shape.recVary,
+                  shape.dimVarys.data(), variable);
+  });
+}
+
+CDFstatus renameVariable(CDFid file, long variable, const std::string& name) {
+  return unlessRefused(judgeVariableName(name),
+                       [&] { return onVariable(file, variable, PUT_, zVAR_NAME_, name.c_str()); });
+}
+
+CDFstatus createAttribute(CDFid file, const std::string& name, long scope, long* attribute) {
+  return unlessRefused(judgeAttributeName(name), [&] {
+    return onFile(file, CREATE_, ATTR_, name.c_str(), scope, attribute);
+  });
+}
+
+CDFstatus renameAttribute(CDFid file, long attribute, const std::string& name) {
+  return unlessRefused(judgeAttributeName(name), [&] {
+    return onAttribute(file, attribute, PUT_, ATTR_NAME_, name.c_str());
+  });
+}
+
+CDFstatus readValue(CDFid file, long variable, const ValuePlace& place, void* value) {
+  return transferValue(file, variable, place, GET_, value);
+}
+
+CDFstatus writeValue(CDFid file, long variable, const ValuePlace& place, const void* value) {
+  return transferValue(file, variable, place, PUT_, value);
+}
+
+CDFstatus readRecord(CDFid file, long variable, long record, void* values) {
+  return unlessRefused(judgeRecord(record), [&] {
+    return CDFgetVarRecordData(file, zVariable, variable, record, values);
+  });
+}
+
+CDFstatus writeRecord(CDFid file, long variable, long record, const void* values) {
+  return unlessRefused(judgeRecord(record), [&] {
+    return CDFputVarRecordData(file, zVariable, variable, record, values);
+  });
+}
+
+CDFstatus readHyperslab(CDFid file, long variable, const Hyperslab& slab, void* values) {
+  return transferHyperslab(file, variable, slab, GET_, values);
+}
+
+CDFstatus writeHyperslab(CDFid file, long variable, const Hyperslab& slab, const void* values) {
+  return transferHyperslab(file, variable, slab, PUT_, values);
+}
+
+CDFstatus allocateRecords(CDFid file, long variable, long first, long last) {
+  return unlessRefused(judgeLastRecord(last), [&] {
+    return onVariable(file, variable, PUT_, zVAR_ALLOCATEBLOCK_, first, last);
+  });
+}
+
+CDFstatus writeEntry(CDFid file, int kind, long attribute, long entry, const EntryValue& value) {
+  return unlessRefused(judgeEntrySize(value.count), [&] {
+    return CDFputAttrEntry(file, kind, attribute, entry, value.datatype,
+                           static_cast<long>(value.count), value.data);
+  });
+}
+
+}  // namespace tarvik::cdf

@@ -1,0 +1,75 @@
+/// The library's requests that the gateway may not pass on unseen: those that the bare library
+/// cannot judge without crashing, losing the file or touching another file than the one named. Each
+/// function here makes the request, or answers it in the library's stead with the status that the
+/// library has for such a request. What the bare library does stands at each guard in guards.cpp.
+///
+/// All results are library statuses; a negative one is a refusal that changed nothing.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "cdf/functions.h"
+
+namespace tarvik::cdf {
+
+CDFstatus openFile(const std::string& path, CDFid* file);
+CDFstatus createFile(const std::string& path, CDFid* file);
+
+/// What a variable is created with. Extents and variances are in the library's order and of the
+/// same length.
+struct VariableShape {
+  long datatype;
+  long numElements;
+  std::vector<long> dimSizes;
+  long recVary;
+  std::vector<long> dimVarys;
+};
+
+CDFstatus createVariable(CDFid file, const std::string& name, const VariableShape& shape,
+                         long* variable);
+CDFstatus renameVariable(CDFid file, long variable, const std::string& name);
+CDFstatus createAttribute(CDFid file, const std::string& name, long scope, long* attribute);
+CDFstatus renameAttribute(CDFid file, long attribute, const std::string& name);
+
+/// One value. The indices are in the library's order, one for each dimension.
+struct ValuePlace {
+  long record;
+  std::vector<long> indices;
+};
+
+CDFstatus readValue(CDFid file, long variable, const ValuePlace& place, void* value);
+CDFstatus writeValue(CDFid file, long variable, const ValuePlace& place, const void* value);
+
+CDFstatus readRecord(CDFid file, long variable, long record, void* values);
+CDFstatus writeRecord(CDFid file, long variable, long record, const void* values);
+
+/// A run of records, each cut to a block of the dimensions, with strides. The lists are in the
+/// library's order, one entry for each dimension.
+struct Hyperslab {
+  long recordStart;
+  long recordCount;
+  long recordInterval;
+  std::vector<long> indices;
+  std::vector<long> counts;
+  std::vector<long> intervals;
+};
+
+CDFstatus readHyperslab(CDFid file, long variable, const Hyperslab& slab, void* values);
+CDFstatus writeHyperslab(CDFid file, long variable, const Hyperslab& slab, const void* values);
+
+/// Allocates the records from `first` to `last`.
+CDFstatus allocateRecords(CDFid file, long variable, long first, long last);
+
+/// The value of an attribute entry. `data` holds `count` elements of the datatype.
+struct EntryValue {
+  long datatype;
+  std::size_t count;
+  const void* data;
+};
+
+/// `kind` is globalEntries or zEntries.
+CDFstatus writeEntry(CDFid file, int kind, long attribute, long entry, const EntryValue& value);
+
+}  // namespace tarvik::cdf
