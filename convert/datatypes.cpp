@@ -1,0 +1,65 @@
+#include "convert/datatypes.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace tarvik {
+
+namespace {
+
+constexpr Datatype datatypes[] = {
+    {1, "CDF_INT1", "cdf_int1", vlINT8_CLASS, 1},
+    {2, "CDF_INT2", "cdf_int2", vlINT16_CLASS, 2},
+    {4, "CDF_INT4", "cdf_int4", vlINT32_CLASS, 4},
+    {11, "CDF_UINT1", "cdf_uint1", vlUINT8_CLASS, 1},
+    {12, "CDF_UINT2", "cdf_uint2", vlUINT16_CLASS, 2},
+    {14, "CDF_UINT4", "cdf_uint4", vlUINT32_CLASS, 4},
+    {21, "CDF_REAL4", "cdf_real4", vlSINGLE_CLASS, 4},
+    {22, "CDF_REAL8", "cdf_real8", vlDOUBLE_CLASS, 8},
+    {31, "CDF_EPOCH", "cdf_epoch", vlDOUBLE_CLASS, 8},
+    {CDF_EPOCH16, "CDF_EPOCH16", "cdf_epoch16", vlDOUBLE_CLASS, 16},
+    {41, "CDF_BYTE", "cdf_byte", vlINT8_CLASS, 1},
+    {44, "CDF_FLOAT", "cdf_float", vlSINGLE_CLASS, 4},
+    {45, "CDF_DOUBLE", "cdf_double", vlDOUBLE_CLASS, 8},
+    {CDF_CHAR, "CDF_CHAR", "cdf_char", vlCHAR_CLASS, 1},
+    {CDF_UCHAR, "CDF_UCHAR", "cdf_uchar", vlCHAR_CLASS, 1},
+};
+
+}  // namespace
+
+const Datatype* findDatatype(long code) {
+  const auto* row =
+      std::find_if(std::begin(datatypes), std::end(datatypes),
+                   [code](const Datatype& datatype) { return datatype.code == code; });
+  return row == std::end(datatypes) ? nullptr : row;
+}
+
+vlClassID mapCdfDatatypeToVorlan(long code) {
+  const Datatype* datatype = findDatatype(code);
+  if (datatype == nullptr) {
+    vlErrMsgIdAndTxt("VORLAN:tarvik:mapCdfDatatypeToVorlan:unknownDatatype",
+                     "%d is not a recognized enumerated CDF datatype value.",
+                     static_cast<int>(code));
+  }
+  return datatype->classId;
+}
+
+std::string cdfDatatypeName(long code) {
+  const Datatype* datatype = findDatatype(code);
+  if (datatype == nullptr) {
+    vlErrMsgIdAndTxt("VORLAN:tarvik:cdfDatatypeName:unknownDatatype",
+                     "%d is not a recognized datatype.", static_cast<int>(code));
+  }
+  return datatype->name;
+}
+
+vlArray* packUpDatatype(long code) {
+  const Datatype* datatype = findDatatype(code);
+  if (datatype == nullptr) {
+    vlErrMsgIdAndTxt("VORLAN:tarvik:packUpDatatype:unhandledDatatype", "Unhandled datatype %d.",
+                     static_cast<int>(code));
+  }
+  return vlCreateString(datatype->lowerCaseName);
+}
+
+}  // namespace tarvik
