@@ -1,0 +1,115 @@
+// Reading values of a variable: one, a record, a hyperslab.
+#include <functional>
+
+#include "cdf/requests.h"
+#include "convert/numbers.h"
+#include "gateway/handlers.h"
+#include "gateway/status.h"
+#include "ops/var/transfer.h"
+
+namespace tarvik::ops {
+
+namespace {
+
+/// Only a variable without dimensions may be read without indices.
+std::vector<long> unpackIndices(int numInputs, const vlArray* inputs[],
+                                const VariableDescription& description) {
+  if (numInputs < 4 && description.numDims != 0) {
+    vlErrMsgIdAndTxt("VORLAN:tarvik:getVarData:cannotOmitDimSpec",
+                     "The dimension indices argument cannot be omitted when the number of "
+                     "dimensions is not zero.");
+  }
+  std::vector<long> indices = numInputs < 4 ? std::vector<long>() : unpackVector(inputs[3]);
+  if (indices.size() != description.dimSizes.size()) {
+    vlErrMsgIdAndTxt("VORLAN:tarvik:getVarData:badDimSpec",
+                     "The length of the dimension indices argument must equal the number of "
+                     "dimensions (%d).",
+                     static_cast<int>(description.numDims));
+  }
+  return indices;
+}
+
+/// The dimensions of a value come first and then those of the variable, in the user's order; values
+/// of one element need no dimension of their own.
+std::vector<long> recordDimensions(const VariableDescription& description, long majority) {
+  const long perValue = elementsPerValue(description);
+  std::vector<long> dims = description.dimSizes;
+  adjustToMajority(majority, dims);
+  if (perValue != 1 || dims.empty()) {
+    dims.insert(dims.begin(), perValue);
+  }
+  return dims;
+}
+
+void checkCountsFit(const std::vector<long>& counts, const std::vector<long>& dimSizes) {
+  if (!std::equal(counts.begin(), counts.end(), dimSizes.begin(), std::less_equal<>())) {
+    vlErrMsgIdAndTxt("VORLAN:tarvik:hyperGetVarRecordData:dimSizeTooLarge",
+                     "The specified dimension size exceeds that of the variable.");
+  }
+}
+
+/// Strings keep a dimension even where it is 1; the records come last.
+std::vector<long> slabDimensions(const VariableDescription& description, const cdf::Hyperslab& slab,
+                                 long majority) {
+  std::vector<long> dims = slab.counts;
+  adjustToMajority(majority, dims);
+  const long perValue = elementsPerValue(description);
+  if (perValue != 1 || isCharacter(description.datatype)) {
+    dims.insert(dims.begin(), perValue);
+  }
+  dims.push_back(slab.recordCount);
+  return dims;
+}
+
+}  // namespace
+
+void getVarData(int, vlArray* outputs[], int numInputs, const vlArray* inputs[],
+                const OperationEntry* entry) {
+  const Variable variable = unpackVariable(inputs);
+  const long record = unpackLongScalar(inputs[2]);
+  const VariableDescription description =
+      describeVariable(entry, variable, tag::variableInquiryFailure);
+  cdf::ValuePlace place{record, unpackIndices(numInputs, inputs, description)};
+  adjustToMajority(inquireMajority(entry, variable.file), place.indices);
+
+  const auto dims = arrayDimensions(entry->name, {elementsPerValue(description), 1});
+  const vlClassID classId = mapCdfDatatypeToVorlan(description.datatype);
+  outputs[0] = readArray(dims, classId, [&](void* value) {
+    check(entry, cdf::readValue(variable.file, variable.number, place, value));
+  });
+}
+
+void getVarRecordData(int, vlArray* outputs[], int, const vlArray* inputs[],
+                      const OperationEntry* entry) {
+  const Variable variable = unpackVariable(inputs);
+  const long record = unpackLongScalar(inputs[2]);
+  const VariableDescription description =
+      describeVariable(entry, variable, tag::variableInquiryFailure);
+  const vlClassID classId = mapCdfDatatypeToVorlan(description.datatype);
+  const long majority = inquireMajority(entry, variable.file);
+
+  const auto dims = arrayDimensions(entry->name, recordDimensions(description, majority));
+  outputs[0] = readArray(dims, classId, [&](void* values) {
+    check(entry, cdf::readRecord(variable.file, variable.number, record, values));
+  });
+}
+
+void hyperGetVarData(int, vlArray* outputs[], int, const vlArray* inputs[],
+                     const OperationEntry* entry) {
+  const Variable variable = unpackVariable(inputs);
+  cdf::Hyperslab slab = unpackHyperslab(inputs + 2);
+  const VariableDescription description =
+      describeVariable(entry, variable, tag::variableInquiryFailure);
+  checkListLengths(description, slab);
+  const long majority = inquireMajority(entry, variable.file);
+  adjustToMajority(majority, slab.indices, slab.counts, slab.intervals);
+  checkCountsFit(slab.counts, description.dimSizes);
+
+  const auto dims = arrayDimensions(entry->name, slabDimensions(description, slab, majority));
+  const vlClassID classId = mapCdfDatatypeToVorlan(description.datatype);
+  outputs[0] = readArray(dims, classId, [&](void* values) {
+    check(entry, cdf::readHyperslab(variable.file, variable.number, slab, values));
+  });
+}
+
+}  // namespace tarvik::ops

@@ -1,0 +1,51 @@
+/// The variable that an operation is about, and what the library says of it.
+///
+/// Every variable is a z-variable, addressed by the library's zero-based number.
+#pragma once
+
+#include <algorithm>
+#include <vector>
+
+#include "cdf/functions.h"
+#include "cdf/items.h"
+#include "gateway/operations.h"
+#include "host/array.h"
+
+namespace tarvik::ops {
+
+struct Variable {
+  CDFid file;
+  long number;
+};
+
+/// The first two inputs: a file identifier and a variable number.
+Variable unpackVariable(const vlArray* inputs[]);
+
+struct VariableDescription {
+  NameBuffer name{};
+  long datatype = 0;
+  /// The string length for CDF_CHAR and CDF_UCHAR, 1 for every other datatype.
+  long numElements = 0;
+  long numDims = 0;
+  std::vector<long> dimSizes;  ///< One for each dimension, in the library's order.
+  long recVary = 0;
+  std::vector<long> dimVarys;  ///< As dimSizes.
+};
+
+/// Raises the failure of the inquiry under the tag `step`.
+VariableDescription describeVariable(const OperationEntry* entry, const Variable& variable,
+                                     const char* step);
+
+/// ROW_MAJOR or COLUMN_MAJOR. Raises "majorityInquiryFailure".
+long inquireMajority(const OperationEntry* entry, CDFid file);
+
+/// Turns lists that have one entry for each dimension from the user's order to the library's, or
+/// back: values are never reordered, so the dimensions of a row-major file are reversed instead.
+template <typename... Lists>
+void adjustToMajority(long majority, Lists&... lists) {
+  if (majority == ROW_MAJOR) {
+    (std::reverse(lists.begin(), lists.end()), ...);
+  }
+}
+
+}  // namespace tarvik::ops

@@ -1,0 +1,139 @@
+// Writing values of a variable: one, a record, a hyperslab. Of the values only the number of
+// elements and the class count; their shape does not matter. Every check stands before the
+// library's call.
+#include <algorithm>
+#include <string>
+
+#include "cdf/requests.h"
+#include "convert/numbers.h"
+#include "gateway/handlers.h"
+#include "gateway/status.h"
+#include "ops/var/transfer.h"
+
+namespace tarvik::ops {
+
+namespace {
+
+bool hasElements(const vlArray* value, long count) {
+  return count >= 0 && vlGetNumberOfElements(value) == static_cast<std::size_t>(count);
+}
+
+void checkIndices(const VariableDescription& description, const std::vector<long>& indices) {
+  if (indices.size() != description.dimSizes.size()) {
+    vlErrMsgIdAndTxt("VORLAN:tarvik:putVarData:badDimensionExtent",
+                     "CDF variable \"%s\" requires a dimension argument of length %u.",
+                     description.name.data(), static_cast<unsigned>(description.numDims));
+  }
+}
+
+void checkOneValue(const VariableDescription& description, const vlArray* value) {
+  constexpr const char* identifier = "VORLAN:tarvik:putVarData:wrongNumberOfElements";
+  if (hasElements(value, elementsPerValue(description))) {
+    return;
+  }
+  if (description.datatype == CDF_EPOCH16) {
+    vlErrMsgIdAndTxt(
+        identifier,
+        "When using putVarData with variable \"%s\", exactly 2 double precision values "
+        "must be provided.",
+        description.name.data());
+  }
+  if (isCharacter(description.datatype)) {
+    vlErrMsgIdAndTxt(identifier,
+                     "When using putVarData with variable \"%s\", exactly %d elements must be "
+                     "provided.",
+                     description.name.data(), static_cast<int>(description.numElements));
+  }
+  vlErrMsgIdAndTxt(
+      identifier, "When using putVarData with variable \"%s\", exactly 1 element must be provided.",
+      description.name.data());
+}
+
+void checkOneRecord(const OperationEntry* entry, const VariableDescription& description,
+                    const vlArray* values) {
+  std::vector<long> factors = description.dimSizes;
+  factors.push_back(elementsPerValue(description));
+  const long expected = elementCount(entry->name, factors);
+  if (!hasElements(values, expected)) {
+    vlErrMsgIdAndTxt("VORLAN:tarvik:putVarRecordData:wrongNumberOfElements",
+                     "When writing a record to variable \"%s\", exactly %u elements must be "
+                     "provided.",
+                     description.name.data(), static_cast<unsigned>(expected));
+  }
+}
+
+/// "[ 2 3 ]" for the counts 2 and 3.
+std::string bracketed(const std::vector<long>& counts) {
+  std::string text = "[";
+  for (const long count : counts) {
+    text += " " + std::to_string(count);
+  }
+  return text + " ]";
+}
+
+void checkHyperslab(const OperationEntry* entry, const VariableDescription& description,
+                    const cdf::Hyperslab& slab, const vlArray* values) {
+  std::vector<long> factors = {slab.recordCount, elementsPerValue(description)};
+  factors.insert(factors.end(), slab.counts.begin(), slab.counts.end());
+  const long expected = elementCount(entry->name, factors);
+  // Two negative counts have a positive product.
+  const bool negative =
+      std::any_of(factors.begin(), factors.end(), [](long factor) { return factor < 0; });
+  if (negative || !hasElements(values, expected)) {
+    vlErrMsgIdAndTxt("VORLAN:tarvik:hyperPutVarData:wrongNumberOfElements",
+                     "When specifying a dimension count of %s and a record count of %d with "
+                     "variable \"%s\", exactly %u elements must be provided.",
+                     bracketed(slab.counts).c_str(), static_cast<int>(slab.recordCount),
+                     description.name.data(), static_cast<unsigned>(expected));
+  }
+}
+
+}  // namespace
+
+void putVarData(int, vlArray*[], int, const vlArray* inputs[], const OperationEntry* entry) {
+  const Variable variable = unpackVariable(inputs);
+  cdf::ValuePlace place;
+  place.record = unpackLongScalar(inputs[2]);
+  place.indices = unpackVector(inputs[3]);
+  const VariableDescription description =
+      describeVariable(entry, variable, tag::variableInquiryFailure);
+  adjustToMajority(inquireMajority(entry, variable.file), place.indices);
+  checkIndices(description, place.indices);
+  checkOneValue(description, inputs[4]);
+  checkClass(description, inputs[4], "VORLAN:tarvik:putVarData:datatypeMismatch");
+
+  check(entry, writeArray(inputs[4], [&](const void* value) {
+          return cdf::writeValue(variable.file, variable.number, place, value);
+        }));
+}
+
+void putVarRecordData(int, vlArray*[], int, const vlArray* inputs[], const OperationEntry* entry) {
+  const Variable variable = unpackVariable(inputs);
+  const long record = unpackLongScalar(inputs[2]);
+  const VariableDescription description =
+      describeVariable(entry, variable, tag::variableInquiryFailure);
+  checkOneRecord(entry, description, inputs[3]);
+  checkClass(description, inputs[3], "VORLAN:tarvik:putVarRecordData:datatypeMismatch");
+
+  check(entry, writeArray(inputs[3], [&](const void* values) {
+          return cdf::writeRecord(variable.file, variable.number, record, values);
+        }));
+}
+
+void hyperPutVarData(int, vlArray*[], int, const vlArray* inputs[], const OperationEntry* entry) {
+  const Variable variable = unpackVariable(inputs);
+  cdf::Hyperslab slab = unpackHyperslab(inputs + 2);
+  const VariableDescription description =
+      describeVariable(entry, variable, tag::variableInquiryFailure);
+  checkListLengths(description, slab);
+  adjustToMajority(inquireMajority(entry, variable.file), slab.indices, slab.counts,
+                   slab.intervals);
+  checkHyperslab(entry, description, slab, inputs[8]);
+  checkClass(description, inputs[8], "VORLAN:tarvik:hyperPutVarData:datatypeMismatch");
+
+  check(entry, writeArray(inputs[8], [&](const void* values) {
+          return cdf::writeHyperslab(variable.file, variable.number, slab, values);
+        }));
+}
+
+}  // namespace tarvik::ops
