@@ -13,8 +13,10 @@
 # Gives the imported target CDF::CDF and CDF_RUNTIME_LIBRARY, the copy that is shipped;
 # CDF_INCLUDE_DIR where a cdf.h belongs to the library.
 
+# A wheel of the project is built without other preparation.
+string(COMPARE NOTEQUAL "${SKBUILD}" "" cdf_fetch_default)
 option(TARVIK_FETCH_CDF "Take the CDF library out of a pinned wheel where no other is found"
-  ${SKBUILD})
+  ${cdf_fetch_default})
 
 function(cdf_find_library)
   find_library(CDF_LIBRARY NAMES libcdf.so NO_CACHE ${ARGN})

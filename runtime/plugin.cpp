@@ -113,7 +113,6 @@ void handOut(Slots& slots, std::size_t wanted, Scope& scope, std::vector<Array>&
   if (std::any_of(filled, end, [](const vlArray* array) { return array != nullptr; })) {
     throw Error("VORLAN:badOutput", "An output is missing before the last one.");
   }
-  outputs.reserve(static_cast<std::size_t>(filled - slots.begin()));
   for (vlArray** slot = slots.begin(); slot != filled; ++slot) {
     scope.remove(*slot);
     outputs.emplace_back(*slot);
@@ -172,9 +171,10 @@ Result Plugin::call(const std::vector<const vlArray*>& inputs, int numOutputs) {
     Slots slots(std::max(kMinSlots, wanted));
     Pointers<const vlArray*> arguments(inputs.size());
     std::copy(inputs.begin(), inputs.end(), arguments.begin());
+    Result result;
+    result.outputs.reserve(wanted);  // what the plug-in has done must not fail for memory after it
     scope.module->entry(numOutputs, slots.data(), static_cast<int>(inputs.size()),
                         arguments.data());
-    Result result;
     handOut(slots, wanted, scope, result.outputs);
     result.warnings = std::move(scope.warnings);
     return result;

@@ -1,0 +1,139 @@
+#include "tests/gateway/broken_library.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdarg>
+#include <cstring>
+#include <dlfcn.h>
+#include <tuple>
+
+#include "cdf/functions.h"
+#include "cdf/items.h"
+
+namespace broken {
+namespace {
+
+std::optional<Answer> laidDown;
+std::vector<CDFid> answered;
+
+bool concerns(long item) {
+  return laidDown && laidDown->item == item;
+}
+
+/// A request made by a function is one on a file, as if its list had the item.
+bool concernsFunction(Function function) {
+  return concerns(function) || concerns(tarvik::CDF_);
+}
+
+template <typename F>
+F* genuine(const char* name, F*) {
+  static void* const library = dlopen(CDF_LIBRARY, RTLD_NOW);
+  return reinterpret_cast<F*>(dlsym(library, name));
+}
+
+template <typename Request>
+CDFstatus answer(CDFid file, Request request, long* output) {
+  answered.push_back(file);
+  if (laidDown->status < 0) return laidDown->status;
+  const CDFstatus status = request();
+  if (laidDown->value && output != nullptr) *output = *laidDown->value;
+  return status == 0 ? laidDown->status : status;
+}
+
+/// An item list as machine words, NULL_ and zeros behind it. No argument of a test is 1000.
+using ItemList = std::array<long, 48>;
+
+CDFstatus forward(const ItemList& list) {
+  return std::apply(genuine("CDFlib", CDFlib), list);
+}
+
+void* pointer(long word) {
+  void* result = nullptr;
+  std::memcpy(&result, &word, sizeof(result));
+  return result;
+}
+
+/// The file that the list selects first, or null.
+CDFid fileOf(const ItemList& list) {
+  return list[0] == tarvik::SELECT_ && list[1] == tarvik::CDF_ ? pointer(list[2]) : nullptr;
+}
+
+/// Where the library writes what the item gives, or null for an item that gives nothing.
+long* outputOf(const ItemList& list) {
+  long function = tarvik::NULL_;
+  for (std::size_t i = 0; list[i] != tarvik::NULL_; ++i) {
+    if (list[i] > tarvik::NULL_ && list[i] <= tarvik::PUT_) function = list[i];
+    if (list[i] == laidDown->item && (function == tarvik::GET_ || function == tarvik::CONFIRM_)) {
+      return static_cast<long*>(pointer(list[i + laidDown->place]));
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+Answering::Answering(const Answer& answer) {
+  laidDown = answer;
+  answered.clear();
+}
+
+Answering::~Answering() {
+  laidDown.reset();
+}
+
+const std::vector<void*>& Answering::files() {
+  return answered;
+}
+
+}  // namespace broken
+
+extern "C" {
+
+CDFstatus CDFlib(long function, ...) {
+  broken::ItemList list{function};
+  va_list rest;
+  va_start(rest, function);
+  for (std::size_t i = 1; list.at(i - 1) != tarvik::NULL_; ++i) list.at(i) = va_arg(rest, long);
+  va_end(rest);
+  const auto request = [&list] { return broken::forward(list); };
+  const bool concerned = std::any_of(list.begin(), list.end(), broken::concerns);
+  return concerned ? broken::answer(broken::fileOf(list), request, broken::outputOf(list))
+                   : request();
+}
+
+CDFstatus CDFinquireAttr(CDFid id, long attribute, char* name, long* scope, long* maxgEntry,
+                         long* maxrEntry, long* maxzEntry) {
+  const auto request = [&] {
+    return broken::genuine("CDFinquireAttr", CDFinquireAttr)(id, attribute, name, scope, maxgEntry,
+                                                             maxrEntry, maxzEntry);
+  };
+  return broken::concernsFunction(broken::inquireAttr) ? broken::answer(id, request, scope)
+                                                       : request();
+}
+
+CDFstatus CDFinquireAttrEntry(CDFid id, int kind, long attribute, long entry, long* datatype,
+                              long* numElements) {
+  const auto request = [&] {
+    return broken::genuine("CDFinquireAttrEntry", CDFinquireAttrEntry)(id, kind, attribute, entry,
+                                                                       datatype, numElements);
+  };
+  return broken::concernsFunction(broken::inquireAttrEntry)
+             ? broken::answer(id, request, numElements)
+             : request();
+}
+
+CDFstatus CDFgetAttrEntry(CDFid id, int kind, long attribute, long entry, void* value) {
+  const auto request = [&] {
+    return broken::genuine("CDFgetAttrEntry", CDFgetAttrEntry)(id, kind, attribute, entry, value);
+  };
+  return broken::concernsFunction(broken::getAttrEntry) ? broken::answer(id, request, nullptr)
+                                                        : request();
+}
+
+int CDFgetValidate() {
+  return broken::concerns(broken::getValidate)
+             ? static_cast<int>(*broken::laidDown->value)
+             : broken::genuine("CDFgetValidate", CDFgetValidate)();
+}
+
+}  // extern "C"

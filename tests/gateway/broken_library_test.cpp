@@ -1,0 +1,305 @@
+// What only a broken file or library can cause.
+#include "tests/gateway/broken_library.h"
+
+#include <map>
+#include <set>
+
+#include "cdf/call.h"
+#include "tests/gateway/samples.h"
+
+namespace {
+
+using namespace tarvik;  // the library's items
+using broken::Answering;
+using broken::give;
+using broken::refuse;
+
+const std::string ofFormat = "formatInquiryFailure";
+const std::string ofMajority = "majorityInquiryFailure";
+const std::string ofScope = "scopeInquiryfailure";
+const std::string ofVariable = "variableInquiryFailure";
+
+/// The tag of an operation's first request where it is not "failure".
+const std::map<std::string, std::string> firstTags = {
+    {"createVar", ofMajority},        {"getVarCacheSize", ofFormat},
+    {"setVarCacheSize", ofFormat},    {"putAttrEntry", ofScope},
+    {"putAttrgEntry", ofScope},       {"getVarPadValue", ofVariable},
+    {"setVarPadValue", ofVariable},   {"getVarData", ofVariable},
+    {"putVarData", ofVariable},       {"getVarRecordData", ofVariable},
+    {"putVarRecordData", ofVariable}, {"hyperGetVarData", ofVariable},
+    {"hyperPutVarData", ofVariable},
+};
+
+/// Operations that make no request on a file, or one for which nothing stands in.
+const std::set<std::string> others = {
+    "computeEpoch",        "computeEpoch16",    "create",
+    "deleteAttrEntry",     "deleteAttrgEntry",  "epoch16Breakdown",
+    "epochBreakdown",      "getAttrMaxEntry",   "getAttrMaxgEntry",
+    "getAttrNum",          "getConstantNames",  "getConstantValue",
+    "getLibraryCopyright", "getLibraryVersion", "getNumAttrEntries",
+    "getNumAttrgEntries",  "getValidate",       "getVarNum",
+    "setValidate"};
+
+class BrokenLibraryTest : public SamplesTest {
+ protected:
+  void SetUp() override {
+    SamplesTest::SetUp();
+    openFiles();
+  }
+
+  void TearDown() override {
+    closeFiles();
+    SamplesTest::TearDown();
+  }
+
+  Raised raisedBy(const std::string& operation) {
+    for (const Sample& sample : samples()) {
+      if (sample.operation == operation) return raisedWith(operation, sample.inputs);
+    }
+    ADD_FAILURE() << operation;
+    return {};
+  }
+
+  /// Closes the files that the answer has kept the gateway from closing.
+  static void closeInLibrary() {
+    for (void* file : Answering::files()) {
+      EXPECT_EQ(cdf::onFile(file, CLOSE_, CDF_), 0);
+    }
+  }
+};
+
+// The library's warnings are failures like its errors, and the text of -2234 is longer than any
+// that the library promises. A refused close or delete leaves the file registered.
+TEST_F(BrokenLibraryTest, EveryNegativeStatusIsAFailure) {
+  EXPECT_GT(libraryFailure(-2234).size(), 150U);
+  for (const long status : {-1L, -1999L, -2000L, -2234L}) {
+    const Answering answering(refuse(CDF_, status));
+    for (const Sample& sample : samples()) {
+      if (others.count(sample.operation) != 0) continue;
+      const std::string& operation = sample.operation;
+      const std::string tag = firstTags.count(operation) != 0 ? firstTags.at(operation) : "failure";
+      EXPECT_EQ(raisedWith(operation, sample.inputs), failureOf(operation, status, tag));
+    }
+  }
+}
+
+TEST_F(BrokenLibraryTest, APositiveStatusIsSuccess) {
+  closeFiles();
+  for (std::size_t i = 0; i < samples().size(); ++i) {
+    const auto outputsNow = [&] {
+      openFiles();
+      const Sample sample = samples()[i];
+      SCOPED_TRACE(sample.operation);
+      const bool opens = sample.operation == "open" || sample.operation == "create";
+      std::vector<std::string> result;
+      for (const Array& output : callWith(sample.operation, sample.inputs)) {
+        if (opens) {
+          close({valuesOf<std::uint64_t>(output).at(0)});
+        } else if (vlGetClassID(output.get()) != vlCELL_CLASS) {
+          result.push_back(shown(output));
+        }
+      }
+      EXPECT_TRUE(warnings().empty());
+      closeFiles();
+      return result;
+    };
+    const std::vector<std::string> usual = outputsNow();
+    const Answering answering({CDF_, 1});
+    EXPECT_EQ(outputsNow(), usual);
+  }
+}
+
+TEST_F(BrokenLibraryTest, LaterStepsHaveTheirTags) {
+  constexpr long status = -2035;
+  const struct {
+    const char* operation;
+    long item;
+    std::string tag = "failure";
+  } rows[] = {
+      {"inquireVar", CDF_MAJORITY_, ofMajority},
+      {"getVarRecordData", CDF_MAJORITY_, ofMajority},
+      {"getVarData", CDF_MAJORITY_, ofMajority},
+      {"getVarData", zVAR_DATA_},
+      {"hyperGetVarData", CDF_MAJORITY_, ofMajority},
+      {"hyperGetVarData", zVAR_HYPERDATA_},
+      {"putVarData", CDF_MAJORITY_, ofMajority},
+      {"putVarData", zVAR_DATA_},
+      {"hyperPutVarData", CDF_MAJORITY_, ofMajority},
+      {"hyperPutVarData", zVAR_HYPERDATA_},
+      {"getVarPadValue", zVAR_PADVALUE_},
+      {"setVarPadValue", zVAR_PADVALUE_},
+      {"inquireAttr", broken::inquireAttr},
+      {"inquireAttrEntry", broken::inquireAttrEntry},
+      {"getAttrEntry", broken::inquireAttrEntry},
+      {"getAttrgEntry", broken::getAttrEntry},
+  };
+  for (const auto& row : rows) {
+    const Answering answering(refuse(row.item, status));
+    EXPECT_EQ(raisedBy(row.operation), failureOf(row.operation, status, row.tag));
+  }
+  const auto refused = [this](long item, const char* operation, auto... inputs) {
+    const Answering answering(refuse(item, status));
+    return raised(operation, inputs...);
+  };
+  EXPECT_EQ(refused(LIB_VERSION_, "getLibraryVersion"), failureOf("getLibraryVersion", status));
+  EXPECT_EQ(refused(LIB_COPYRIGHT_, "getLibraryCopyright"),
+            failureOf("getLibraryCopyright", status));
+  EXPECT_EQ(refused(STATUS_TEXT_, "getVarName", file_, 9.0).message, "CDF library failure, \"\".");
+}
+
+struct UnknownCode {
+  const char* operation;
+  long item;
+  std::vector<long> codes;
+  const char* identifier;  ///< Behind "VORLAN:tarvik:".
+  std::string message;     ///< # stands for the code.
+};
+
+// clang-format off
+const UnknownCode unknownCodes[] = {
+    {"inquire", CDF_ENCODING_, {0, 10, 17, -1}, "inquireCDF:unknownEncoding",
+     "Unrecognized encoding value #."},
+    {"inquire", CDF_MAJORITY_, {0, 3}, "inquireCDF:unrecognizedMajority",
+     "Unrecognized majority value #."},
+    {"getMajority", CDF_MAJORITY_, {0, 3}, "getMajority:unrecognizedMajority",
+     "The majority value # is not recognized."},
+    {"getFormat", CDF_FORMAT_, {0, 3}, "getFormat:unrecognizedFormat",
+     "The format value # is not recognized."},
+    {"getReadOnlyMode", CDF_READONLY_MODE_, {1, -2}, "getReadOnlyMode:unrecognizedMode",
+     "The mode value # is not recognized."},
+    {"getChecksum", CDF_CHECKSUM_, {-1, 3}, "getChecksum:unrecognizedChecksum",
+     "The checksum value # is not recognized."},
+    {"getCompression", CDF_COMPRESSION_, {-1, 4, 6}, "getCompression:unhandledCompressionType",
+     "The compression type value # is not recognized."},
+    {"getVarCompression", zVAR_COMPRESSION_, {-1, 4, 6}, "getVarCompression:unhandledCompressionType",
+     "The compression type value # is not recognized."},
+    {"getVarSparseRecords", zVAR_SPARSERECORDS_, {-1, 3}, "getVarSparseRecords:badType",
+     "# is not a recognized sparse records type."},
+    {"getAttrScope", ATTR_SCOPE_, {0, 3, 4}, "packUpScope:unhandledScope",
+     "The scope value # is not recognized."},
+    {"inquireAttr", broken::inquireAttr, {0, 3, 4}, "packUpScope:unhandledScope",
+     "The scope value # is not recognized."},
+    {"putAttrEntry", ATTR_SCOPE_, {0, 3}, "putAttrEntry:unrecognizedScope",
+     "Attribute number 1 has an unrecognized scope value of #."},
+    {"putAttrgEntry", ATTR_SCOPE_, {0, 3}, "putAttrEntry:unrecognizedScope",
+     "Attribute number 0 has an unrecognized scope value of #."},
+    {"getAttrgEntry", broken::inquireAttrEntry, {-1}, "getAttrgEntry:badCount",
+     "The requested counts do not describe a valid number of elements."},
+    {"inquireVar", zVAR_RECVARY_, {1, -2}, "packUpVariance:failure",
+     "Unhandled variance value, \"#\"."},
+    {"inquireVar", zVAR_DIMVARYS_, {1, -2}, "packUpVariance:failure",
+     "Unhandled variance value, \"#\"."},
+    {"inquireVar", zVAR_DATATYPE_, {33, 53}, "packUpDatatype:unhandledDatatype",
+     "Unhandled datatype #."},
+    {"getVarPadValue", zVAR_DATATYPE_, {0, 33}, "mapCdfDatatypeToVorlan:unknownDatatype",
+     "# is not a recognized enumerated CDF datatype value."},
+    {"setVarPadValue", zVAR_DATATYPE_, {0, 33}, "mapCdfDatatypeToVorlan:unknownDatatype",
+     "# is not a recognized enumerated CDF datatype value."},
+};
+// clang-format on
+
+TEST_F(BrokenLibraryTest, CodesThatNoTableHolds) {
+  const auto filled = [](std::string message, long code) {
+    const std::size_t mark = message.find('#');
+    return mark == std::string::npos ? message : message.replace(mark, 1, std::to_string(code));
+  };
+  for (const UnknownCode& row : unknownCodes) {
+    for (const long code : row.codes) {
+      const Answering answering(give(row.item, code));
+      EXPECT_EQ(raisedBy(row.operation), (Raised{std::string("VORLAN:tarvik:") + row.identifier,
+                                                 filled(row.message, code)}));
+    }
+  }
+  for (const int mode : {-1, 2}) {
+    const Answering answering(give(broken::getValidate, mode));
+    EXPECT_EQ(raised("getValidate"), (Raised{"VORLAN:tarvik:getValidate:unrecognizedMode",
+                                             "Encountered unhandled file validation mode \"" +
+                                                 std::to_string(mode) + "\"."}));
+  }
+}
+
+// Their names are those of the named constants in another case.
+TEST_F(BrokenLibraryTest, EveryEncodingHasItsName) {
+  const std::pair<long, const char*> rows[] = {
+      {1, "NETWORK_ENCODING"},    {2, "SUN_ENCODING"},        {3, "VAX_ENCODING"},
+      {4, "DECSTATION_ENCODING"}, {5, "SGi_ENCODING"},        {6, "IBMPC_ENCODING"},
+      {7, "IBMRS_ENCODING"},      {8, "HOST_ENCODING"},       {9, "MAC_ENCODING"},
+      {11, "HP_ENCODING"},        {12, "NeXT_ENCODING"},      {13, "ALPHAOSF1_ENCODING"},
+      {14, "ALPHAVMSd_ENCODING"}, {15, "ALPHAVMSg_ENCODING"}, {16, "ALPHAVMSi_ENCODING"},
+  };
+  for (const auto& [code, name] : rows) {
+    const Answering answering(give(CDF_ENCODING_, code));
+    EXPECT_EQ(textOf(call("inquire", file_).at(0)), name);
+    EXPECT_EQ(numberOf(call("getConstantValue", name).at(0)), static_cast<double>(code));
+  }
+  const Answering answering(give(CDF_CHECKSUM_, 2));
+  EXPECT_EQ(textOf(call("getChecksum", file_).at(0)), "OTHER_CHECKSUM");
+}
+
+// A variable's compression warns of a parameter that it has no name for; a file's does not look.
+TEST_F(BrokenLibraryTest, ParametersOfCompressionThatHaveNoName) {
+  const std::string prefix = "VORLAN:tarvik:getVarCompression:";
+  const struct {
+    double type;
+    Raised warning;
+    const char* fileParameter;
+  } rows[] = {
+      {1,
+       {prefix + "unrecognizedRleCompressionParameter",
+        "7 is an unhandled RLE_COMPRESSION parameter setting."},
+       "RLE_OF_ZEROS"},
+      {2,
+       {prefix + "unrecognizedHuffCompressionParameter",
+        "7 is an unhandled HUFF_COMPRESSION parameter setting."},
+       "OPTIMAL_ENCODING_TREES"},
+      {3,
+       {prefix + "unrecognizedAHuffCompressionParameter",
+        "7 is an unhandled AHUFF_COMPRESSION parameter setting."},
+       "OPTIMAL_ENCODING_TREES"},
+  };
+  const double bare = 3;  // without records
+  for (const auto& row : rows) {
+    call("setVarCompression", file_, bare, row.type, 0.0);
+    call("setCompression", empty_, row.type, 0.0);
+    {
+      const Answering answering(give(zVAR_COMPRESSION_, 7, 2));
+      EXPECT_EQ(numberOf(call("getVarCompression", file_, bare).at(1)), 7);
+      ASSERT_EQ(warnings().size(), 1U);
+      EXPECT_EQ((Raised{warnings()[0].identifier, warnings()[0].message}), row.warning);
+    }
+    const Answering answering(give(CDF_COMPRESSION_, 7, 2));
+    EXPECT_EQ(textOf(call("getCompression", empty_).at(1)), row.fileParameter);
+    EXPECT_TRUE(warnings().empty());
+  }
+  call("setVarCompression", file_, bare, 5.0, 6.0);
+  const Answering answering(give(zVAR_COMPRESSION_, 77, 2));
+  EXPECT_EQ(numberOf(call("getVarCompression", file_, bare).at(1)), 77);
+  EXPECT_TRUE(warnings().empty());
+}
+
+TEST_F(BrokenLibraryTest, AFileWhoseModeCannotBeSetIsNotHandedOut) {
+  closeFiles();
+  const std::string failure = libraryFailure(-2234);
+  {
+    const Answering answering(refuse(CDF_zMODE_, -2234));
+    EXPECT_EQ(raised("open", path("file")),
+              (Raised{"VORLAN:tarvik:open:unableToSetzMode2",
+                      "Unable to set zMode to zMODEon2" + failure.substr(failure.find(','))}));
+  }
+  EXPECT_TRUE(gateway().unload().empty());
+  closeInLibrary();
+}
+
+TEST_F(BrokenLibraryTest, TheEndClosesEveryFileWhateverTheLibrarySays) {
+  {
+    const Answering answering(refuse(CLOSE_, -2055));
+    const std::vector<vlhost::Warning> atTheEnd = gateway().unload();
+    ASSERT_EQ(atTheEnd.size(), 1U);
+    EXPECT_EQ(atTheEnd[0].identifier, "VORLAN:tarvik:closingFileHandle");
+    EXPECT_EQ(atTheEnd[0].message, "Closing open CDF file handles.");
+  }
+  EXPECT_EQ(Answering::files().size(), 3U);
+  closeInLibrary();
+}
+
+}  // namespace

@@ -1,0 +1,239 @@
+#include "tests/gateway/gateway_test.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iomanip>
+#include <limits>
+#include <numeric>
+#include <sstream>
+
+#include "cdf/call.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+fs::path newFolder() {
+  std::string name = (fs::temp_directory_path() / "gateway-XXXXXX").string();
+  return mkdtemp(name.data());
+}
+
+template <typename T, typename Visit>
+bool visitIf(const vlArray* array, Visit visit, vlClassID classId = classOf<T>()) {
+  if (vlGetClassID(array) != classId) return false;
+  visit(static_cast<T*>(vlGetData(array)), vlGetNumberOfElements(array));
+  return true;
+}
+
+/// Calls `visit` with the typed elements of a numeric or logical array and their count.
+template <typename Visit>
+void visitElements(const vlArray* array, Visit visit) {
+  const bool visited =
+      visitIf<double>(array, visit) || visitIf<float>(array, visit) ||
+      visitIf<std::int8_t>(array, visit) || visitIf<std::uint8_t>(array, visit) ||
+      visitIf<std::int16_t>(array, visit) || visitIf<std::uint16_t>(array, visit) ||
+      visitIf<std::int32_t>(array, visit) || visitIf<std::uint32_t>(array, visit) ||
+      visitIf<std::int64_t>(array, visit) || visitIf<std::uint64_t>(array, visit) ||
+      visitIf<vlLogical>(array, visit, vlLOGICAL_CLASS);
+  EXPECT_TRUE(visited) << vlGetClassName(array);
+}
+
+void showText(std::ostream& out, const vlArray* text) {
+  const auto* units = static_cast<const vlChar*>(vlGetData(text));
+  std::for_each(units, units + vlGetNumberOfElements(text), [&](vlChar unit) {
+    if (unit >= ' ' && unit <= '~') {
+      out << static_cast<char>(unit);
+    } else {
+      out << '<' << std::hex << std::uppercase << unit << std::dec << '>';
+    }
+  });
+}
+
+}  // namespace
+
+/// Read by the address sanitizer. Creating a CDF_UCHAR variable, the library runs strlen over the
+/// value that it pads with, which has no NUL.
+extern "C" __attribute__((visibility("default"))) const char* __asan_default_suppressions() {
+  return "interceptor_via_fun:WriteVDR64";
+}
+
+Array logicals(const std::vector<bool>& values) {
+  const std::size_t dims[] = {1, values.size()};
+  Array array(vlCreateLogicalArray(2, dims));
+  std::copy(values.begin(), values.end(), vlGetLogicals(array.get()));
+  return array;
+}
+
+Array chars(const Dims& dims, const std::u16string& elements) {
+  Array array(vlCreateCharArray(dims.size(), dims.data()));
+  EXPECT_EQ(vlGetNumberOfElements(array.get()), elements.size());
+  std::copy(elements.begin(), elements.end(), static_cast<vlChar*>(vlGetData(array.get())));
+  return array;
+}
+
+Array oneOf(vlClassID classId) {
+  const std::size_t dims[] = {1, 1};
+  switch (classId) {
+    case vlCELL_CLASS:
+      return Array(vlCreateCellMatrix(1, 1));
+    case vlLOGICAL_CLASS:
+      return Array(vlCreateLogicalArray(2, dims));
+    case vlCHAR_CLASS:
+      return Array(vlCreateCharArray(2, dims));
+    default:
+      return Array(vlCreateNumericArray(2, dims, classId, vlREAL));
+  }
+}
+
+Array patterned(vlClassID classId, const Dims& dims) {
+  if (classId == vlCHAR_CLASS) {
+    Array text(vlCreateCharArray(dims.size(), dims.data()));
+    auto* units = static_cast<vlChar*>(vlGetData(text.get()));
+    std::iota(units, units + vlGetNumberOfElements(text.get()), vlChar{'A'});
+    return text;
+  }
+  Array array(vlCreateNumericArray(dims.size(), dims.data(), classId, vlREAL));
+  visitElements(array.get(), [](auto* elements, std::size_t count) {
+    using Limits = std::numeric_limits<std::remove_pointer_t<decltype(elements)>>;
+    for (std::size_t i = 0; i < count; ++i) {
+      const auto limit = i % 2 == 0 ? Limits::max() : Limits::lowest();
+      elements[i] = static_cast<decltype(limit)>(limit / static_cast<decltype(limit)>(i + 1));
+    }
+  });
+  return array;
+}
+
+void* handleOf(File file) {
+  void* handle = nullptr;
+  std::memcpy(&handle, &file.handle, sizeof(handle));
+  return handle;
+}
+
+std::string textOf(const Array& array) {
+  EXPECT_EQ(vlGetClassID(array.get()), vlCHAR_CLASS) << vlGetClassName(array.get());
+  const auto* first = static_cast<const vlChar*>(vlGetData(array.get()));
+  std::string text;
+  std::transform(first, first + vlGetNumberOfElements(array.get()), std::back_inserter(text),
+                 [](vlChar unit) { return static_cast<char>(unit); });
+  return text;
+}
+
+double numberOf(const Array& array) {
+  const std::vector<double> values = valuesOf<double>(array);
+  EXPECT_EQ(values.size(), 1U);
+  return values.at(0);
+}
+
+Dims dimsOf(const Array& array) {
+  const std::size_t* dims = vlGetDimensions(array.get());
+  return {dims, dims + vlGetNumberOfDimensions(array.get())};
+}
+
+std::vector<bool> logicalsOf(const Array& array) {
+  const vlLogical* first = vlGetLogicals(array.get());
+  EXPECT_NE(first, nullptr) << vlGetClassName(array.get());
+  return std::vector<bool>(first, first + vlGetNumberOfElements(array.get()));
+}
+
+std::string shown(const vlArray* array) {
+  std::ostringstream out;
+  out << std::setprecision(17) << vlGetClassName(array);
+  const std::size_t* dims = vlGetDimensions(array);
+  for (std::size_t i = 0; i < vlGetNumberOfDimensions(array); ++i) {
+    out << (i == 0 ? ' ' : 'x') << dims[i];
+  }
+  out << ':';
+  if (vlGetClassID(array) == vlCHAR_CLASS) {
+    showText(out << ' ', array);
+  } else {
+    visitElements(array, [&](const auto* elements, std::size_t count) {
+      std::for_each(elements, elements + count, [&](auto element) { out << ' ' << +element; });
+    });
+  }
+  return out.str();
+}
+
+std::ostream& operator<<(std::ostream& out, const Raised& raised) {
+  return out << raised.identifier << ": " << raised.message;
+}
+
+GatewayTest::GatewayTest()
+    : folder_(newFolder()), gateway_(std::make_unique<vlhost::Plugin>(GATEWAY)) {}
+
+GatewayTest::~GatewayTest() {
+  fs::remove_all(folder_);
+}
+
+void GatewayTest::TearDown() {
+  for (const vlhost::Warning& warning : gateway_->unload()) {
+    ADD_FAILURE() << "at the end: " << warning.message;
+  }
+  const vlhost::Holdings after = vlhost::holdings();
+  EXPECT_EQ(after.arrays, before_.arrays);
+  EXPECT_EQ(after.blocks, before_.blocks);
+}
+
+void GatewayTest::reload() {
+  gateway_ = std::make_unique<vlhost::Plugin>(GATEWAY);
+}
+
+std::vector<Array> GatewayTest::callWith(const std::string& operation, const Inputs& inputs) {
+  const Array name = vlhost::text(operation);
+  std::vector<const vlArray*> arguments = {name.get()};
+  std::transform(inputs.begin(), inputs.end(), std::back_inserter(arguments),
+                 [](const Input& input) { return input.array; });
+  vlhost::Result result = gateway_->call(arguments, 8);
+  warnings_ = std::move(result.warnings);
+  return std::move(result.outputs);
+}
+
+Raised GatewayTest::raisedWith(const std::string& operation, const Inputs& inputs) {
+  const vlhost::Holdings held = vlhost::holdings();
+  try {
+    callWith(operation, inputs);
+  } catch (const vlhost::Error& error) {
+    EXPECT_EQ(vlhost::holdings().arrays, held.arrays) << error.what();
+    EXPECT_EQ(vlhost::holdings().blocks, held.blocks) << error.what();
+    return {error.identifier(), error.what()};
+  }
+  return {};
+}
+
+void GatewayTest::expectRefused(const std::vector<Refusal>& refusals) {
+  for (const Refusal& row : refusals) {
+    EXPECT_EQ(raisedWith(row.operation, row.inputs), row.raised) << row.operation;
+  }
+}
+
+File GatewayTest::create(const std::string& name) {
+  return {valuesOf<std::uint64_t>(call("create", path(name)).at(0)).at(0)};
+}
+
+File GatewayTest::open(const std::string& name) {
+  return {valuesOf<std::uint64_t>(call("open", path(name)).at(0)).at(0)};
+}
+
+double GatewayTest::createVar(File file, const std::string& name, double datatype,
+                              double numElements, const std::vector<double>& dimSizes) {
+  return numberOf(call("createVar", file, name, datatype, numElements, dimSizes, -1.0,
+                       List(dimSizes.size(), -1.0))
+                      .at(0));
+}
+
+std::string libraryFailure(long status) {
+  tarvik::StatusTextBuffer text{};
+  tarvik::cdf::call(tarvik::SELECT_, tarvik::CDF_STATUS_, status, tarvik::GET_,
+                    tarvik::STATUS_TEXT_, text.data());
+  return std::string("CDF library failure, \"") + text.data() + "\".";
+}
+
+Raised failureOf(const std::string& operation, long status, const std::string& tag) {
+  return {"VORLAN:tarvik:" + operation + ":" + tag, libraryFailure(status)};
+}
+
+Inputs fileAnd(File file, const std::vector<double>& numbers) {
+  Inputs inputs;
+  inputs.emplace_back(file);
+  inputs.insert(inputs.end(), numbers.begin(), numbers.end());
+  return inputs;
+}

@@ -1,0 +1,37 @@
+/// Valid inputs of every operation, and files to use them on: for what is tried with all
+/// operations.
+#pragma once
+
+#include <map>
+
+#include "tests/gateway/gateway_test.h"
+
+struct Sample {
+  std::string operation;
+  Inputs inputs;
+};
+
+class SamplesTest : public GatewayTest {
+ protected:
+  void SetUp() override;
+
+  /// Puts the files back as they were made and opens them.
+  void openFiles();
+  /// Closes what a call left open of them.
+  void closeFiles();
+  bool filesAreUnchanged() const { return contents() == made_; }
+
+  /// One for every operation; they use the open files.
+  std::vector<Sample> samples() const;
+
+  File file_;   ///< With variables, attributes and data.
+  File empty_;  ///< Whose settings can still be changed.
+  File multi_;  ///< In several files.
+
+ private:
+  /// Of every file in the test's folder, by name.
+  using Contents = std::map<std::string, std::string>;
+  Contents contents() const;
+
+  Contents made_;
+};
