@@ -1,0 +1,35 @@
+/// From Python values to host arrays.
+#pragma once
+
+#include <nanobind/nanobind.h>
+
+#include <vector>
+
+#include "runtime/host.h"
+
+namespace pyhost {
+
+namespace nb = nanobind;
+
+/// The inputs of one call, the operation's name first. Numeric arrays in Fortran order are passed
+/// as they lie in memory; everything else is copied once. Lives, and is destroyed, with the
+/// interpreter's lock held.
+class Inputs {
+ public:
+  /// Raises TypeError, ValueError or OverflowError, naming the input, for what no host array can
+  /// hold. `arguments` must outlive this object.
+  Inputs(nb::handle gateway, const nb::args& arguments);
+
+  const std::vector<const vlArray*>& arrays() const { return arrays_; }
+
+ private:
+  void add(nb::handle gateway, nb::handle value, std::size_t position, nb::handle operation);
+  void own(vlhost::Array array);
+  void addSlowly(nb::handle value, std::size_t position, nb::handle operation);
+
+  std::vector<const vlArray*> arrays_;
+  std::vector<vlhost::Array> owned_;
+  std::vector<nb::object> kept_;  ///< What arrays borrow from, beside the arguments themselves.
+};
+
+}  // namespace pyhost

@@ -1,0 +1,196 @@
+#include "python/src/gateway.h"
+
+#include <nanobind/stl/string.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <mutex>
+#include <string_view>
+#include <unordered_set>
+#include <utility>
+
+#include "python/src/convert_out.h"
+
+namespace pyhost {
+namespace {
+
+/// More outputs than any operation has.
+constexpr int kAllOutputs = 8;
+
+/// Never destroyed: threads that outlive the interpreter may still come to it.
+std::mutex& callLock() {
+  static auto* const lock = new std::mutex;
+  return *lock;
+}
+
+/// All that are loaded; guarded by the interpreter's lock.
+std::unordered_set<Gateway*>& gateways() {
+  static auto* const all = new std::unordered_set<Gateway*>;
+  return *all;
+}
+
+/// Lets other Python threads run, then waits for the turn to call.
+class Turn {
+  nb::gil_scoped_release others_;
+  std::lock_guard<std::mutex> turn_{callLock()};
+};
+
+/// Whether a text argument consists of exactly these characters.
+bool spells(const vlArray* text, std::string_view word) {
+  if (vlGetClassID(text) != vlCHAR_CLASS || vlGetNumberOfElements(text) != word.size()) return false;
+  const auto* const elements = static_cast<const vlChar*>(vlGetData(text));
+  return std::equal(word.begin(), word.end(), elements,
+                    [](char a, vlChar b) { return static_cast<unsigned char>(a) == (b & 0xFF); });
+}
+
+bool opensFile(const vlArray* operation) {
+  return spells(operation, "open") || spells(operation, "create");
+}
+
+bool closesFile(const vlArray* operation) {
+  return spells(operation, "close") || spells(operation, "delete");
+}
+
+std::uint64_t handleIn(const vlArray* identifier) {
+  return *static_cast<const std::uint64_t*>(vlGetData(identifier));
+}
+
+std::string bytesOf(const vlArray* text) {
+  const auto* const elements = static_cast<const vlChar*>(vlGetData(text));
+  std::string bytes(vlGetNumberOfElements(text), '\0');
+  std::transform(elements, elements + bytes.size(), bytes.begin(),
+                 [](vlChar element) { return static_cast<char>(element & 0xFF); });
+  return bytes;
+}
+
+nb::object errorsModule() { return nb::module_::import_("tarvik._errors"); }
+
+[[noreturn]] void raise(const vlhost::Error& error, const nb::args& arguments) {
+  const nb::bytes message(error.what());
+  const nb::object exception =
+      errorsModule().attr("gateway_error")(error.identifier(), message, arguments);
+  PyErr_SetObject(exception.type().ptr(), exception.ptr());
+  throw nb::python_error();
+}
+
+/// Blames the line of Python that made the call.
+void show(const std::vector<vlhost::Warning>& warnings) {
+  if (warnings.empty()) return;
+  const nb::object make = errorsModule().attr("gateway_warning");
+  const nb::object warn = nb::module_::import_("warnings").attr("warn");
+  for (const vlhost::Warning& warning : warnings) {
+    warn(make(warning.identifier, nb::bytes(warning.message.c_str())));
+  }
+}
+
+nb::object outputsToPython(std::vector<vlhost::Array>& outputs) {
+  if (outputs.empty()) return nb::none();
+  if (outputs.size() == 1) return toPython(std::move(outputs.front()));
+  nb::list values;
+  for (vlhost::Array& output : outputs) values.append(toPython(std::move(output)));
+  return nb::tuple(values);
+}
+
+}  // namespace
+
+Gateway::Gateway(const std::string& plugin) : plugin_(std::make_unique<vlhost::Plugin>(plugin)) {
+  gateways().insert(this);
+}
+
+Gateway::~Gateway() {
+  gateways().erase(this);
+  shutDown();
+  if (inherited_) static_cast<void>(plugin_.release());
+}
+
+nb::object Gateway::call(nb::handle self, const nb::args& arguments) {
+  try {
+    const Inputs inputs(self, arguments);
+    Outcome outcome = run(inputs);
+    nb::object value;
+    if (outcome.opened) {
+      value = nb::cast(new FileId(nb::borrow(self), std::move(outcome.opened)),
+                       nb::rv_policy::take_ownership);
+    } else {
+      value = outputsToPython(outcome.result.outputs);
+    }
+    show(outcome.result.warnings);
+    return value;
+  } catch (const vlhost::Error& error) {
+    raise(error, arguments);
+  }
+}
+
+Gateway::Outcome Gateway::run(const Inputs& inputs) {
+  const Turn turn;
+  if (gone_) throw vlhost::Error("VORLAN:pluginUnloaded", "The plug-in has been unloaded.");
+  Outcome outcome{plugin_->call(inputs.arrays(), kAllOutputs), nullptr};
+  outcome.opened = noteFiles(inputs, outcome.result);
+  return outcome;
+}
+
+std::shared_ptr<FileState> Gateway::noteFiles(const Inputs& inputs, const vlhost::Result& result) {
+  const std::vector<const vlArray*>& arrays = inputs.arrays();
+  if (arrays.size() != 2) return nullptr;
+  if (closesFile(arrays[0])) noteClosed(handleIn(arrays[1]));
+  if (!opensFile(arrays[0])) return nullptr;
+
+  const std::uint64_t handle = handleIn(result.outputs.front().get());
+  // A close that failed may have left a file here whose handle the library has handed out anew.
+  noteClosed(handle);
+  auto state = std::make_shared<FileState>(handle, bytesOf(arrays[1]));
+  files_.emplace(handle, state);
+  return state;
+}
+
+void Gateway::noteClosed(std::uint64_t handle) {
+  const auto file = files_.find(handle);
+  if (file == files_.end()) return;
+  file->second->markClosed();
+  files_.erase(file);
+}
+
+void Gateway::unload() { show(shutDown()); }
+
+std::vector<vlhost::Warning> Gateway::shutDown() {
+  const Turn turn;
+  if (std::exchange(gone_, true)) return {};
+  std::vector<vlhost::Warning> warnings = inherited_ ? closeOwnFiles() : plugin_->unload();
+  for (auto& file : files_) file.second->markClosed();
+  files_.clear();
+  return warnings;
+}
+
+std::vector<vlhost::Warning> Gateway::closeOwnFiles() {
+  const vlhost::Array close = vlhost::text("close");
+  for (auto& file : files_) {
+    try {
+      plugin_->call({close.get(), file.second->input()}, 0);
+    } catch (const vlhost::Error&) {
+      continue;  // one file that fails does not keep the others open
+    }
+  }
+  if (files_.empty()) return {};
+  return {{"VORLAN:tarvik:closingFileHandle", "Closing open CDF file handles."}};
+}
+
+void Gateway::disown() {
+  inherited_ = inherited_ || !files_.empty();
+  for (auto& file : files_) file.second->markClosed();
+  files_.clear();
+}
+
+void Gateway::beforeFork() {
+  const nb::gil_scoped_release others;
+  callLock().lock();
+  std::fflush(nullptr);  // so that parent and child do not both write what is still buffered
+}
+
+void Gateway::afterForkInParent() { callLock().unlock(); }
+
+void Gateway::afterForkInChild() {
+  for (Gateway* gateway : gateways()) gateway->disown();
+  callLock().unlock();
+}
+
+}  // namespace pyhost

@@ -1,0 +1,65 @@
+/// One loaded plug-in, as Python calls it.
+#pragma once
+
+#include <nanobind/nanobind.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "python/src/convert_in.h"
+#include "python/src/file_id.h"
+#include "runtime/host.h"
+
+namespace pyhost {
+
+namespace nb = nanobind;
+
+/// Calls of all gateways are made one at a time, under one lock of the process: the CDF library
+/// that they share knows no threads. The interpreter's lock is never waited for, and no Python
+/// object touched, while the call lock is held.
+class Gateway {
+ public:
+  /// Loads the plug-in in that file.
+  explicit Gateway(const std::string& plugin);
+  ~Gateway();
+  Gateway(const Gateway&) = delete;
+  Gateway& operator=(const Gateway&) = delete;
+
+  /// Calls the operation that the first argument names with the other arguments. `self` is the
+  /// Python object of this gateway. What the plug-in warns of is shown afterwards.
+  nb::object call(nb::handle self, const nb::args& arguments);
+
+  /// Takes the plug-in out of the process, which closes the files that are open; a call after it
+  /// is an error.
+  void unload();
+
+  /// Around a fork. The child must not close what its parent writes to, so there the files of the
+  /// parent are closed for every FileId, and the plug-in is not unloaded.
+  static void beforeFork();
+  static void afterForkInParent();
+  static void afterForkInChild();
+
+ private:
+  struct Outcome {
+    vlhost::Result result;
+    std::shared_ptr<FileState> opened;
+  };
+
+  Outcome run(const Inputs& inputs);
+  std::shared_ptr<FileState> noteFiles(const Inputs& inputs, const vlhost::Result& result);
+  void noteClosed(std::uint64_t handle);
+  std::vector<vlhost::Warning> shutDown();
+  std::vector<vlhost::Warning> closeOwnFiles();
+  void disown();
+
+  std::unique_ptr<vlhost::Plugin> plugin_;
+  /// The open files by handle; guarded by the call lock.
+  std::unordered_map<std::uint64_t, std::shared_ptr<FileState>> files_;
+  bool inherited_ = false;  ///< Whether the plug-in holds files of a parent process.
+  bool gone_ = false;       ///< Whether unload was called; guarded by the call lock.
+};
+
+}  // namespace pyhost

@@ -1,0 +1,120 @@
+/// The extension module tarvik._host.
+#include <nanobind/nanobind.h>
+#include <nanobind/stl/string.h>
+
+#include "python/src/file_id.h"
+#include "python/src/gateway.h"
+
+#define TARVIK_IMPORT_NUMPY
+#include "python/src/numpy.h"
+
+namespace nb = nanobind;
+using pyhost::FileId;
+using pyhost::Gateway;
+
+namespace {
+
+constexpr const char* kGatewayDoc = R"(One loaded plug-in.
+
+Parameters
+----------
+plugin : str
+    The plug-in's file.
+)";
+
+constexpr const char* kCallDoc = R"(Call one operation of the gateway.
+
+Calls are made one at a time: a second thread waits. Other Python threads run
+while one waits or the operation is at work.
+
+Parameters
+----------
+operation : str
+    The operation's name, "open" or "getVarData" for example.
+*inputs
+    The operation's inputs. A `str` or `bytes` is a char row, one element a byte
+    (a `str` in UTF-8); `True` and `False` and arrays of them are logical; Python
+    numbers, and lists of them, are double; NumPy arrays and scalars keep their
+    class; arrays of `S` or `U` strings are char arrays whose first dimension is
+    the string length, shorter strings filled with blanks; a path is a file name;
+    a `FileId` is the file that it stands for. A one-dimensional array is a
+    column. A Fortran-contiguous array of numbers is passed without a copy.
+
+Returns
+-------
+object
+    None, one output, or a tuple of several. A 1-by-1 double is a `float`, another
+    1-by-1 number a NumPy scalar, a 1-by-1 logical a `bool`; a char row is a `str`
+    (bytes that are no UTF-8 are kept by "surrogateescape"); other char arrays are
+    `S1` arrays, a cell is a list, a file a `FileId`. Numbers come as NumPy arrays
+    in Fortran order over the memory that the CDF library wrote them to.
+
+Raises
+------
+CDFError
+    The gateway or the CDF library refused the call.
+TypeError, ValueError, OverflowError
+    An input is nothing that the gateway could be given.
+)";
+
+constexpr const char* kFileIdDoc = R"(An open CDF file.
+
+Made by the operations "open" and "create". Used in a `with` statement it closes
+the file at the end. A file that is never closed is closed when Python exits, with
+a warning; `FileId` warns of that with a `ResourceWarning` when it is collected.
+
+Two are equal when they are the same object. Neither can it be pickled or copied,
+nor used in the child of a fork: an open file belongs to one process.
+
+Attributes
+----------
+name : str
+    The file's name as it was given.
+closed : bool
+    Whether the file was closed or deleted. A closed `FileId` never reaches the CDF
+    library again.
+)";
+
+void closeAtExit(nb::handle self) {
+  const auto* const file = nb::inst_ptr<FileId>(self);
+  if (!file->isOpen()) return;
+  file->gateway().attr("call")("close", self);
+}
+
+void refuseCopy(nb::handle, nb::handle) {
+  throw nb::type_error(
+      "a FileId stands for a file that is open in this process: it can be neither pickled nor "
+      "copied");
+}
+
+}  // namespace
+
+NB_MODULE(_host, m) {
+  if (PyArray_ImportNumPyAPI() < 0) throw nb::python_error();
+  // Files and arrays may well outlive the interpreter; that is no fault.
+  nb::set_leak_warnings(false);
+  m.attr("__version__") = TARVIK_VERSION;
+
+  nb::class_<Gateway>(m, "Gateway", kGatewayDoc)
+      .def(nb::init<const std::string&>(), nb::arg("plugin"))
+      .def(
+          "call",
+          [](nb::handle_t<Gateway> self, const nb::args& arguments) {
+            return nb::inst_ptr<Gateway>(self)->call(self, arguments);
+          },
+          nb::sig("def call(self, operation: str, /, *inputs: object) -> object"), kCallDoc)
+      .def("unload", &Gateway::unload,
+           "Take the plug-in out of the process; it closes the files that are open.");
+
+  nb::class_<FileId>(m, "FileId", kFileIdDoc, nb::is_weak_referenceable())
+      .def_prop_ro("name", &FileId::name)
+      .def_prop_ro("closed", [](const FileId& self) { return !self.isOpen(); })
+      .def("__enter__", [](nb::handle_t<FileId> self) { return nb::borrow(self); })
+      .def("__exit__", [](nb::handle_t<FileId> self, const nb::args&) { closeAtExit(self); })
+      .def("__repr__", &FileId::repr)
+      .def("__reduce_ex__", &refuseCopy);
+
+  m.def("before_fork", &Gateway::beforeFork, "Wait for the running call and hold the next ones.");
+  m.def("after_fork_in_parent", &Gateway::afterForkInParent, "Let calls go on.");
+  m.def("after_fork_in_child", &Gateway::afterForkInChild, "Give up the parent's files.");
+}

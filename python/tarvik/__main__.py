@@ -1,0 +1,5 @@
+"""``python -m tarvik`` is the command ``tarvik``."""
+
+from tarvik.cli import main
+
+main()

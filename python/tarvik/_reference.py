@@ -1,0 +1,109 @@
+"""Writes the reference of the operations, docs/operations.md.
+
+python -m tarvik._reference > docs/operations.md
+"""
+
+from itertools import groupby
+
+from tarvik._catalogue import kinds, operations
+from tarvik._operations import argument_errors, own_errors
+
+_HEAD = """\
+# The operations
+
+Every operation of the gateway, with its inputs and outputs in order. A host calls the plug-in with
+the operation's name and the inputs; in Python each is a function, `tarvik.getVarNum(file, "B")`.
+This page is written by `python -m tarvik._reference` from the catalogue in `gateway/catalogue`.
+
+All numbers of files, variables, attributes, records and entries are zero-based. Dimensions stand in
+the same order in every operation, whatever the majority of the file: values are never reordered;
+for row-major files the lists are turned round on their way to the library and back.
+
+The examples run on the file that `examples/sample.py` makes, opened as `file`, with
+`import numpy as np` and `from tarvik import constants`.
+"""
+
+_CHOICES = """\
+## What holds for all
+
+- **Identifiers of errors** begin with `VORLAN:tarvik:`, which is left out below. A refusal of the
+  CDF library is raised as the operation's name and a step, `open:failure` for example, with the
+  library's own words: `CDF library failure, "NO_SUCH_CDF: The specified CDF does not exist.".`
+- **Numbers** have the bounds of 32 bits, since the library cuts what is larger without a word. A
+  NaN becomes -2147483648, which the library refuses.
+- **Texts** must be char arrays without NUL characters, which would reach the library cut short.
+  Whether a name is too long or holds other characters than printable ASCII is the library's to say.
+- **Requests that the bare library cannot judge** are answered in its stead with its own status, in
+  the form of its refusals: names over 256 characters and paths over 512 (the library cuts them and
+  goes on), record numbers below zero, record 2147483647 and beyond, and sizes of values and records
+  that 32 bits do not count.
+- **Counts**: in a read, a count below zero, or more elements than can be counted, is `badCount`; in
+  a write a negative count is a wrong number of elements. A count of zero is refused by the library.
+- **Validation**: -1 is on and 0 is off, as the library takes them. It is on at first.
+- **All outputs** of an operation are made, whatever number the caller asked for.
+"""
+
+
+def reference():
+    """The whole page."""
+    parts = [_HEAD, _CHOICES, _contents(), _kinds_table()]
+    for topic, group in groupby(operations().values(), lambda operation: operation.topic):
+        parts += [f"## {topic}\n", *map(_operation, group)]
+    return "\n".join(parts)
+
+
+def _contents():
+    lines = ["| topic | operations |", "|---|---|"]
+    for topic, group in groupby(operations().values(), lambda operation: operation.topic):
+        links = ", ".join(f"[{op.name}](#{op.name.lower()})" for op in group)
+        lines.append(f"| {topic} | {links} |")
+    return "\n".join(lines) + "\n"
+
+
+def _kinds_table():
+    lines = ["## Kinds of inputs and outputs\n", "| kind | host array | Python | meaning |"]
+    lines.append("|---|---|---|---|")
+    for name, kind in kinds().items():
+        python = kind.python.replace("|", "\\|")
+        lines.append(f"| {name} | {kind.array} | `{python}` | {kind.meaning} |")
+    lines += ["", "What an input that is none of its kind raises:", ""]
+    for name, kind in kinds().items():
+        if kind.raises:
+            lines.append(f"- {name}: " + ", ".join(f"`{error}`" for error in kind.raises))
+    return "\n".join(lines) + "\n"
+
+
+def _operation(operation):
+    parts = [f"### {operation.name}\n", operation.summary]
+    if operation.note:
+        parts.append("\n" + operation.note)
+    parts.append("")
+    parts += _values("Inputs", operation.inputs)
+    parts += _values("Outputs", operation.outputs)
+    own = [f"`{name}` ({when})" for name, when in own_errors(operation)]
+    if own:
+        parts.append("- Errors: " + "; ".join(own))
+    others = [f"`{name}`" for name in argument_errors(operation)]
+    if others:
+        parts.append("- Errors of its inputs: " + ", ".join(others))
+    if operation.warns:
+        parts.append("- Warnings: " + "; ".join(f"`{n}` ({when})" for n, when in operation.warns))
+    parts += ["", "```python", *(f">>> {line}" for line in operation.example.splitlines())]
+    parts += [*([operation.gives] if operation.gives else []), "```", ""]
+    return "\n".join(parts)
+
+
+def _values(title, values):
+    if not values:
+        return [f"- {title}: none"]
+    return [f"- {title}: " + "; ".join(map(_value, values))]
+
+
+def _value(value):
+    kind = kinds()[value.kind]
+    optional = ", may be left out" if value.optional else ""
+    return f"`{value.name}` ({value.kind}: {kind.array}{optional})"
+
+
+if __name__ == "__main__":
+    print(reference(), end="")

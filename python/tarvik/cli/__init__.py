@@ -1,0 +1,135 @@
+"""The command `tarvik`."""
+
+import os
+import sys
+
+import click
+
+from tarvik import __version__, call
+from tarvik.cli.text import visible
+
+_WRONG_FILE = 3
+_REFUSED = 4
+_INTERRUPTED = 130
+_NO_READER = 141
+
+
+def main():
+    """Run the command and end the program with its exit code."""
+    for stream in (sys.stdout, sys.stderr):
+        stream.reconfigure(errors="backslashreplace")
+    sys.exit(_run())
+
+
+def _run():
+    try:
+        code = tarvik.main(standalone_mode=False) or 0
+        sys.stdout.flush()
+        return code
+    except click.ClickException as error:
+        error.show()
+        return error.exit_code
+    except (KeyboardInterrupt, click.Abort):
+        return _INTERRUPTED
+    except BrokenPipeError:
+        # Python would try once more to write what is left, and complain.
+        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
+        return _NO_READER
+
+
+def _complain(place, error):
+    """Say in one line what is wrong; return the exit code for it."""
+    text = str(error)
+    if getattr(error, "status_name", None):
+        text = text.partition('"')[2].rpartition('"')[0]
+    print(f"tarvik: {visible(place)}: {visible(text)}", file=sys.stderr)
+    return _WRONG_FILE if isinstance(error, OSError) else _REFUSED
+
+
+def _version(context, _parameter, asked):
+    if asked:
+        library = ".".join(f"{part:.0f}" for part in call("getLibraryVersion"))
+        click.echo(f"tarvik {__version__}, CDF library {library}")
+        context.exit()
+
+
+@click.group(context_settings={"help_option_names": ["-h", "--help"]})
+@click.option("--version", is_flag=True, is_eager=True, expose_value=False, callback=_version)
+def tarvik():
+    """Look at CDF files."""
+
+
+def _shown(command):
+    """The options of a command that shows files."""
+    values = click.option(
+        "--variable", "names", multiple=True, metavar="NAME", help="Show its first values too."
+    )
+    document = click.option(
+        "--json", "as_json", is_flag=True, help="Print a JSON document, for programs."
+    )
+    return values(document(command))
+
+
+@tarvik.command()
+@click.argument("files", nargs=-1, required=True, metavar="FILE...")
+@_shown
+def show(files, names, as_json):
+    """Show what is in CDF files: facts, attributes, variables.
+
+    \b
+    tarvik show measurements.cdf
+    tarvik show measurements.cdf --variable Epoch --variable B
+    tarvik show *.cdf --json
+
+    The dimensions of a variable stand as "[records] x dimensions", in the order in which the
+    gateway's operations take them. "Varies" has a T for what varies and an F for what does not: the
+    records, then each dimension.
+
+    With --json one file gives an object, several give a list of them. NaN and infinite numbers are
+    the strings "NaN", "Infinity" and "-Infinity"; a byte that is no UTF-8 is an escape as in \\xe9.
+
+    The exit code is 0 when all was shown, 2 for wrong usage, 3 for a file that is missing or
+    unreadable, 4 when the CDF library refused.
+    """
+    from tarvik.cli.show import show_files
+
+    return show_files(files, names, as_json, _complain)
+
+
+@tarvik.command()
+@click.argument("name", required=False, metavar="[NAME]")
+def ops(name):
+    """List the operations, or tell all about one.
+
+    \b
+    tarvik ops
+    tarvik ops getVarData
+    """
+    from tarvik.cli.ops import list_operations, show_operation
+
+    if name is None:
+        list_operations()
+    elif not show_operation(name):
+        raise click.BadParameter(f"there is no operation {visible(name)}", param_hint="NAME")
+
+
+@tarvik.command()
+def constants():
+    """List the named constants and their values."""
+    from tarvik.cli.ops import list_constants
+
+    list_constants()
+
+
+@tarvik.command()
+@click.argument("folder", required=False, metavar="[DIR]")
+@_shown
+def demo(folder, names, as_json):
+    """Make two small CDF files, read them back, compare, and show them.
+
+    They hold the same values, one stored row by row and the other column by column. They stay in
+    DIR; without it they are made in a temporary folder and go at the end.
+    """
+    from tarvik.cli.demo import make_and_show
+
+    return make_and_show(folder, names or ("Epoch", "B"), as_json, _complain)

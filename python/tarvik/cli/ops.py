@@ -1,0 +1,58 @@
+"""`tarvik ops` and `tarvik constants`: what operations and constants there are."""
+
+from itertools import groupby
+
+from rich.table import Table
+
+from tarvik import constants
+from tarvik._catalogue import operations
+from tarvik._operations import describe
+from tarvik.cli.render import standard_console
+
+
+def list_operations():
+    """Print one line for each operation, by topic."""
+    by_topic = groupby(operations().values(), lambda operation: operation.topic)
+    _print_tables(
+        (topic, [(operation.name, operation.summary) for operation in group])
+        for topic, group in by_topic
+    )
+
+
+def list_constants():
+    """Print the named constants by family."""
+    _print_tables(
+        (name, [(member.name, str(member.value)) for member in family])
+        for name, family in constants.families.items()
+    )
+
+
+def show_operation(name):
+    """Print all that the catalogue says of an operation; return whether there is one."""
+    operation = operations().get(name)
+    if operation is not None:
+        console = standard_console()
+        console.print(_call(operation), style="bold")
+        console.print(describe(operation))
+    return operation is not None
+
+
+def _print_tables(tables):
+    """Print tables of two columns, each under its title."""
+    tables = [(title, rows) for title, rows in tables]
+    width = max(len(row[0]) for _, rows in tables for row in rows)
+    console = standard_console()
+    for title, rows in tables:
+        console.print(f"{title}", style="bold")
+        table = Table(box=None, show_header=False, pad_edge=False, padding=(0, 2, 0, 0))
+        table.add_column(style="cyan", width=width, no_wrap=True)
+        table.add_column()
+        for row in rows:
+            table.add_row(*row)
+        console.print(table)
+        console.print()
+
+
+def _call(operation):
+    inputs = [f"[{value.name}]" if value.optional else value.name for value in operation.inputs]
+    return f"{operation.name}({', '.join(inputs)})"

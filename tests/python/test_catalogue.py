@@ -1,0 +1,140 @@
+"""The catalogue, the operation table, the Python functions and the reference say the same."""
+
+import ast
+import inspect
+import re
+import runpy
+import subprocess
+import sys
+from pathlib import Path
+
+import numpy as np
+import pytest
+import tarvik
+from tarvik import _catalogue, _reference, constants
+
+ROOT = Path(__file__).parents[2]
+OPERATIONS = _catalogue.operations()
+
+
+def table():
+    """Name, least and most inputs of every row of the operation table."""
+    text = (ROOT / "gateway/operations.def").read_text()
+    rows = re.findall(r"^OPERATION\((\w+), \w+, \d+, (\d+), (\d+)\)$", text, re.MULTILINE)
+    return {name: (int(least), int(most)) for name, least, most in rows}
+
+
+def test_the_catalogue_is_that_of_the_operation_table():
+    counts = {
+        name: (sum(not value.optional for value in operation.inputs), len(operation.inputs))
+        for name, operation in OPERATIONS.items()
+    }
+    assert counts == table()
+
+
+def test_python_has_each_operation_with_the_parameters_of_the_catalogue():
+    for name, operation in OPERATIONS.items():
+        function = getattr(tarvik, name)
+        assert list(inspect.signature(function).parameters) == [v.name for v in operation.inputs]
+        assert operation.summary in function.__doc__
+    assert set(OPERATIONS) <= set(tarvik.__all__)
+
+
+def test_errors_of_the_catalogue_are_raised_in_the_code():
+    code = "".join(
+        path.read_text()
+        for folder in ("gateway", "convert", "ops", "cdf")
+        for path in (ROOT / folder).rglob("*.[ch]*")
+    )
+    named = [pair[0] for op in OPERATIONS.values() for pair in (*op.raises, *op.warns)]
+    named += [error for kind in _catalogue.kinds().values() for error in kind.raises]
+    missing = [
+        error for error in named if f"VORLAN:tarvik:{error}" not in code and "badCount" not in error
+    ]
+    assert not missing
+    found = set(re.findall(r'"VORLAN:tarvik:(\w+(?::\w+)?)"', code))
+    of_the_entry = {"tooFewInputs", "tooManyInputs", "tooFewArguments", "invalidOperation"}
+    of_the_entry |= {"firstArgNotChar", "closingFileHandle"}
+    second_guards = {"packUpAttributeEntry:unknownDatatype", "cdfDatatypeName:unknownDatatype"}
+    assert found - set(named) == of_the_entry | second_guards
+
+
+def test_the_reference_is_written_from_the_catalogue():
+    written = (ROOT / "docs/operations.md").read_text(encoding="utf-8")
+    assert written == _reference.reference(), "write it anew: python -m tarvik._reference"
+
+
+@pytest.mark.parametrize("name", OPERATIONS)
+def test_example(name, tmp_path, monkeypatch):
+    monkeypatch.chdir(tmp_path)
+    runpy.run_path(str(ROOT / "examples/sample.py"))["make"]("sample.cdf")
+    operation = OPERATIONS[name]
+    names = {"tarvik": tarvik, "np": np, "constants": constants}
+    names["file"] = first = tarvik.open("sample.cdf")
+    try:
+        *steps, last = ast.parse(operation.example).body
+        exec(compile(ast.Module(steps, []), name, "exec"), names)
+        result = eval(compile(ast.Expression(last.value), name, "eval"), names)
+        assert ("" if result is None else repr(result)) == operation.gives
+    finally:
+        for file in {first, names["file"]}:
+            if not file.closed:
+                tarvik.close(file)
+
+
+def test_keywords_defaults_and_named_results(tmp_path):
+    with tarvik.create(tmp_path / "x.cdf") as file:
+        number = tarvik.createVar(
+            file,
+            "B",
+            constants.CDF_REAL4,
+            numElements=1,
+            dimSizes=[],
+            recVariance=True,
+            dimVariances=[],
+        )
+        tarvik.putVarData(file, number, record=0, indices=[], value=np.float32(2.5))
+        assert tarvik.getVarData(file, variable=number, record=0) == 2.5
+        assert tarvik.getVarData(file, number, 0, None) == 2.5
+        name, datatype, *_ = tarvik.inquireVar(file, number)
+        assert (name, datatype) == ("B", "cdf_real4")
+        with pytest.raises(TypeError):
+            tarvik.getVarData(file, variable=number)
+        with pytest.raises(tarvik.CDFError) as caught:
+            tarvik.getVarName(file)
+        assert caught.value.tag == "tooFewInputs"
+
+
+def test_every_constant_has_a_family_and_its_value():
+    members = {m.name: m.value for family in constants.families.values() for m in family}
+    names = tarvik.getConstantNames()
+    assert members == {name: tarvik.getConstantValue(name) for name in names}
+    assert all(getattr(constants, name) == members[name] for name in names)
+
+
+def test_stubs_are_sound_and_complete(tmp_path):
+    """Find every operation in the stubs with mypy."""
+    right = tmp_path / "right.py"
+    right.write_text(
+        "import tarvik\nfrom tarvik import constants\n"
+        "file = tarvik.create('x.cdf')\n"
+        "facts = tarvik.inquire(file)\n"
+        "count: float = facts.numVariables\n"
+        "with file: tarvik.setCompression(file, constants.GZIP_COMPRESSION, 6)\n"
+        + "".join(f"tarvik.{name}\n" for name in OPERATIONS)
+        + "".join(f"constants.{name}\n" for name in tarvik.getConstantNames())
+    )
+    wrong = tmp_path / "wrong.py"
+    wrong.write_text("import tarvik\ntarvik.getVarName('x', 0)\ntarvik.inquire(1).nothing\n")
+    results = [
+        subprocess.run(
+            [sys.executable, "-m", "mypy", "--strict", "--cache-dir", tmp_path / "cache", source],
+            capture_output=True,
+            text=True,
+            cwd=tmp_path,
+            env={"MYPYPATH": str(Path(tarvik.__file__).parents[1]), "PATH": ""},
+        )
+        for source in (right, wrong)
+    ]
+    assert results[0].returncode == 0, results[0].stdout
+    assert results[1].stdout.count("error:") == 3, results[1].stdout
