@@ -106,7 +106,7 @@ CDFstatus judgeRecords(long start, long count, long interval) {
   if (count < 1 || interval < 1) {
     return allowed;  // Refused by the library, each with a status of its own.
   }
-  return start < 0 || lastOf(start, count, interval) >= largest ? BAD_REC_NUM : allowed;
+  return lastOf(start, count, interval) >= largest ? BAD_REC_NUM : allowed;
 }
 
 // Allocating a block up to record 2147483647 crashes.

@@ -60,6 +60,10 @@ std::vector<long> unpackVector(const vlArray* argument) {
   return values;
 }
 
+void setLong(vlArray* scalar, long value) {
+  *static_cast<double*>(vlGetData(scalar)) = static_cast<double>(value);
+}
+
 vlArray* packUpLong(long value) {
   return vlCreateDoubleScalar(static_cast<double>(value));
 }

@@ -20,4 +20,8 @@ std::vector<long> unpackVector(const vlArray* argument);
 /// A new double scalar.
 vlArray* packUpLong(long value);
 
+/// Gives a double scalar another value: where the scalar must be had before the library changes a
+/// file, which memory that is short must not leave half done.
+void setLong(vlArray* scalar, long value);
+
 }  // namespace tarvik

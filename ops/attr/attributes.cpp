@@ -34,9 +34,11 @@ void createAttr(int, vlArray* outputs[], int, const vlArray* inputs[],
   const CDFid file = unpackCDFId(inputs[0]);
   const std::string name = unpackString(inputs[1]);
   const long scope = unpackLongScalar(inputs[2]);
+  vlArray* result = packUpLong(0);
   long number = 0;
   check(entry, cdf::createAttribute(file, name, scope, &number));
-  outputs[0] = packUpLong(number);
+  setLong(result, number);
+  outputs[0] = result;
 }
 
 void deleteAttr(int, vlArray*[], int, const vlArray* inputs[], const OperationEntry* entry) {

@@ -71,9 +71,11 @@ void createVar(int, vlArray* outputs[], int, const vlArray* inputs[], const Oper
   const std::string name = unpackString(inputs[1]);
   cdf::VariableShape shape = unpackShape(inputs + 2);
   adjustToMajority(inquireMajority(entry, file), shape.dimSizes, shape.dimVarys);
+  vlArray* result = packUpLong(0);
   long number = 0;
   check(entry, cdf::createVariable(file, name, shape, &number));
-  outputs[0] = packUpLong(number);
+  setLong(result, number);
+  outputs[0] = result;
 }
 
 void inquireVar(int, vlArray* outputs[], int, const vlArray* inputs[],
