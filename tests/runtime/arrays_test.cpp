@@ -1,136 +1,197 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <fstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
+#include "host/plugin.h"
 #include "tests/runtime/support.h"
+
+extern "C" vlArray* cellOfTextInC(const char* text);
 
 namespace {
 
 using Dims = std::vector<std::size_t>;
 using vlhost::Array;
+using ArraysTest = HostTest;
+constexpr std::size_t kMegabyte = std::size_t{1} << 20;
 
-class ArraysTest : public HostTest {};
-
-Dims dimsOf(const vlArray* array) {
-  const std::size_t* dims = vlGetDimensions(array);
-  return {dims, dims + vlGetNumberOfDimensions(array)};
+Dims dimsOf(const Array& array) {
+  const std::size_t* dims = vlGetDimensions(array.get());
+  return {dims, dims + vlGetNumberOfDimensions(array.get())};
 }
 
 Array numeric(const Dims& dims, vlClassID classId) {
   return Array(vlCreateNumericArray(dims.size(), dims.data(), classId, vlREAL));
 }
 
-TEST_F(ArraysTest, ClassesHaveNamesAndElementSizes) {
-  const struct {
-    vlClassID id;
-    const char* name;
-    std::size_t size;
-  } kRows[] = {
-      {vlDOUBLE_CLASS, "double", 8}, {vlSINGLE_CLASS, "single", 4}, {vlINT8_CLASS, "int8", 1},
-      {vlUINT8_CLASS, "uint8", 1},   {vlINT16_CLASS, "int16", 2},   {vlUINT16_CLASS, "uint16", 2},
-      {vlINT32_CLASS, "int32", 4},   {vlUINT32_CLASS, "uint32", 4}, {vlINT64_CLASS, "int64", 8},
-      {vlUINT64_CLASS, "uint64", 8},
-  };
-  for (const auto& row : kRows) {
-    SCOPED_TRACE(row.name);
-    const Array array = numeric({3, 5}, row.id);
-    EXPECT_EQ(vlGetClassID(array.get()), row.id);
-    EXPECT_STREQ(vlGetClassName(array.get()), row.name);
-    EXPECT_EQ(vlGetLogicals(array.get()), nullptr);
-    // An element too small would make this write beyond the array, which the sanitizer sees.
-    std::memset(vlGetData(array.get()), 0xFF, 15 * row.size);
-  }
-  const Array logical(vlCreateLogicalArray(0, nullptr)), cell(vlCreateCellMatrix(2, 1));
-  EXPECT_STREQ(vlGetClassName(logical.get()), "logical");
-  EXPECT_EQ(vlGetLogicals(logical.get()), vlGetData(logical.get()));
-  EXPECT_STREQ(vlGetClassName(cell.get()), "cell");
-  EXPECT_STREQ(vlGetClassName(vlhost::text("").get()), "char");
-}
-
 TEST_F(ArraysTest, DimensionsAreCompletedToTwoAndKeptFromThere) {
-  const struct {
-    Dims given, kept;
-    std::size_t count;
-  } kRows[] = {
+  const std::tuple<Dims, Dims, std::size_t> kRows[] = {
       {{}, {0, 0}, 0},
       {{0}, {0, 1}, 0},
-      {{1}, {1, 1}, 1},
       {{7}, {7, 1}, 7},
-      {{2, 3}, {2, 3}, 6},
       {{2, 3, 1}, {2, 3, 1}, 6},
-      {{1, 1, 1, 1}, {1, 1, 1, 1}, 1},
       {{4, 0, 5}, {4, 0, 5}, 0},
       {{SIZE_MAX, SIZE_MAX, 0}, {SIZE_MAX, SIZE_MAX, 0}, 0},
-      {Dims(1000, 1), Dims(1000, 1), 1},
-  };
-  for (const auto& row : kRows) {
-    SCOPED_TRACE(testing::PrintToString(row.given));
-    std::vector<Array> arrays;
-    arrays.push_back(numeric(row.given, vlINT16_CLASS));
-    arrays.emplace_back(vlCreateCharArray(row.given.size(), row.given.data()));
-    arrays.emplace_back(vlCreateLogicalArray(row.given.size(), row.given.data()));
-    const std::vector<double> memory(7);
-    arrays.push_back(vlhost::borrow(row.given, vlDOUBLE_CLASS, memory.data()));
-    for (const Array& array : arrays) {
-      EXPECT_EQ(dimsOf(array.get()), row.kept);
-      EXPECT_EQ(vlGetNumberOfElements(array.get()), row.count);
-      EXPECT_NE(vlGetData(array.get()), nullptr);
+      {Dims(1000, 1), Dims(1000, 1), 1}};
+  const double memory[7] = {};
+  for (const auto& [given, kept, count] : kRows) {
+    for (const Array& array :
+         {numeric(given, vlINT16_CLASS), Array(vlCreateCharArray(given.size(), given.data())),
+          Array(vlCreateLogicalArray(given.size(), given.data())),
+          vlhost::borrow(given, vlDOUBLE_CLASS, memory)}) {
+      EXPECT_EQ(dimsOf(array), kept);
+      EXPECT_EQ(vlGetNumberOfElements(array.get()), count);
+      const bool logical = vlGetClassID(array.get()) == vlLOGICAL_CLASS;
+      EXPECT_EQ(vlGetLogicals(array.get()), logical ? vlGetData(array.get()) : nullptr);
     }
   }
 }
 
 TEST_F(ArraysTest, WhatCannotBeMadeIsRefused) {
-  const auto make = [](vlClassID id, vlComplexity complexity) {
-    return errorOf([&] { vlCreateNumericMatrix(1, 1, id, complexity); });
-  };
-  for (const vlClassID id : {vlUNKNOWN_CLASS, vlCELL_CLASS, vlSTRUCT_CLASS, vlLOGICAL_CLASS,
-                             vlCHAR_CLASS, static_cast<vlClassID>(vlUINT64_CLASS + 1)}) {
-    EXPECT_EQ(make(id, vlREAL), "VORLAN:badArray") << id;
+  const auto expectBad = [](auto code) { EXPECT_EQ(errorOf(code), "VORLAN:badArray"); };
+  for (const vlClassID id : {vlUNKNOWN_CLASS, vlCELL_CLASS, vlSTRUCT_CLASS, vlCHAR_CLASS,
+                             static_cast<vlClassID>(vlUINT64_CLASS + 1)}) {
+    expectBad([id] { vlCreateNumericMatrix(1, 1, id, vlREAL); });
+    expectBad([id] { vlhost::borrow({1, 1}, id, &id); });
   }
-  EXPECT_EQ(make(vlDOUBLE_CLASS, vlCOMPLEX), "VORLAN:badArray");
-
-  const double value = 0;
-  for (const vlClassID id : {vlUNKNOWN_CLASS, vlCELL_CLASS, vlSTRUCT_CLASS, vlCHAR_CLASS}) {
-    EXPECT_EQ(errorOf([&] { vlhost::borrow({1, 1}, id, &value); }), "VORLAN:badArray") << id;
-  }
-  EXPECT_EQ(errorOf([] { vlhost::borrow({1, 1}, vlDOUBLE_CLASS, nullptr); }), "VORLAN:badArray");
+  expectBad([] { vlCreateNumericMatrix(1, 1, vlLOGICAL_CLASS, vlREAL); });
+  expectBad([] { vlCreateNumericMatrix(1, 1, vlDOUBLE_CLASS, vlCOMPLEX); });
+  expectBad([] { vlhost::borrow({1, 1}, vlDOUBLE_CLASS, nullptr); });
 }
 
 TEST_F(ArraysTest, TextIsBytesInWideElements) {
-  std::string bytes;
-  for (int byte = 1; byte < 256; ++byte) bytes += static_cast<char>(byte);
-  const Array row(vlCreateString(bytes.c_str()));
-  EXPECT_EQ(dimsOf(row.get()), (Dims{1, 255}));
+  const Array row(vlCreateString("abc\xff")), empty(vlCreateString(""));
+  EXPECT_EQ(dimsOf(row), (Dims{1, 4}));
+  EXPECT_EQ(dimsOf(empty), (Dims{1, 0}));
   auto* elements = static_cast<vlChar*>(vlGetData(row.get()));
-  EXPECT_EQ(elements[254], 255);
-
+  EXPECT_EQ(elements[3], 255);
   elements[0] = 0x1F41;  // 'A' in the low 8 bits
-  elements[2] = 0;
-  bytes[0] = 'A';
-  bytes[2] = '\0';
+  elements[1] = 0;
   char* string = vlArrayToString(row.get());
-  EXPECT_EQ(std::string(string, 256), bytes + '\0');
-  vlFree(string);
-
-  EXPECT_EQ(vlGetNumberOfElements(vlhost::text({"a\0b", 3}).get()), 3u);
-  const Array empty(vlCreateString(""));
-  EXPECT_EQ(dimsOf(empty.get()), (Dims{1, 0}));
-  string = vlArrayToString(empty.get());
-  EXPECT_STREQ(string, "");
+  EXPECT_EQ(std::string(string, 5), std::string("A\0c\xff\0", 5));
   vlFree(string);
   EXPECT_EQ(vlArrayToString(numeric({1, 1}, vlUINT16_CLASS).get()), nullptr);
+  EXPECT_EQ(vlGetNumberOfElements(vlhost::text({"a\0b", 3}).get()), 3u);
 }
 
-TEST_F(ArraysTest, ScalarsAndBorrowedArraysShowTheirValues) {
-  const Array scalar(vlCreateDoubleScalar(-2.5));
-  EXPECT_EQ(*static_cast<double*>(vlGetData(scalar.get())), -2.5);
-  EXPECT_EQ(dimsOf(scalar.get()), (Dims{1, 1}));
+TEST_F(ArraysTest, ACellOwnsItsValuesAndRefusesWhatItCannotHold) {
+  const Array owner(cellOfTextInC("abc")), number(vlCreateDoubleScalar(1));
+  vlArray* const outer = owner.get();
+  EXPECT_EQ(vlGetNumberOfElements(vlhost::cellValue(outer, 1)), 3u);
+  vlArray* const inner = vlCreateCellMatrix(1, 1);
+  vlArray* const innermost = vlCreateCellMatrix(1, 1);
+  vlSetCell(inner, 0, innermost);
+  vlSetCell(outer, 1, inner);  // and the text is gone
+  EXPECT_EQ(vlhost::holdings().arrays, 4u);
+  const auto refused = [](vlArray* cell, std::size_t index, vlArray* value) {
+    return errorOf([&] { vlSetCell(cell, index, value); }) == "VORLAN:badCell";
+  };
+  EXPECT_TRUE(refused(number.get(), 0, number.get()));
+  EXPECT_TRUE(refused(outer, 2, number.get()));
+  EXPECT_TRUE(refused(outer, SIZE_MAX, number.get()));
+  EXPECT_TRUE(refused(outer, 0, nullptr));
+  EXPECT_TRUE(refused(outer, 0, innermost));
+  EXPECT_TRUE(refused(outer, 1, inner));
+  EXPECT_TRUE(refused(outer, 0, outer));
+  EXPECT_TRUE(refused(innermost, 0, outer));
+  for (const std::size_t index : {0u, 1u, 2u}) {
+    EXPECT_EQ(vlhost::cellValue(outer, index), index == 1 ? inner : nullptr);
+  }
+  EXPECT_EQ(vlhost::cellValue(inner, 0), innermost);
+}
 
-  const vlLogical flags[] = {1, 0, 1};
-  const Array borrowed = vlhost::borrow({3}, vlLOGICAL_CLASS, flags);
-  EXPECT_EQ(vlGetLogicals(borrowed.get()), flags);
+TEST_F(ArraysTest, DeepNestingIsDestroyedWithoutRecursion) {
+  Array outermost(vlCreateCellMatrix(1, 1));
+  for (int depth = 0; depth < 300000; ++depth) {
+    Array next(vlCreateCellMatrix(2, 1));
+    vlSetCell(next.get(), 1, outermost.release());
+    outermost = std::move(next);
+  }
+}
+
+TEST_F(ArraysTest, ErrorsCarryTheirTextAndWarningsOutsideCallsAreShown) {
+  for (const auto raise : {vlErrMsgIdAndTxt, vlpErrMsgIdAndTxt}) {
+    for (const std::size_t size : {0u, 255u, 256u, 257u, 65536u}) {
+      const std::string text(size, 'x');
+      const auto error =
+          raised([&] { raise("VORLAN:id", "%s, %d of %u%%", text.c_str(), -1, ~0u); });
+      EXPECT_EQ(error, std::pair(std::string("VORLAN:id"), text + ", -1 of 4294967295%"));
+    }
+  }
+  testing::internal::CaptureStderr();
+  vlWarningMsgIdAndTxt("VORLAN:id", "%d left", 2);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "Warning: 2 left [VORLAN:id]\n");
+  EXPECT_NE(vlpAtExit([] {}), 0);
+}
+
+TEST_F(ArraysTest, ArraysAreZeroedAndAlignedAtEverySize) {
+  for (std::size_t power = 0; power <= 23; ++power) {
+    for (const std::size_t size : {(1u << power) - 1, 1u << power, (1u << power) + 1}) {
+      const std::size_t alignment = size < kMegabyte ? 16 : 2 * kMegabyte;
+      for (int round = 0; round < 2; ++round) {  // the second gets what the first soiled
+        const Array array(vlCreateNumericMatrix(size, 1, vlUINT8_CLASS, vlREAL));
+        auto* data = static_cast<unsigned char*>(vlGetData(array.get()));
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(data) % alignment, 0u) << size;
+        EXPECT_EQ(std::count(data, data + size, 0), static_cast<std::ptrdiff_t>(size));
+        std::memset(data, 0xFF, size);
+      }
+    }
+  }
+}
+
+TEST_F(ArraysTest, LargeArraysAndBlocksGoBackToTheSystem) {
+  std::size_t pagesBefore = 0, pagesAfter = 0;
+  std::ifstream("/proc/self/statm") >> pagesBefore;
+  for (int i = 0; i < 64; ++i) {
+    const Array array(vlCreateNumericMatrix(kMegabyte + 1, 3, vlUINT8_CLASS, vlREAL));
+    vlFree(vlMalloc(3 * kMegabyte + 1));
+  }
+  std::ifstream("/proc/self/statm") >> pagesAfter;
+  EXPECT_LT(pagesAfter, pagesBefore + 16384);  // 1 MiB a round
+}
+
+TEST_F(ArraysTest, SizesBeyondAllMemoryAreRefused) {
+  constexpr std::size_t kMax = PTRDIFF_MAX, kOne = 1;
+  const std::vector<std::size_t> kRows[] = {{kMax / 2 + 1},
+
+                                            {kMax + 1, 1},
+                                            {kMax + 2, 1},
+
+                                            {kOne << 59, 1},
+                                            {kOne << 61, 1},
+                                            {(kOne << 61) + 1},
+                                            {(kOne << 32) + 1, kOne << 32},
+                                            {65536, 65536, 65536, 65536, 1}};
+  for (const auto& dims : kRows) {
+    const auto numeric = [&] {
+      vlCreateNumericArray(dims.size(), dims.data(), vlDOUBLE_CLASS, vlREAL);
+    };
+    EXPECT_EQ(errorOf(numeric), "VORLAN:outOfMemory") << testing::PrintToString(dims);
+    EXPECT_EQ(errorOf([&] { vlCreateCharArray(dims.size(), dims.data()); }), "VORLAN:outOfMemory");
+    EXPECT_EQ(errorOf([&] { vlCreateCellMatrix(dims[0], SIZE_MAX); }), "VORLAN:outOfMemory");
+  }
+  for (const std::size_t size : {kMax / 2 + 1, kMax, kMax + 1, SIZE_MAX - 1, SIZE_MAX}) {
+    EXPECT_EQ(errorOf([&] { vlMalloc(size); }), "VORLAN:outOfMemory") << size;
+  }
+}
+
+TEST_F(ArraysTest, BlocksAreFreedInAnyOrderAndOnlyOnce) {
+  for (const std::size_t count : {1u, 11u, 12u, 13u, 1000u}) {  // a table holds 12 before it grows
+    std::vector<void*> blocks(count);
+    std::size_t size = 0;
+    for (void*& block : blocks) ASSERT_NE(block = vlMalloc(size++), nullptr);
+    EXPECT_EQ(vlhost::holdings().blocks, count);
+    // Every third first: an order that is neither that of making nor its reverse.
+    for (std::size_t start = 0; start < 3; ++start) {
+      for (std::size_t i = start; i < count; i += 3) vlFree(blocks[i]);
+    }
+    EXPECT_EQ(vlhost::holdings().blocks, 0u);
+    for (void* block : blocks) vlFree(block);
+  }
+  vlFree(nullptr);
 }
 
 }  // namespace

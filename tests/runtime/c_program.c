@@ -4,7 +4,7 @@
 vlArray* cellOfTextInC(const char* text);
 
 vlArray* cellOfTextInC(const char* text) {
-  vlArray* cell = vlCreateCellMatrix(1, 1);
-  vlSetCell(cell, 0, vlCreateString(text));
+  vlArray* cell = vlCreateCellMatrix(2, 1);
+  vlSetCell(cell, 1, vlCreateString(text));
   return vlGetClassID(cell) == vlCELL_CLASS ? cell : NULL;
 }

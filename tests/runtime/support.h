@@ -3,36 +3,33 @@
 
 #include <gtest/gtest.h>
 #include <string>
+#include <utility>
 
 #include "runtime/host.h"
 
-namespace vlhost {
-
-inline bool operator==(const Holdings& a, const Holdings& b) {
-  return a.arrays == b.arrays && a.blocks == b.blocks;
-}
-inline std::ostream& operator<<(std::ostream& out, const Holdings& held) {
-  return out << held.arrays << " arrays, " << held.blocks << " blocks";
+/// How many arrays and blocks are alive.
+inline std::pair<std::size_t, std::size_t> held() {
+  return {vlhost::holdings().arrays, vlhost::holdings().blocks};
 }
 
-}  // namespace vlhost
-
-/// The identifier of the error that the code raises, "" when it raises none.
+/// The identifier and the message of the error that the code raises, empty when it raises none.
 template <typename Code>
-std::string errorOf(const Code& code) {
+std::pair<std::string, std::string> raised(const Code& code) {
   try {
     code();
-    return "";
+    return {};
   } catch (const vlhost::Error& error) {
-    return error.identifier();
+    return {error.identifier(), error.what()};
   }
+}
+
+template <typename Code>
+std::string errorOf(const Code& code) {
+  return raised(code).first;
 }
 
 /// Whatever a test does, nothing is alive at its end that was not before.
 class HostTest : public testing::Test {
- protected:
-  void TearDown() override { EXPECT_EQ(vlhost::holdings(), before_); }
-
- private:
-  const vlhost::Holdings before_ = vlhost::holdings();
+  void TearDown() override { EXPECT_EQ(held(), before_); }
+  const std::pair<std::size_t, std::size_t> before_ = held();
 };
