@@ -42,6 +42,7 @@ find_missing() {
   need clang command -v clang++
   need clang-tidy command -v clang-tidy
   need libclang-rt-dev has_sanitizers
+  need llvm command -v llvm-symbolizer # Names functions in reports and suppressions.
   need shellcheck command -v shellcheck
 }
 

@@ -55,7 +55,8 @@ vlhost::Array fromBool(PyObject* value) {
 
 vlhost::Array fromBytes(PyObject* value) {
   if (!PyBytes_Check(value)) return nullptr;
-  return vlhost::text({PyBytes_AS_STRING(value), static_cast<std::size_t>(PyBytes_GET_SIZE(value))});
+  return vlhost::text(
+      {PyBytes_AS_STRING(value), static_cast<std::size_t>(PyBytes_GET_SIZE(value))});
 }
 
 vlhost::Array fromText(PyObject* value) {
@@ -65,8 +66,7 @@ vlhost::Array fromText(PyObject* value) {
     return vlhost::text({utf8, static_cast<std::size_t>(size)});
   }
   PyErr_Clear();  // holds bytes that are no UTF-8, as a file gave them
-  const auto bytes =
-      nb::steal(PyUnicode_AsEncodedString(value, "utf-8", "surrogateescape"));
+  const auto bytes = nb::steal(PyUnicode_AsEncodedString(value, "utf-8", "surrogateescape"));
   if (!bytes.is_valid()) throw nb::python_error();
   return fromBytes(bytes.ptr());
 }
@@ -80,9 +80,8 @@ vlhost::Array fromArray(PyObject* value) {
   const char kind = PyArray_DESCR(source)->kind;
   const auto size = PyArray_ITEMSIZE(source);
   const auto type =
-      std::find_if(kElementTypes.begin(), kElementTypes.end(), [&](const ElementType& row) {
-        return row.kind == kind && row.size == size;
-      });
+      std::find_if(kElementTypes.begin(), kElementTypes.end(),
+                   [&](const ElementType& row) { return row.kind == kind && row.size == size; });
   if (type == kElementTypes.end()) return nullptr;
 
   const npy_intp* const shape = PyArray_DIMS(source);
@@ -92,7 +91,8 @@ vlhost::Array fromArray(PyObject* value) {
 }
 
 /// In the order of how often they are wanted.
-constexpr std::array kDirectWays = {fromNumber, fromArray, fromText, fromNumbers, fromBool, fromBytes};
+constexpr std::array kDirectWays = {fromNumber,  fromArray, fromText,
+                                    fromNumbers, fromBool,  fromBytes};
 
 /// Characters in storage order, and the dimensions of their array.
 vlhost::Array charArray(const nb::bytes& characters, const nb::tuple& shape) {
@@ -106,20 +106,14 @@ vlhost::Array charArray(const nb::bytes& characters, const nb::tuple& shape) {
   return array;
 }
 
-/// tarvik._convert.to_host, found once; it must outlive the interpreter's tidying up.
-nb::handle slowWay() {
-  static const nb::handle function =
-      nb::object(nb::module_::import_("tarvik._convert").attr("to_host")).release();
-  return function;
-}
-
 }  // namespace
 
 Inputs::Inputs(nb::handle gateway, const nb::args& arguments) {
   arrays_.reserve(arguments.size());
   owned_.reserve(arguments.size());
   std::size_t position = 0;
-  for (const nb::handle argument : arguments) add(gateway, argument, position++, *arguments.begin());
+  for (const nb::handle argument : arguments)
+    add(gateway, argument, position++, *arguments.begin());
 }
 
 void Inputs::add(nb::handle gateway, nb::handle value, std::size_t position, nb::handle operation) {
@@ -139,9 +133,10 @@ void Inputs::own(vlhost::Array array) {
 }
 
 void Inputs::addSlowly(nb::handle value, std::size_t position, nb::handle operation) {
-  nb::object made = slowWay()(value, operation, position);
+  nb::object made =
+      nb::module_::import_("tarvik._convert").attr("to_host")(value, operation, position);
   if (nb::isinstance<nb::tuple>(made)) {
-    return own(charArray(nb::bytes(made[0]), nb::tuple(made[1])));
+    return own(charArray(nb::cast<nb::bytes>(made[0]), nb::cast<nb::tuple>(made[1])));
   }
   own(fromArray(made.ptr()));
   kept_.push_back(std::move(made));

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <nanobind/nanobind.h>
-
 #include <vector>
 
 #include "runtime/host.h"

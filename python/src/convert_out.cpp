@@ -10,7 +10,9 @@
 namespace pyhost {
 namespace {
 
-char lowByte(vlChar element) { return static_cast<char>(element & 0xFF); }
+char lowByte(vlChar element) {
+  return static_cast<char>(element & 0xFF);
+}
 
 nb::object checked(PyObject* made) {
   if (made == nullptr) throw nb::python_error();
@@ -37,8 +39,8 @@ nb::object charRow(const vlArray* array) {
   const std::size_t count = vlGetNumberOfElements(array);
   std::string bytes(count, '\0');
   std::transform(elements, elements + count, bytes.begin(), lowByte);
-  return checked(PyUnicode_DecodeUTF8(bytes.data(), static_cast<Py_ssize_t>(bytes.size()),
-                                      "surrogateescape"));
+  return checked(
+      PyUnicode_DecodeUTF8(bytes.data(), static_cast<Py_ssize_t>(bytes.size()), "surrogateescape"));
 }
 
 /// Single characters in an array of the same shape.
@@ -61,8 +63,7 @@ nb::object scalar(const vlArray* array, const ElementType& type) {
   if (type.classId == vlLOGICAL_CLASS) return nb::bool_(*static_cast<const vlLogical*>(data) != 0);
   const nb::object descr =
       checked(reinterpret_cast<PyObject*>(PyArray_DescrFromType(type.numpyType)));
-  return checked(
-      PyArray_Scalar(data, reinterpret_cast<PyArray_Descr*>(descr.ptr()), nullptr));
+  return checked(PyArray_Scalar(data, reinterpret_cast<PyArray_Descr*>(descr.ptr()), nullptr));
 }
 
 void destroyInCapsule(PyObject* capsule) {
@@ -104,9 +105,8 @@ nb::object view(const vlArray* array, const ElementType& type, Owner& owner) {
 
 nb::object numbers(const vlArray* array, Owner& owner) {
   const vlClassID classId = vlGetClassID(array);
-  const auto type =
-      std::find_if(kElementTypes.begin(), kElementTypes.end(),
-                   [&](const ElementType& row) { return row.classId == classId; });
+  const auto type = std::find_if(kElementTypes.begin(), kElementTypes.end(),
+                                 [&](const ElementType& row) { return row.classId == classId; });
   if (type == kElementTypes.end()) {
     PyErr_Format(PyExc_TypeError, "the plug-in gave an array of class %s", vlGetClassName(array));
     throw nb::python_error();

@@ -45,13 +45,13 @@ const vlArray* FileId::inputFor(nb::handle gateway) const {
 
 nb::str FileId::name() const {
   const std::string& bytes = state_->name();
-  return nb::steal<nb::str>(PyUnicode_DecodeFSDefaultAndSize(
-      bytes.data(), static_cast<Py_ssize_t>(bytes.size())));
+  return nb::steal<nb::str>(
+      PyUnicode_DecodeFSDefaultAndSize(bytes.data(), static_cast<Py_ssize_t>(bytes.size())));
 }
 
 nb::str FileId::repr() const {
-  return nb::steal<nb::str>(PyUnicode_FromFormat("<tarvik.FileId %R %s>", name().ptr(),
-                                                 isOpen() ? "open" : "closed"));
+  return nb::steal<nb::str>(
+      PyUnicode_FromFormat("<tarvik.FileId %R %s>", name().ptr(), isOpen() ? "open" : "closed"));
 }
 
 }  // namespace pyhost

@@ -1,11 +1,10 @@
 /// What Python holds of an open file.
 #pragma once
 
-#include <nanobind/nanobind.h>
-
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <nanobind/nanobind.h>
 #include <string>
 
 #include "runtime/host.h"

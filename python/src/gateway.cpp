@@ -1,11 +1,14 @@
 #include "python/src/gateway.h"
 
-#include <nanobind/stl/string.h>
-
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <mutex>
+#include <nanobind/stl/string.h>
 #include <string_view>
+#include <thread>
+#include <unistd.h>
 #include <unordered_set>
 #include <utility>
 
@@ -35,9 +38,34 @@ class Turn {
   std::lock_guard<std::mutex> turn_{callLock()};
 };
 
+/// Calls under way, and whether Python ends, seen by the thread that ends it; both change with the
+/// interpreter's lock held.
+std::atomic<int> visits{0};
+std::thread::id leaver;
+
+/// A thread that asks for the interpreter's lock while Python ends is stopped by unwinding, which
+/// the frames of C++ below do not survive. So none but the leaver is inside a call then.
+class Visit {
+ public:
+  Visit() {
+    if (leaver != std::thread::id() && leaver != std::this_thread::get_id()) sleepForEver();
+    ++visits;
+  }
+  ~Visit() { --visits; }
+  Visit(const Visit&) = delete;
+  Visit& operator=(const Visit&) = delete;
+
+ private:
+  [[noreturn]] static void sleepForEver() {
+    PyEval_SaveThread();
+    for (;;) pause();
+  }
+};
+
 /// Whether a text argument consists of exactly these characters.
 bool spells(const vlArray* text, std::string_view word) {
-  if (vlGetClassID(text) != vlCHAR_CLASS || vlGetNumberOfElements(text) != word.size()) return false;
+  if (vlGetClassID(text) != vlCHAR_CLASS || vlGetNumberOfElements(text) != word.size())
+    return false;
   const auto* const elements = static_cast<const vlChar*>(vlGetData(text));
   return std::equal(word.begin(), word.end(), elements,
                     [](char a, vlChar b) { return static_cast<unsigned char>(a) == (b & 0xFF); });
@@ -63,7 +91,9 @@ std::string bytesOf(const vlArray* text) {
   return bytes;
 }
 
-nb::object errorsModule() { return nb::module_::import_("tarvik._errors"); }
+nb::object errorsModule() {
+  return nb::module_::import_("tarvik._errors");
+}
 
 [[noreturn]] void raise(const vlhost::Error& error, const nb::args& arguments) {
   const nb::bytes message(error.what());
@@ -104,6 +134,7 @@ Gateway::~Gateway() {
 }
 
 nb::object Gateway::call(nb::handle self, const nb::args& arguments) {
+  const Visit visit;
   try {
     const Inputs inputs(self, arguments);
     Outcome outcome = run(inputs);
@@ -150,7 +181,9 @@ void Gateway::noteClosed(std::uint64_t handle) {
   files_.erase(file);
 }
 
-void Gateway::unload() { show(shutDown()); }
+void Gateway::unload() {
+  show(shutDown());
+}
 
 std::vector<vlhost::Warning> Gateway::shutDown() {
   const Turn turn;
@@ -174,6 +207,21 @@ std::vector<vlhost::Warning> Gateway::closeOwnFiles() {
   return {{"VORLAN:tarvik:closingFileHandle", "Closing open CDF file handles."}};
 }
 
+void Gateway::leave() {
+  leaver = std::this_thread::get_id();
+  while (visits > 0) {
+    const nb::gil_scoped_release others;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  std::vector<vlhost::Warning> warnings;
+  const std::vector<Gateway*> all(gateways().begin(), gateways().end());
+  for (Gateway* gateway : all) {
+    if (gateways().count(gateway) == 0) continue;  // collected while another was unloaded
+    for (vlhost::Warning& warning : gateway->shutDown()) warnings.push_back(std::move(warning));
+  }
+  show(warnings);
+}
+
 void Gateway::disown() {
   inherited_ = inherited_ || !files_.empty();
   for (auto& file : files_) file.second->markClosed();
@@ -186,9 +234,12 @@ void Gateway::beforeFork() {
   std::fflush(nullptr);  // so that parent and child do not both write what is still buffered
 }
 
-void Gateway::afterForkInParent() { callLock().unlock(); }
+void Gateway::afterForkInParent() {
+  callLock().unlock();
+}
 
 void Gateway::afterForkInChild() {
+  visits = 0;  // the other threads are not here
   for (Gateway* gateway : gateways()) gateway->disown();
   callLock().unlock();
 }

@@ -1,10 +1,9 @@
 /// One loaded plug-in, as Python calls it.
 #pragma once
 
-#include <nanobind/nanobind.h>
-
 #include <cstdint>
 #include <memory>
+#include <nanobind/nanobind.h>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -18,8 +17,8 @@ namespace pyhost {
 namespace nb = nanobind;
 
 /// Calls of all gateways are made one at a time, under one lock of the process: the CDF library
-/// that they share knows no threads. The interpreter's lock is never waited for, and no Python
-/// object touched, while the call lock is held.
+/// that they share knows no threads. Who waits for it has let go of the interpreter's lock, and no
+/// Python object is touched while it is held.
 class Gateway {
  public:
   /// Loads the plug-in in that file.
@@ -35,6 +34,10 @@ class Gateway {
   /// Takes the plug-in out of the process, which closes the files that are open; a call after it
   /// is an error.
   void unload();
+
+  /// Unloads all gateways when Python ends. Until then every running call is waited for; from then
+  /// on a call is an error for the thread that ends Python, and lasts for ever on any other.
+  static void leave();
 
   /// Around a fork. The child must not close what its parent writes to, so there the files of the
   /// parent are closed for every FileId, and the plug-in is not unloaded.

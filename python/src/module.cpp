@@ -114,6 +114,7 @@ NB_MODULE(_host, m) {
       .def("__repr__", &FileId::repr)
       .def("__reduce_ex__", &refuseCopy);
 
+  m.def("leave", &Gateway::leave, "Unload all gateways, when Python ends.");
   m.def("before_fork", &Gateway::beforeFork, "Wait for the running call and hold the next ones.");
   m.def("after_fork_in_parent", &Gateway::afterForkInParent, "Let calls go on.");
   m.def("after_fork_in_child", &Gateway::afterForkInChild, "Give up the parent's files.");

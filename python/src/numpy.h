@@ -9,9 +9,8 @@
 #endif
 
 #include <Python.h>
-#include <numpy/arrayobject.h>
-
 #include <array>
+#include <numpy/arrayobject.h>
 
 #include "host/array.h"
 

@@ -25,7 +25,7 @@ FileId.__module__ = __name__
 _gateway = _host.Gateway(os.path.join(os.path.dirname(_host.__file__), "lib", "tarvik.so"))
 call = _gateway.call
 
-atexit.register(_gateway.unload)
+atexit.register(_host.leave)
 os.register_at_fork(
     before=_host.before_fork,
     after_in_parent=_host.after_fork_in_parent,

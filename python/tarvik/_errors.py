@@ -75,7 +75,8 @@ _KINDS = (
     (FileExistsError, ["CDF_EXISTS"]),
     (PermissionError, ["NO_WRITE_ACCESS", "NO_DELETE_ACCESS", "READ_ONLY_*"]),
     (OSError, ["CDF_*_ERROR", "VAR_*_ERROR", "SCRATCH_*_ERROR"]),
-    (KeyError, ["NO_SUCH_VAR", "NO_SUCH_ATTR", "NO_SUCH_ENTRY"]),
+    # The last is what the library says of an unknown name in a file of r-variables alone.
+    (KeyError, ["NO_SUCH_VAR", "NO_SUCH_ATTR", "NO_SUCH_ENTRY", "ILLEGAL_IN_zMODE"]),
     (IndexError, ["NO_SUCH_RECORD", "BAD_REC_NUM", "BAD_DIM_INDEX"]),
     (MemoryError, ["VORLAN:outOfMemory", "BAD_MALLOC"]),
     (

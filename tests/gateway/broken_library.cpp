@@ -20,11 +20,6 @@ bool concerns(long item) {
   return laidDown && laidDown->item == item;
 }
 
-/// A request made by a function is one on a file, as if its list had the item.
-bool concernsFunction(Function function) {
-  return concerns(function) || concerns(tarvik::CDF_);
-}
-
 template <typename F>
 F* genuine(const char* name, F*) {
   static void* const library = dlopen(CDF_LIBRARY, RTLD_NOW);
@@ -40,12 +35,15 @@ CDFstatus answer(CDFid file, Request request, long* output) {
   return status == 0 ? laidDown->status : status;
 }
 
+/// A request made by a function is one on a file, as if its list had the item.
+template <typename F, typename... Arguments>
+CDFstatus standIn(long item, long* output, F* genuineOne, CDFid file, Arguments... arguments) {
+  const auto request = [&] { return genuineOne(file, arguments...); };
+  return concerns(item) || concerns(tarvik::CDF_) ? answer(file, request, output) : request();
+}
+
 /// An item list as machine words, NULL_ and zeros behind it. No argument of a test is 1000.
 using ItemList = std::array<long, 48>;
-
-CDFstatus forward(const ItemList& list) {
-  return std::apply(genuine("CDFlib", CDFlib), list);
-}
 
 void* pointer(long word) {
   void* result = nullptr;
@@ -87,6 +85,8 @@ const std::vector<void*>& Answering::files() {
 
 }  // namespace broken
 
+#define GENUINE(function) broken::genuine(#function, function)
+
 extern "C" {
 
 CDFstatus CDFlib(long function, ...) {
@@ -95,7 +95,7 @@ CDFstatus CDFlib(long function, ...) {
   va_start(rest, function);
   for (std::size_t i = 1; list.at(i - 1) != tarvik::NULL_; ++i) list.at(i) = va_arg(rest, long);
   va_end(rest);
-  const auto request = [&list] { return broken::forward(list); };
+  const auto request = [&list] { return std::apply(GENUINE(CDFlib), list); };
   const bool concerned = std::any_of(list.begin(), list.end(), broken::concerns);
   return concerned ? broken::answer(broken::fileOf(list), request, broken::outputOf(list))
                    : request();
@@ -103,37 +103,24 @@ CDFstatus CDFlib(long function, ...) {
 
 CDFstatus CDFinquireAttr(CDFid id, long attribute, char* name, long* scope, long* maxgEntry,
                          long* maxrEntry, long* maxzEntry) {
-  const auto request = [&] {
-    return broken::genuine("CDFinquireAttr", CDFinquireAttr)(id, attribute, name, scope, maxgEntry,
-                                                             maxrEntry, maxzEntry);
-  };
-  return broken::concernsFunction(broken::inquireAttr) ? broken::answer(id, request, scope)
-                                                       : request();
+  return broken::standIn(broken::inquireAttr, scope, GENUINE(CDFinquireAttr), id, attribute, name,
+                         scope, maxgEntry, maxrEntry, maxzEntry);
 }
 
 CDFstatus CDFinquireAttrEntry(CDFid id, int kind, long attribute, long entry, long* datatype,
                               long* numElements) {
-  const auto request = [&] {
-    return broken::genuine("CDFinquireAttrEntry", CDFinquireAttrEntry)(id, kind, attribute, entry,
-                                                                       datatype, numElements);
-  };
-  return broken::concernsFunction(broken::inquireAttrEntry)
-             ? broken::answer(id, request, numElements)
-             : request();
+  return broken::standIn(broken::inquireAttrEntry, numElements, GENUINE(CDFinquireAttrEntry), id,
+                         kind, attribute, entry, datatype, numElements);
 }
 
 CDFstatus CDFgetAttrEntry(CDFid id, int kind, long attribute, long entry, void* value) {
-  const auto request = [&] {
-    return broken::genuine("CDFgetAttrEntry", CDFgetAttrEntry)(id, kind, attribute, entry, value);
-  };
-  return broken::concernsFunction(broken::getAttrEntry) ? broken::answer(id, request, nullptr)
-                                                        : request();
+  return broken::standIn(broken::getAttrEntry, nullptr, GENUINE(CDFgetAttrEntry), id, kind,
+                         attribute, entry, value);
 }
 
 int CDFgetValidate() {
-  return broken::concerns(broken::getValidate)
-             ? static_cast<int>(*broken::laidDown->value)
-             : broken::genuine("CDFgetValidate", CDFgetValidate)();
+  return broken::concerns(broken::getValidate) ? static_cast<int>(*broken::laidDown->value)
+                                               : GENUINE(CDFgetValidate)();
 }
 
 }  // extern "C"

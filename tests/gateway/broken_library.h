@@ -10,12 +10,7 @@
 namespace broken {
 
 /// Stand for functions where an item is meant.
-enum Function : long {
-  inquireAttr = -1,
-  inquireAttrEntry = -2,
-  getAttrEntry = -3,
-  getValidate = -4
-};
+constexpr long inquireAttr = -1, inquireAttrEntry = -2, getAttrEntry = -3, getValidate = -4;
 
 /// What a request is answered that contains an item, or calls a function.
 struct Answer {
@@ -30,8 +25,7 @@ struct Answer {
 };
 
 /// Lays an answer down for its own life; only one at a time.
-class Answering {
- public:
+struct Answering {
   explicit Answering(const Answer& answer);
   ~Answering();
   Answering(const Answering&) = delete;
@@ -40,12 +34,5 @@ class Answering {
   /// The files of the requests that were answered so.
   static const std::vector<void*>& files();
 };
-
-inline Answer refuse(long item, long status) {
-  return {item, status};
-}
-inline Answer give(long item, long value, std::size_t place = 1) {
-  return {item, 0, value, place};
-}
 
 }  // namespace broken

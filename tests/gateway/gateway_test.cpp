@@ -57,42 +57,39 @@ extern "C" __attribute__((visibility("default"))) const char* __asan_default_sup
   return "interceptor_via_fun:WriteVDR64";
 }
 
+Array newArray(vlClassID classId, const Dims& dims) {
+  switch (classId) {
+    case vlCELL_CLASS:
+      return Array(vlCreateCellMatrix(dims.at(0), dims.at(1)));
+    case vlLOGICAL_CLASS:
+      return Array(vlCreateLogicalArray(dims.size(), dims.data()));
+    case vlCHAR_CLASS:
+      return Array(vlCreateCharArray(dims.size(), dims.data()));
+    default:
+      return Array(vlCreateNumericArray(dims.size(), dims.data(), classId, vlREAL));
+  }
+}
+
 Array logicals(const std::vector<bool>& values) {
-  const std::size_t dims[] = {1, values.size()};
-  Array array(vlCreateLogicalArray(2, dims));
+  Array array = newArray(vlLOGICAL_CLASS, {1, values.size()});
   std::copy(values.begin(), values.end(), vlGetLogicals(array.get()));
   return array;
 }
 
 Array chars(const Dims& dims, const std::u16string& elements) {
-  Array array(vlCreateCharArray(dims.size(), dims.data()));
+  Array array = newArray(vlCHAR_CLASS, dims);
   EXPECT_EQ(vlGetNumberOfElements(array.get()), elements.size());
   std::copy(elements.begin(), elements.end(), static_cast<vlChar*>(vlGetData(array.get())));
   return array;
 }
 
-Array oneOf(vlClassID classId) {
-  const std::size_t dims[] = {1, 1};
-  switch (classId) {
-    case vlCELL_CLASS:
-      return Array(vlCreateCellMatrix(1, 1));
-    case vlLOGICAL_CLASS:
-      return Array(vlCreateLogicalArray(2, dims));
-    case vlCHAR_CLASS:
-      return Array(vlCreateCharArray(2, dims));
-    default:
-      return Array(vlCreateNumericArray(2, dims, classId, vlREAL));
-  }
-}
-
 Array patterned(vlClassID classId, const Dims& dims) {
+  Array array = newArray(classId, dims);
   if (classId == vlCHAR_CLASS) {
-    Array text(vlCreateCharArray(dims.size(), dims.data()));
-    auto* units = static_cast<vlChar*>(vlGetData(text.get()));
-    std::iota(units, units + vlGetNumberOfElements(text.get()), vlChar{'A'});
-    return text;
+    auto* units = static_cast<vlChar*>(vlGetData(array.get()));
+    std::iota(units, units + vlGetNumberOfElements(array.get()), vlChar{'A'});
+    return array;
   }
-  Array array(vlCreateNumericArray(dims.size(), dims.data(), classId, vlREAL));
   visitElements(array.get(), [](auto* elements, std::size_t count) {
     using Limits = std::numeric_limits<std::remove_pointer_t<decltype(elements)>>;
     for (std::size_t i = 0; i < count; ++i) {
@@ -116,6 +113,11 @@ std::string textOf(const Array& array) {
   std::transform(first, first + vlGetNumberOfElements(array.get()), std::back_inserter(text),
                  [](vlChar unit) { return static_cast<char>(unit); });
   return text;
+}
+
+std::string bytesOf(const Array& array, std::size_t size) {
+  if (vlGetClassID(array.get()) == vlCHAR_CLASS) return textOf(array);
+  return {static_cast<const char*>(vlGetData(array.get())), size};
 }
 
 double numberOf(const Array& array) {
@@ -220,15 +222,12 @@ double GatewayTest::createVar(File file, const std::string& name, double datatyp
                       .at(0));
 }
 
-std::string libraryFailure(long status) {
+Raised failureOf(const std::string& operation, long status, const std::string& tag) {
   tarvik::StatusTextBuffer text{};
   tarvik::cdf::call(tarvik::SELECT_, tarvik::CDF_STATUS_, status, tarvik::GET_,
                     tarvik::STATUS_TEXT_, text.data());
-  return std::string("CDF library failure, \"") + text.data() + "\".";
-}
-
-Raised failureOf(const std::string& operation, long status, const std::string& tag) {
-  return {"VORLAN:tarvik:" + operation + ":" + tag, libraryFailure(status)};
+  return {"VORLAN:tarvik:" + operation + ":" + tag,
+          std::string("CDF library failure, \"") + text.data() + "\"."};
 }
 
 Inputs fileAnd(File file, const std::vector<double>& numbers) {

@@ -30,10 +30,13 @@ constexpr vlClassID classOf() {
 
 using Dims = std::vector<std::size_t>;
 
+/// A zeroed array of the class; cells are empty.
+Array newArray(vlClassID classId, const Dims& dims);
+
 /// A numeric array of the given dimensions; the values stand in storage order.
 template <typename T>
 Array numbers(const Dims& dims, const std::vector<T>& values) {
-  Array array(vlCreateNumericArray(dims.size(), dims.data(), classOf<T>(), vlREAL));
+  Array array = newArray(classOf<T>(), dims);
   EXPECT_EQ(vlGetNumberOfElements(array.get()), values.size());
   std::copy(values.begin(), values.end(), static_cast<T*>(vlGetData(array.get())));
   return array;
@@ -51,8 +54,9 @@ Array logicals(const std::vector<bool>& values);
 /// A char array of the given dimensions from 16-bit elements in storage order.
 Array chars(const Dims& dims, const std::u16string& elements);
 
-/// An array of the class, 1-by-1 with a zero (a cell: 1-by-1 and empty).
-Array oneOf(vlClassID classId);
+inline Array oneOf(vlClassID classId) {
+  return newArray(classId, {1, 1});
+}
 
 /// An array of the class with bytes that differ from element to element; text is printable.
 Array patterned(vlClassID classId, const Dims& dims);
@@ -86,6 +90,8 @@ using List = std::vector<double>;
 
 /// The low 8 bits of a char array's elements.
 std::string textOf(const Array& array);
+/// The first bytes of an array's data, or of a text as textOf gives it.
+std::string bytesOf(const Array& array, std::size_t size);
 double numberOf(const Array& array);
 Dims dimsOf(const Array& array);
 template <typename T>
@@ -111,6 +117,11 @@ inline bool operator==(const Raised& a, const Raised& b) {
   return a.identifier == b.identifier && a.message == b.message;
 }
 std::ostream& operator<<(std::ostream& out, const Raised& raised);
+
+/// With the tag behind "VORLAN:tarvik:".
+inline Raised vorlan(const std::string& tag, const std::string& message) {
+  return {"VORLAN:tarvik:" + tag, message};
+}
 
 /// A call that must fail, and how.
 struct Refusal {
@@ -172,10 +183,7 @@ class GatewayTest : public testing::Test {
   std::vector<vlhost::Warning> warnings_;
 };
 
-/// "CDF library failure, \"TEXT\"." with the library's text for a status.
-std::string libraryFailure(long status);
-
-/// What an operation raises for a status of the library.
+/// What an operation raises for a status of the library: "CDF library failure, \"TEXT\".".
 Raised failureOf(const std::string& operation, long status, const std::string& tag = "failure");
 
 /// The inputs of an operation that takes a file identifier and numbers.

@@ -20,9 +20,7 @@ TEST_F(GuardsTest, AnswerInTheLibrarysStead) {
   const double text = 1;
   const double bare = 3;
   const std::string longName(257, 'n');
-  const List none;
-  const List zero = {0};
-  const List one = {1};
+  const List none, zero = {0}, one = {1};
   const Input three = row<std::int32_t>({1, 2, 3});
   const auto variable = [&](double type, double numElements, const List& extents) -> Inputs {
     return {f, "new", type, numElements, extents, -1.0, List(extents.size(), -1)};
@@ -74,9 +72,8 @@ TEST_F(GuardsTest, AnswerInTheLibrarysStead) {
 TEST_F(GuardsTest, LetPassWhatIsJustWithinTheBounds) {
   openFiles();
   const std::string longName(256, 'n');
-  for (const List& extents : {List{32767, 65535}, List{2147483647}}) {
-    const double number = createVar(file_, std::to_string(extents.size()), 1, 1, extents);
-    call("deleteVar", file_, number);
+  for (const List& extents : {List{32767, 65535}, List{most}}) {
+    call("deleteVar", file_, createVar(file_, "large", 1, 1, extents));
   }
   call("renameAttr", file_, 0.0, longName);
   EXPECT_EQ(textOf(call("getAttrName", file_, 0.0).at(0)), longName);
@@ -97,10 +94,9 @@ class PathsTest : public GatewayTest {
     return name + extension;
   }
 
-  bool isEmpty() const {
+  bool anyFile() const {
     const fs::recursive_directory_iterator all(path(""));
-    return std::none_of(begin(all), end(all),
-                        [](const fs::directory_entry& entry) { return entry.is_regular_file(); });
+    return std::any_of(begin(all), end(all), [](auto& entry) { return entry.is_regular_file(); });
   }
 };
 
@@ -114,20 +110,16 @@ TEST_F(PathsTest, AreRefusedWhereTheLibraryWouldCutThem) {
   for (const auto& row : rows) {
     SCOPED_TRACE(std::to_string(row.length) + row.extension);
     const std::string name = longPath(row.length, row.extension);
-    const Raised tooLong = failureOf("create", CDF_NAME_TRUNC);
     if (row.fits) {
       call("close", call("create", name).at(0).get());
-      const std::vector<Array> file = call("open", name);
-      call("delete", file.at(0).get());
+      call("delete", call("open", name).at(0).get());
     } else {
-      EXPECT_EQ(raised("create", name), tooLong);
+      EXPECT_EQ(raised("create", name), failureOf("create", CDF_NAME_TRUNC));
       EXPECT_EQ(raised("open", name), failureOf("open", CDF_NAME_TRUNC));
     }
-    EXPECT_TRUE(isEmpty());
+    EXPECT_FALSE(anyFile());
   }
-}
-
-TEST_F(PathsTest, OpenNoOtherFileThanTheOneNamed) {
+  // No other file is opened than the one named.
   const std::string name = longPath(512, ".cdf");
   call("close", call("create", name).at(0).get());
   EXPECT_EQ(raised("open", name + "f"), failureOf("open", CDF_NAME_TRUNC));

@@ -74,10 +74,7 @@ void SamplesTest::closeFiles() {
 
 std::vector<Sample> SamplesTest::samples() const {
   const File f = file_;
-  const List none;
-  const List zero = {0};
-  const List one = {1};
-  const List three = {3};
+  const List none, zero = {0}, one = {1}, three = {3};
   const std::pair<std::string, Inputs> rows[] = {
       {"getConstantNames getLibraryCopyright getLibraryVersion getValidate", {}},
       {"close delete getCacheSize getChecksum getCompression getCompressionCacheSize getCopyright "
@@ -134,9 +131,7 @@ std::vector<Sample> SamplesTest::samples() const {
   std::vector<Sample> all;
   for (const auto& [names, inputs] : rows) {
     std::istringstream list(names);
-    for (std::string name; list >> name;) {
-      all.push_back({name, inputs});
-    }
+    for (std::string name; list >> name;) all.push_back({name, inputs});
   }
   return all;
 }

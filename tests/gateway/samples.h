@@ -6,10 +6,22 @@
 
 #include "tests/gateway/gateway_test.h"
 
+/// Every class of an array.
+inline constexpr vlClassID allClasses[] = {
+    vlCELL_CLASS,   vlLOGICAL_CLASS, vlCHAR_CLASS,   vlDOUBLE_CLASS, vlSINGLE_CLASS,
+    vlINT8_CLASS,   vlUINT8_CLASS,   vlINT16_CLASS,  vlUINT16_CLASS, vlINT32_CLASS,
+    vlUINT32_CLASS, vlINT64_CLASS,   vlUINT64_CLASS,
+};
+
 struct Sample {
   std::string operation;
   Inputs inputs;
 };
+
+/// Whether the operation gives the identifier of a further open file.
+inline bool opensAFile(const Sample& sample) {
+  return sample.operation == "open" || sample.operation == "create";
+}
 
 class SamplesTest : public GatewayTest {
  protected:

@@ -5,24 +5,13 @@
 
 namespace {
 
-struct Layout {
-  double format;
-  double majority;
-};
-constexpr Layout layouts[] = {{1, 1}, {1, 2}, {2, 1}, {2, 2}};
-
-std::string nameOf(const Layout& layout) {
-  return "f" + std::to_string(static_cast<int>(layout.format)) + "m" +
-         std::to_string(static_cast<int>(layout.majority));
-}
-
 class SettingsTest : public GatewayTest {
  protected:
   /// A file with one variable, number 0, of three-by-two integers.
-  File createFile(const Layout& layout) {
-    const File file = create(nameOf(layout));
-    call("setFormat", file, layout.format);
-    call("setMajority", file, layout.majority);
+  File createFile(double format, double majority) {
+    const File file = create("f");
+    call("setFormat", file, format);
+    call("setMajority", file, majority);
     createVar(file, "v", 4, 1, {3, 2});
     return file;
   }
@@ -36,9 +25,8 @@ class SettingsTest : public GatewayTest {
     return valuesOf<std::int32_t>(call("getVarData", file, 0.0, record, List{0, 0}).at(0)).at(0);
   }
 
-  std::string got(const char* operation, const Inputs& inputs) {
-    const Array output = std::move(callWith(operation, inputs).at(0));
-    const std::string text = shown(output);
+  std::string got(const char* operation, File file, const List& inputs = {}) {
+    const std::string text = shown(callWith(operation, fileAnd(file, inputs)).at(0));
     return text.substr(text.find(": ") + 2);
   }
 };
@@ -75,65 +63,85 @@ const Setting settings[] = {
 };
 
 TEST_F(SettingsTest, AreReadBackAndThoseOfTheFileStay) {
-  for (const Layout& layout : layouts) {
-    const Where here = layout.format == 1 ? singleFile : multiFile;
+  for (const int layout : {0, 1, 2, 3}) {
+    const double format = layout < 2 ? 1 : 2;
+    const double majority = 1 + layout % 2;
     for (const Setting& row : settings) {
-      if (row.where != everywhere && row.where != here) continue;
-      SCOPED_TRACE(nameOf(layout) + " " + row.set + " " + row.get);
-      const bool ofVariable = std::string(row.get).rfind("getVar", 0) == 0;
-      const List asked = ofVariable ? List{0} : List{};
+      if (row.where == (format == 1 ? multiFile : singleFile)) continue;
+      SCOPED_TRACE(std::to_string(layout) + " " + row.set + " " + row.get);
+      const List asked = std::string(row.get).rfind("getVar", 0) == 0 ? List{0} : List{};
 
-      close(createFile(layout));
-      File file = open(nameOf(layout));
-      const std::string initial = got(row.get, fileAnd(file, asked));
+      close(createFile(format, majority));
+      File file = open("f");
+      const std::string initial = got(row.get, file, asked);
       EXPECT_TRUE(callWith(row.set, fileAnd(file, row.inputs)).empty());
-      EXPECT_EQ(got(row.get, fileAnd(file, asked)), row.expected);
+      EXPECT_EQ(got(row.get, file, asked), row.expected);
       close(file);
-      file = open(nameOf(layout));
-      EXPECT_EQ(got(row.get, fileAnd(file, asked)), row.stays ? row.expected : initial);
-      EXPECT_EQ(got("getFormat", fileAnd(file, {})),
-                here == singleFile ? "SINGLE_FILE" : "MULTI_FILE");
-      EXPECT_EQ(got("getMajority", fileAnd(file, {})),
-                layout.majority == 1 ? "ROW_MAJOR" : "COLUMN_MAJOR");
+      file = open("f");
+      EXPECT_EQ(got(row.get, file, asked), row.stays ? row.expected : initial);
+      EXPECT_EQ(got("getFormat", file), format == 1 ? "SINGLE_FILE" : "MULTI_FILE");
+      EXPECT_EQ(got("getMajority", file), majority == 1 ? "ROW_MAJOR" : "COLUMN_MAJOR");
       EXPECT_TRUE(call("delete", file).empty());
     }
   }
 }
 
-TEST_F(SettingsTest, AReadOnlyFileRefusesToBeWritten) {
-  close(createFile({1, 1}));
-  const File file = open(nameOf({1, 1}));
-  call("setReadOnlyMode", file, -1.0);
-  EXPECT_EQ(got("getReadOnlyMode", fileAnd(file, {})), "READONLYon");
-  EXPECT_EQ(raised("createAttr", file, "a", 1.0), failureOf("createAttr", READ_ONLY_MODE));
-  close(file);
-}
+TEST_F(SettingsTest, CompressionIsShownAndReadBack) {
+  const std::string trees = "char 1x22: OPTIMAL_ENCODING_TREES";
+  const std::string ofFileZeros = "char 1x12: RLE_OF_ZEROS", zeros = "char 1x12: RLE_OF_ZEROs";
+  const struct {
+    List inputs;
+    const char* name;
+    std::string ofFile, ofVariable;  ///< The parameter.
+  } rows[] = {{{0}, "NO_COMPRESSION", "double 0x0:", "double 0x0:"},
+              {{0, 0}, "NO_COMPRESSION", "double 0x0:", "double 0x0:"},
+              {{1}, "RLE_COMPRESSION", ofFileZeros, zeros},
+              {{1, 0}, "RLE_COMPRESSION", ofFileZeros, zeros},
+              {{2}, "HUFF_COMPRESSION", trees, trees},
+              {{2, 0}, "HUFF_COMPRESSION", trees, trees},
+              {{3}, "AHUFF_COMPRESSION", trees, trees},
+              {{3, 0}, "AHUFF_COMPRESSION", trees, trees},
+              {{5, 1}, "GZIP_COMPRESSION", "double 1x1: 1", "double 1x1: 1"},
+              {{5, 9}, "GZIP_COMPRESSION", "double 1x1: 9", "double 1x1: 9"}};
+  std::vector<std::int32_t> values(4800);
+  for (std::size_t i = 0; i < values.size(); i += 7) values[i] = static_cast<std::int32_t>(i);
+  const List extents = {40, 30, 4};
+  for (const bool ofFile : {true, false}) {
+    for (const auto& row : rows) {
+      SCOPED_TRACE(row.name);
+      List inputs = row.inputs;
+      if (!ofFile) inputs.insert(inputs.begin(), 0);
+      File file = create("a");
+      if (!ofFile) createVar(file, "v", 4, 1, extents);
+      EXPECT_TRUE(
+          callWith(ofFile ? "setCompression" : "setVarCompression", fileAnd(file, inputs)).empty());
+      if (ofFile) createVar(file, "v", 4, 1, extents);
+      call("putVarRecordData", file, 0.0, 0.0, ::row(values));
+      close(file);
 
-TEST_F(SettingsTest, ReservePercentIsOfCompressedVariables) {
-  const File file = createFile({1, 1});
-  EXPECT_EQ(raised("setVarReservePercent", file, 0.0, 30.0),
-            failureOf("setVarReservePercent", NA_FOR_VARIABLE));
-  EXPECT_EQ(raised("getVarReservePercent", file, 0.0),
-            failureOf("getVarReservePercent", NA_FOR_VARIABLE));
-  call("setVarCompression", file, 0.0, 1.0);
-  call("setVarReservePercent", file, 0.0, 30.0);
-  EXPECT_EQ(got("getVarReservePercent", fileAnd(file, {0})), "30");
-  close(file);
+      file = open("a");
+      const auto outputs =
+          ofFile ? call("getCompression", file) : call("getVarCompression", file, 0.0);
+      ASSERT_EQ(outputs.size(), 3U);
+      EXPECT_EQ(textOf(outputs[0]), row.name);
+      EXPECT_EQ(shown(outputs[1]), ofFile ? row.ofFile : row.ofVariable);
+      const double percentage = numberOf(outputs[2]);
+      EXPECT_TRUE(row.inputs[0] == 0 ? percentage == 100 : percentage > 0 && percentage < 90);
+      EXPECT_EQ(valuesOf<std::int32_t>(call("getVarRecordData", file, 0.0, 0.0).at(0)), values);
+      call("delete", file);
+    }
+  }
 }
 
 TEST_F(SettingsTest, DeletedRecordsCloseUp) {
-  for (const Layout& layout : {layouts[0], layouts[1]}) {
-    const File file = createFile(layout);
-    for (const int record : {0, 1, 2, 3, 4}) writeRecord(file, record, 10 + record);
-    call("deleteVarRecords", file, 0.0, 1.0, 2.0);
-    EXPECT_EQ(got("getVarNumRecsWritten", fileAnd(file, {0})), "3");
-    EXPECT_EQ(got("getVarMaxWrittenRecNum", fileAnd(file, {0})), "2");
-    EXPECT_EQ(readValue(file, 0), 10);
-    EXPECT_EQ(readValue(file, 1), 13);
-    EXPECT_EQ(raised("deleteVarRecords", file, 0.0, 2.0, 1.0),
-              failureOf("deleteVarRecords", BAD_REC_NUM));
-    close(file);
-  }
+  const File file = createFile(1, 1);
+  for (const int record : {0, 1, 2, 3, 4}) writeRecord(file, record, 10 + record);
+  call("deleteVarRecords", file, 0.0, 1.0, 2.0);
+  EXPECT_EQ(got("getVarNumRecsWritten", file, {0}), "3");
+  EXPECT_EQ(got("getVarMaxWrittenRecNum", file, {0}), "2");
+  EXPECT_EQ(readValue(file, 0), 10);
+  EXPECT_EQ(readValue(file, 1), 13);
+  close(file);
 }
 
 // Of a variable with sparse records only those written count; the others are made up in reading.
@@ -144,86 +152,115 @@ TEST_F(SettingsTest, SparseRecordsAreMadeUp) {
     const char* written;
   } rows[] = {{0, -5, "4"}, {1, -5, "2"}, {2, 10, "2"}};
   for (const auto& row : rows) {
-    File file = createFile({1, 2});
+    const File file = createFile(1, 2);
     call("setVarPadValue", file, 0.0, ::row<std::int32_t>({-5}));
     call("setVarSparseRecords", file, 0.0, row.code);
     writeRecord(file, 0, 10);
     writeRecord(file, 3, 13);
-    close(file);
-    file = open(nameOf({1, 2}));
     EXPECT_EQ(readValue(file, 1), row.unwritten) << row.code;
     EXPECT_EQ(readValue(file, 3), 13);
-    EXPECT_EQ(got("getVarNumRecsWritten", fileAnd(file, {0})), row.written);
+    EXPECT_EQ(got("getVarNumRecsWritten", file, {0}), row.written);
     call("delete", file);
   }
 }
 
-TEST_F(SettingsTest, CacheSizesThatTheGatewayRefuses) {
-  const Raised setting{
-      "VORLAN:tarvik:setVarCacheSizeNotAppropriateForSingleFileFormat",
-      "Setting the variable cache size is not an appropriate operation in single-file CDFs."};
-  const Raised getting{
-      "VORLAN:tarvik:getVarCacheSizeNotAppropriateForSingleFileFormat",
-      "Retrieving the variable cache size is not an appropriate operation in single-file CDFs."};
-  const File file = createFile({1, 1});
-  // Before the variable is looked for, and after all inputs were converted.
-  for (const double number : {0.0, 99.0}) {
-    EXPECT_EQ(raised("setVarCacheSize", file, number, 4.0), setting);
-    EXPECT_EQ(raised("getVarCacheSize", file, number), getting);
-  }
-  EXPECT_EQ(raised("setVarCacheSize", file, 0.0, "4").identifier,
-            "VORLAN:tarvik:unpackLongScalar:argumentNotDoubleScalar");
-  EXPECT_TRUE(call("setVarsCacheSize", file, 4.0).empty());
-  for (const char* operation : {"setCacheSize", "setStageCacheSize"}) {
-    EXPECT_EQ(raised(operation, file, 0.0),
-              (Raised{std::string("VORLAN:tarvik:") + operation + ":zeroCacheSize",
-                      "Cache size cannot be zero."}));
-    EXPECT_EQ(raised(operation, file, 0.9).message, "Cache size cannot be zero.");
-  }
-  EXPECT_TRUE(call("setCompressionCacheSize", file, 0.0).empty());
-  close(file);
-}
+struct BadSetting {
+  const char* operation;
+  List inputs;  ///< Behind the file.
+  Where where;
+  Raised raised;
+  BadSetting(const char* name, List given, Where place, long status)
+      : BadSetting(name, std::move(given), place, failureOf(name, status)) {}
+  BadSetting(const char* name, List given, Where place, Raised error)
+      : operation(name), inputs(std::move(given)), where(place), raised(std::move(error)) {}
+};
 
-TEST_F(SettingsTest, TheLibraryJudgesTheRest) {
-  const struct {
-    const char* operation;
-    List inputs;
-    long status;
-    Where where;
-  } rows[] = {
-      {"setFormat", {3}, BAD_FORMAT, everywhere},
-      {"setMajority", {3}, BAD_MAJORITY, everywhere},
-      {"setReadOnlyMode", {5}, BAD_READONLY_MODE, everywhere},
-      {"setChecksum", {3}, BAD_CHECKSUM, singleFile},
-      {"setChecksum", {1}, CANNOT_CHANGE, multiFile},
-      {"setCacheSize", {-1}, BAD_CACHE_SIZE, everywhere},
-      {"setStageCacheSize", {-1}, BAD_CACHE_SIZE, everywhere},
-      {"setCompressionCacheSize", {-1}, BAD_CACHE_SIZE, everywhere},
-      {"setVarsCacheSize", {-1}, BAD_CACHE_SIZE, multiFile},
-      {"setVarCacheSize", {0, -1}, BAD_CACHE_SIZE, multiFile},
-      {"setVarCacheSize", {9, 1}, NO_SUCH_VAR, multiFile},
-      {"getVarCacheSize", {9}, NO_SUCH_VAR, multiFile},
-      {"setVarSparseRecords", {0, 3}, UNKNOWN_SPARSENESS, singleFile},
-      {"setVarSparseRecords", {0, 1}, CANNOT_SPARSERECORDS, multiFile},
-      {"setVarBlockingFactor", {0, -1}, BAD_BLOCKING_FACTOR, everywhere},
-      {"setVarInitialRecs", {0, -1}, BAD_INITIAL_RECS, everywhere},
-      {"setVarAllocBlockRecords", {0, 5, 2}, BAD_ALLOCATE_RECS, singleFile},
-      {"setVarAllocBlockRecords", {0, 0, 2147483647}, BAD_ALLOCATE_RECS, everywhere},
+TEST_F(SettingsTest, Refusals) {
+  const auto noCache = [](const std::string& tag, const std::string& doing) {
+    return vorlan(tag + "NotAppropriateForSingleFileFormat",
+                  doing +
+                      " the variable cache size is not an appropriate operation in "
+                      "single-file CDFs.");
   };
-  for (const Layout& layout : layouts) {
-    const File file = createFile(layout);
-    const Where here = layout.format == 1 ? singleFile : multiFile;
-    for (const auto& row : rows) {
-      if (row.where != everywhere && row.where != here) continue;
-      EXPECT_EQ(raisedWith(row.operation, fileAnd(file, row.inputs)),
-                failureOf(row.operation, row.status));
+  const auto noLevel =
+      vorlan("unspecifiedGzipCompressionLevel",
+             "When specifying GZIP_COMPRESSION, a compression level must also be supplied.");
+  const auto badType = [](const std::string& type) {
+    return vorlan("setCompression:unrecognizedCompressionType",
+                  "Unrecognized compression type \"" + type + "\".");
+  };
+  const auto badLevel = [](const std::string& level) {
+    return vorlan("setCompression:badGzipLevel", "The gzip compression level was specified as " +
+                                                     level + ", but it must be between 1 and 9.");
+  };
+  const std::string zero = "Cache size cannot be zero.";
+  const BadSetting rows[] = {
+      // Before the variable is looked for.
+      {"setVarCacheSize", {99, 4}, singleFile, noCache("setVarCacheSize", "Setting")},
+      {"getVarCacheSize", {99}, singleFile, noCache("getVarCacheSize", "Retrieving")},
+      {"setCacheSize", {0}, everywhere, vorlan("setCacheSize:zeroCacheSize", zero)},
+      {"setStageCacheSize", {0.9}, everywhere, vorlan("setStageCacheSize:zeroCacheSize", zero)},
+      {"setFormat", {3}, everywhere, BAD_FORMAT},
+      {"setMajority", {3}, everywhere, BAD_MAJORITY},
+      {"setReadOnlyMode", {5}, everywhere, BAD_READONLY_MODE},
+      {"setChecksum", {3}, singleFile, BAD_CHECKSUM},
+      {"setChecksum", {1}, multiFile, CANNOT_CHANGE},
+      {"setCacheSize", {-1}, everywhere, BAD_CACHE_SIZE},
+      {"setStageCacheSize", {-1}, everywhere, BAD_CACHE_SIZE},
+      {"setCompressionCacheSize", {-1}, everywhere, BAD_CACHE_SIZE},
+      {"setVarsCacheSize", {-1}, multiFile, BAD_CACHE_SIZE},
+      {"setVarCacheSize", {0, -1}, multiFile, BAD_CACHE_SIZE},
+      {"getVarCacheSize", {9}, multiFile, NO_SUCH_VAR},
+      {"setVarSparseRecords", {0, 3}, singleFile, UNKNOWN_SPARSENESS},
+      {"setVarSparseRecords", {0, 1}, multiFile, CANNOT_SPARSERECORDS},
+      {"setVarBlockingFactor", {0, -1}, everywhere, BAD_BLOCKING_FACTOR},
+      {"setVarInitialRecs", {0, -1}, everywhere, BAD_INITIAL_RECS},
+      {"setVarAllocBlockRecords", {0, 5, 2}, singleFile, BAD_ALLOCATE_RECS},
+      {"setVarAllocBlockRecords", {0, 0, 2147483647}, everywhere, BAD_ALLOCATE_RECS},
+      {"setVarReservePercent", {0, 30}, singleFile, NA_FOR_VARIABLE},
+      {"getVarReservePercent", {0}, singleFile, NA_FOR_VARIABLE},
+      {"deleteVarRecords", {0, 2, 1}, singleFile, BAD_REC_NUM},
+      {"getVarNumRecsWritten", {9}, everywhere, NO_SUCH_VAR},
+      {"getVarBlockingFactor", {9}, everywhere, NO_SUCH_VAR},
+
+      {"setCompression", {5}, singleFile, noLevel},
+      {"setCompression", {4}, singleFile, badType("4")},
+      {"setCompression", {6}, singleFile, badType("6")},
+      {"setCompression", {5, 0}, singleFile, badLevel("0")},
+      {"setCompression", {5, 10}, singleFile, badLevel("10")},
+      {"setCompression", {5, -6}, singleFile, badLevel("-6")},
+      {"setCompression", {4, 0}, singleFile, UNKNOWN_COMPRESSION},
+      {"setCompression", {1, 7}, singleFile, BAD_COMPRESSION_PARM},
+      {"setCompression", {1}, multiFile, CANNOT_COMPRESS},
+      {"setVarCompression", {0, 5}, singleFile, noLevel},
+      {"setVarCompression", {0, -1}, singleFile, badType("-1")},
+      {"setVarCompression", {0, 7, 0}, singleFile, UNKNOWN_COMPRESSION},
+      {"setVarCompression", {0, 5, 12}, singleFile, BAD_COMPRESSION_PARM},
+      {"setVarCompression", {9, 5, 6}, singleFile, NO_SUCH_VAR},
+      {"setVarCompression", {0, 1}, multiFile, CANNOT_COMPRESS},
+      {"getVarCompression", {9}, singleFile, NO_SUCH_VAR},
+  };
+  for (const double format : {1.0, 2.0}) {
+    File file = createFile(format, 1);
+    for (const BadSetting& row : rows) {
+      if (row.where == (format == 1 ? multiFile : singleFile)) continue;
+      EXPECT_EQ(raisedWith(row.operation, fileAnd(file, row.inputs)), row.raised) << row.operation;
     }
-    for (const char* getter : {"getVarNumRecsWritten", "getVarMaxWrittenRecNum",
-                               "getVarMaxAllocRecNum", "getVarBlockingFactor", "getVarAllocRecords",
-                               "getVarReservePercent", "getVarSparseRecords"}) {
-      EXPECT_EQ(raised(getter, file, 9.0), failureOf(getter, NO_SUCH_VAR));
+    EXPECT_EQ(got("getCompression", file), "NO_COMPRESSION");
+    EXPECT_TRUE(call("setVarsCacheSize", file, 4.0).empty());
+    EXPECT_TRUE(call("setCompressionCacheSize", file, 0.0).empty());
+    if (format == 1) {
+      call("setVarCompression", file, 0.0, 1.0);
+      call("setVarReservePercent", file, 0.0, 30.0);
+      EXPECT_EQ(got("getVarReservePercent", file, {0}), "30");
     }
     close(file);
+    file = open("f");
+    call("setReadOnlyMode", file, -1.0);
+    EXPECT_EQ(got("getReadOnlyMode", file), "READONLYon");
+    EXPECT_EQ(raised("createAttr", file, "a", 1.0), failureOf("createAttr", READ_ONLY_MODE));
+    close(file);
+    call("delete", open("f"));
   }
 }
 

@@ -50,7 +50,7 @@ struct Slab {
   std::size_t size() const { return recordCount * productOf(counts); }
 };
 
-/// A variable and what its values are: records of bytes, the user's first dimension fastest.
+/// A variable and its values: records of bytes, the user's first dimension fastest.
 struct Model {
   const DatatypeRow& type;
   std::size_t numElements;
@@ -105,47 +105,48 @@ Bytes newBytes(std::size_t count) {
 
 /// The high byte of a character is one that must be dropped.
 Array hostArray(const Model& model, const Bytes& bytes) {
-  const std::size_t dims[] = {bytes.size() / model.type.bytes * model.type.hostCount, 1};
-  if (!model.isText()) {
-    Array array(vlCreateNumericArray(2, dims, model.type.classId, vlREAL));
-    std::memcpy(vlGetData(array.get()), bytes.data(), bytes.size());
-    return array;
+  const std::size_t count = bytes.size() / model.type.bytes * model.type.hostCount;
+  if (model.isText()) {
+    std::u16string text(bytes.begin(), bytes.end());
+    std::for_each(text.begin(), text.end(), [](char16_t& unit) { unit |= u'\x4100'; });
+    return chars({count, 1}, text);
   }
-  std::u16string text(bytes.begin(), bytes.end());
-  std::for_each(text.begin(), text.end(), [](char16_t& unit) { unit |= u'\x4100'; });
-  return chars({dims[0], dims[1]}, text);
+  Array array = newArray(model.type.classId, {count, 1});
+  std::memcpy(vlGetData(array.get()), bytes.data(), bytes.size());
+  return array;
 }
 
 /// Characters have been widened as signed bytes.
-Bytes bytesOf(const Model& model, const Array& array) {
+Bytes bytesIn(const Model& model, const Array& array) {
   const std::size_t count = vlGetNumberOfElements(array.get());
   EXPECT_EQ(vlGetClassID(array.get()), model.type.classId);
-  if (!model.isText()) {
-    const auto* first = static_cast<const std::uint8_t*>(vlGetData(array.get()));
-    return {first, first + count * model.type.bytes / model.type.hostCount};
+  if (model.isText()) {
+    const auto* units = static_cast<const vlChar*>(vlGetData(array.get()));
+    EXPECT_TRUE(std::all_of(units, units + count, [](vlChar unit) {
+      return unit == static_cast<vlChar>(static_cast<std::int8_t>(unit));
+    }));
   }
-  const auto* units = static_cast<const vlChar*>(vlGetData(array.get()));
-  Bytes bytes(count);
-  for (std::size_t i = 0; i < count; ++i) {
-    bytes[i] = static_cast<std::uint8_t>(units[i]);
-    EXPECT_EQ(units[i], static_cast<vlChar>(static_cast<std::int8_t>(bytes[i])));
-  }
-  return bytes;
+  const std::string bytes = bytesOf(array, count * model.type.bytes / model.type.hostCount);
+  return {bytes.begin(), bytes.end()};
 }
 
 class LayoutTest : public GatewayTest {
  protected:
-  /// The inputs of an operation on a slab: its record, what else says where, and a value.
-  static Inputs inputsOf(const Model& model, const Slab& slab, std::initializer_list<Input> more) {
-    Inputs inputs = {model.file, model.number, static_cast<double>(slab.recordStart)};
-    inputs.insert(inputs.end(), more);
-    return inputs;
-  }
   static Inputs slabInputs(const Model& model, const Slab& slab) {
-    return inputsOf(
-        model, slab,
-        {static_cast<double>(slab.recordCount), static_cast<double>(slab.recordInterval),
-         doubles(slab.starts), doubles(slab.counts), doubles(slab.intervals)});
+    return {model.file,
+            model.number,
+            static_cast<double>(slab.recordStart),
+            static_cast<double>(slab.recordCount),
+            static_cast<double>(slab.recordInterval),
+            doubles(slab.starts),
+            doubles(slab.counts),
+            doubles(slab.intervals)};
+  }
+  /// Without an index for a whole record.
+  static Inputs inputsAt(const Model& model, const Slab& slab, bool index) {
+    Inputs inputs = {model.file, model.number, static_cast<double>(slab.recordStart)};
+    if (index) inputs.emplace_back(doubles(slab.starts));
+    return inputs;
   }
 
   void write(Model& model, const Slab& slab, const std::string& operation, Inputs inputs) {
@@ -162,7 +163,7 @@ class LayoutTest : public GatewayTest {
                   const Inputs& inputs, const Dims& shape) {
     const std::vector<Array> outputs = callWith(operation, inputs);
     EXPECT_EQ(dimsOf(outputs.at(0)), shape) << operation;
-    const Bytes bytes = bytesOf(model, outputs[0]);
+    const Bytes bytes = bytesIn(model, outputs[0]);
     const std::size_t size = model.bytesPerValue();
     ASSERT_EQ(bytes.size(), slab.size() * size) << operation;
     for (std::size_t i = 0; i < slab.size(); ++i) {
@@ -174,9 +175,7 @@ class LayoutTest : public GatewayTest {
   /// Past the gateway, in the library's own order of dimensions.
   static void expectInLibrary(Model& model, const Slab& value, bool rowMajor) {
     std::vector<long> index(value.starts.begin(), value.starts.end());
-    if (rowMajor) {
-      std::reverse(index.begin(), index.end());
-    }
+    if (rowMajor) std::reverse(index.begin(), index.end());
     Bytes seen(model.bytesPerValue());
     ASSERT_EQ(tarvik::cdf::onVariable(handleOf(model.file), static_cast<long>(model.number),
                                       tarvik::zVAR_RECNUMBER_, static_cast<long>(value.recordStart),
@@ -191,10 +190,10 @@ class LayoutTest : public GatewayTest {
     Slab whole = model.wholeRecord(2);
     whole.recordCount = 3;
     write(model, model.wholeRecord(0), "putVarRecordData",
-          inputsOf(model, model.wholeRecord(0), {}));
+          inputsAt(model, model.wholeRecord(0), false));
     for (std::size_t i = 0; i < perRecord; ++i) {
       const Slab value = model.value(1, indexAt(i, model.extents));
-      write(model, value, "putVarData", inputsOf(model, value, {doubles(value.starts)}));
+      write(model, value, "putVarData", inputsAt(model, value, true));
     }
     write(model, whole, "hyperPutVarData", slabInputs(model, whole));
     write(model, part, "hyperPutVarData", slabInputs(model, part));
@@ -203,11 +202,11 @@ class LayoutTest : public GatewayTest {
       for (std::size_t i = 0; i < perRecord; ++i) {
         const Slab value = model.value(record, indexAt(i, model.extents));
         expectInLibrary(model, value, rowMajor);
-        expectRead(model, value, "getVarData", inputsOf(model, value, {doubles(value.starts)}),
+        expectRead(model, value, "getVarData", inputsAt(model, value, true),
                    {model.hostPerValue(), 1});
       }
       const Slab all = model.wholeRecord(record);
-      expectRead(model, all, "getVarRecordData", inputsOf(model, all, {}),
+      expectRead(model, all, "getVarRecordData", inputsAt(model, all, false),
                  model.shape(model.extents, false));
     }
     for (const Slab& slab : {whole, part}) {
@@ -235,9 +234,7 @@ TEST_F(LayoutTest, EveryDatatypeMajorityAndNumberOfDimensions) {
         model.number = createVar(file, name, type.code, static_cast<double>(model.numElements),
                                  doubles(model.extents));
         Slab part = stride;
-        for (Index* list : {&part.starts, &part.counts, &part.intervals}) {
-          list->resize(dims);
-        }
+        for (Index* list : {&part.starts, &part.counts, &part.intervals}) list->resize(dims);
         tryAll(model, part, rowMajor);
       }
     }

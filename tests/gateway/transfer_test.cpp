@@ -1,5 +1,4 @@
 // Reading and writing values: the shapes that come back, and what is refused in which order.
-#include "tests/gateway/datatypes.h"
 #include "tests/gateway/gateway_test.h"
 #include "tests/gateway/statuses.h"
 
@@ -7,6 +6,23 @@ namespace {
 
 Raised noVariable(const char* operation) {
   return failureOf(operation, NO_SUCH_VAR, "variableInquiryFailure");
+}
+
+Raised invalidCount(const std::string& operation) {
+  return vorlan(operation + ":badCount",
+                "The requested counts do not describe a valid number of elements.");
+}
+
+Raised badLength(const std::string& count, const std::string& name) {
+  return vorlan("hyperGetVarRecordData:badLength",
+                "The length of the dimension start, count, and stride arguments should be " +
+                    count + " for the CDF variable \"" + name + "\".");
+}
+
+Raised mismatch(const std::string& operation, const std::string& given, const std::string& type) {
+  return vorlan(operation + ":datatypeMismatch",
+                "The input datatype is " + given +
+                    ", which is not compatible with the CDF variable datatype " + type + ".");
 }
 
 class TransferTest : public GatewayTest {
@@ -67,82 +83,76 @@ TEST_F(TransferTest, ValuesHaveTheShapesOfTheirTypes) {
 
 TEST_F(TransferTest, ShapesOfValuesThatAreWrittenDoNotMatter) {
   const double number = createVar(rows_, "x", 4, 1, {2, 3});
-  double record = 0;
-  for (const Dims& shape : {Dims{1, 6}, Dims{6, 1}, Dims{3, 2}, Dims{1, 2, 3}}) {
-    call("putVarRecordData", rows_, number, record,
-         numbers<std::int32_t>(shape, {1, 2, 3, 4, 5, 6}));
-    EXPECT_EQ(shown(call("getVarRecordData", rows_, number, record++).at(0)),
-              "int32 2x3: 1 2 3 4 5 6");
+  for (const Dims& shape : {Dims{1, 6}, Dims{3, 2}, Dims{1, 2, 3}}) {
+    call("putVarRecordData", rows_, number, 0.0, numbers<std::int32_t>(shape, {1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ(shown(call("getVarRecordData", rows_, number, 0.0).at(0)), "int32 2x3: 1 2 3 4 5 6");
+    call("putVarRecordData", rows_, number, 0.0, numbers<std::int32_t>({6, 1}, {0, 0, 0, 0, 0, 0}));
   }
 }
 
 TEST_F(TransferTest, ReadsAreCheckedInOrder) {
   const double none = createVar(rows_, "none", 4);
   const double two = createVar(rows_, "two", 4, 1, {5, 4});
-  const Raised cannotOmit = {"VORLAN:tarvik:getVarData:cannotOmitDimSpec",
-                             "The dimension indices argument cannot be omitted when the number of "
-                             "dimensions is not zero."};
-  const auto badDimSpec = [](const char* count) -> Raised {
-    return {"VORLAN:tarvik:getVarData:badDimSpec",
-            std::string("The length of the dimension indices argument must equal the number of "
-                        "dimensions (") +
-                count + ")."};
+  const auto value = [&](double number, const Input& indices, const Raised& raised) -> Refusal {
+    return {"getVarData", {rows_, number, 0.0, indices}, raised};
   };
-  const auto badLength = [](const char* count, const char* name) -> Raised {
-    return {"VORLAN:tarvik:hyperGetVarRecordData:badLength",
-            std::string("The length of the dimension start, count, and stride arguments should "
-                        "be ") +
-                count + " for the CDF variable \"" + name + "\"."};
+  const auto badDimSpec = [](const std::string& count) {
+    return vorlan("getVarData:badDimSpec",
+                  "The length of the dimension indices argument must equal the number of "
+                  "dimensions (" +
+                      count + ").");
   };
-  const Raised tooLarge = {"VORLAN:tarvik:hyperGetVarRecordData:dimSizeTooLarge",
-                           "The specified dimension size exceeds that of the variable."};
-  const Raised badCount = {"VORLAN:tarvik:hyperGetVarData:badCount",
-                           "The requested counts do not describe a valid number of elements."};
-  const Raised notANumber = {"VORLAN:tarvik:unpackLongScalar:argumentNotDoubleScalar",
-                             "Scalar argument must be double precision instead of char."};
-  const Raised notAList = {"VORLAN:tarvik:unpackVector:argumentNotDouble",
-                           "Vector argument must be double precision instead of char."};
-  const auto slab = [&](double number, double start, double count, double interval, Input starts,
-                        Input counts, Input intervals, const Raised& raised) -> Refusal {
+  const Raised tooLarge = vorlan("hyperGetVarRecordData:dimSizeTooLarge",
+                                 "The specified dimension size exceeds that of the variable.");
+  const Raised badCount = invalidCount("hyperGetVarData");
+  const Raised notANumber = vorlan("unpackLongScalar:argumentNotDoubleScalar",
+                                   "Scalar argument must be double precision instead of char.");
+  const Raised notAList = vorlan("unpackVector:argumentNotDouble",
+                                 "Vector argument must be double precision instead of char.");
+  const auto slab = [&](double number, List records, Input starts, Input counts, Input intervals,
+                        const Raised& raised) -> Refusal {
     return {"hyperGetVarData",
-            {rows_, number, start, count, interval, starts, counts, intervals},
+            {rows_, number, records[0], records[1], records[2], starts, counts, intervals},
             raised};
   };
   const auto failure = [](long status) { return failureOf("hyperGetVarData", status); };
-  const List zeros = {0, 0};
-  const List ones = {1, 1};
+  const Raised outside = failureOf("getVarData", BAD_DIM_INDEX);
+  const List zeros = {0, 0}, ones = {1, 1}, one = {0, 1, 1}, negative = {0, -1, 1};
   expectRefused({
       {"getVarData", {rows_, two, "0"}, notANumber},
       // The indices are read only after the variable was found.
-      {"getVarData", {rows_, 9.0, 0.0, "0"}, noVariable("getVarData")},
-      {"getVarData", {rows_, two, 0.0, "0"}, notAList},
-      {"getVarData", {rows_, two, 0.0}, cannotOmit},
-      {"getVarData", {rows_, two, 0.0, List{0}}, badDimSpec("2")},
-      {"getVarData", {rows_, none, 0.0, List{0}}, badDimSpec("0")},
-      {"getVarData", {rows_, two, 0.0, List{5, 0}}, failureOf("getVarData", BAD_DIM_INDEX)},
-      {"getVarData", {rows_, two, 0.0, List{0, -1}}, failureOf("getVarData", BAD_DIM_INDEX)},
+      value(9, "0", noVariable("getVarData")),
+      value(two, "0", notAList),
+      {"getVarData",
+       {rows_, two, 0.0},
+       vorlan("getVarData:cannotOmitDimSpec",
+              "The dimension indices argument cannot be omitted when the number of dimensions is "
+              "not zero.")},
+      value(two, List{0}, badDimSpec("2")),
+      value(none, List{0}, badDimSpec("0")),
+      value(two, List{5, 0}, outside),
+      value(two, List{0, -1}, outside),
       {"getVarRecordData", {rows_, 9.0, "0"}, notANumber},
       {"getVarRecordData", {rows_, 9.0, 0.0}, noVariable("getVarRecordData")},
 
-      slab(9, 0, 1, 1, zeros, ones, "1", notAList),
-      slab(9, 0, 1, 1, zeros, ones, ones, noVariable("hyperGetVarData")),
-      slab(two, 0, -1, 1, List{0}, List{6, 4}, ones, badLength("2", "two")),
-      slab(two, 0, 1, 1, zeros, List{}, ones, badLength("2", "two")),
-      slab(two, 0, 1, 1, zeros, ones, List{1, 1, 1}, badLength("2", "two")),
-      slab(none, 0, 1, 1, List{0}, List{}, List{}, badLength("0", "none")),
-      slab(two, 0, -1, 1, zeros, List{6, 4}, ones, tooLarge),
-      slab(two, 0, 1, 1, zeros, List{4, 5}, ones, tooLarge),
-      slab(two, 0, 1, 1, zeros, List{-1, 5}, ones, tooLarge),
-      slab(two, 0, -1, 1, zeros, ones, ones, badCount),
-      slab(two, -1, 1, 1, zeros, List{5, -4}, ones, badCount),
-      slab(two, 0, -1, 1, zeros, List{-5, 4}, ones, badCount),
+      slab(9, one, zeros, ones, "1", notAList),
+      slab(9, one, zeros, ones, ones, noVariable("hyperGetVarData")),
+      slab(two, negative, List{0}, List{6, 4}, ones, badLength("2", "two")),
+      slab(two, one, zeros, List{}, ones, badLength("2", "two")),
+      slab(two, one, zeros, ones, List{1, 1, 1}, badLength("2", "two")),
+      slab(none, one, List{0}, List{}, List{}, badLength("0", "none")),
+      slab(two, negative, zeros, List{6, 4}, ones, tooLarge),
+      slab(two, one, zeros, List{-1, 5}, ones, tooLarge),
+      slab(two, negative, zeros, ones, ones, badCount),
+      slab(two, {-1, 1, 1}, zeros, List{5, -4}, ones, badCount),
+      slab(two, negative, zeros, List{-5, 4}, ones, badCount),
       // Zero counts, intervals and starts beyond the end are for the library.
-      slab(two, 0, 0, 1, zeros, ones, ones, failure(BAD_REC_COUNT)),
-      slab(two, 0, 1, 0, zeros, ones, ones, failure(BAD_REC_INTERVAL)),
-      slab(two, 0, 1, 1, zeros, List{1, 0}, ones, failure(BAD_DIM_COUNT)),
-      slab(two, 0, 1, 1, zeros, ones, List{0, 1}, failure(BAD_DIM_INTERVAL)),
-      slab(two, 0, 1, 1, List{5, 0}, ones, ones, failure(BAD_DIM_INDEX)),
-      slab(two, 0, 1, 1, List{1, 0}, List{3, 4}, List{2, 1}, failure(BAD_DIM_INDEX)),
+      slab(two, {0, 0, 1}, zeros, ones, ones, failure(BAD_REC_COUNT)),
+      slab(two, {0, 1, 0}, zeros, ones, ones, failure(BAD_REC_INTERVAL)),
+      slab(two, one, zeros, List{1, 0}, ones, failure(BAD_DIM_COUNT)),
+      slab(two, one, zeros, ones, List{0, 1}, failure(BAD_DIM_INTERVAL)),
+      slab(two, one, List{5, 0}, ones, ones, failure(BAD_DIM_INDEX)),
+      slab(two, one, List{1, 0}, List{3, 4}, List{2, 1}, failure(BAD_DIM_INDEX)),
   });
 }
 
@@ -151,37 +161,28 @@ TEST_F(TransferTest, WritesAreCheckedInOrder) {
   const double grid = createVar(rows_, "grid", 31, 1, {3, 4});
   const double pairs = createVar(rows_, "pairs", 32, 1, {3});
   const double texts = createVar(rows_, "texts", 51, 5, {2});
-  const double bytes = createVar(rows_, "bytes", 41);
-
   const auto value = [&](double number, const Input& indices, const Input& given,
                          const Raised& raised) -> Refusal {
     return {"putVarData", {rows_, number, 0.0, indices, given}, raised};
   };
-  const auto badExtent = [](const std::string& name, const std::string& length) -> Raised {
-    return {
-        "VORLAN:tarvik:putVarData:badDimensionExtent",
-        "CDF variable \"" + name + "\" requires a dimension argument of length " + length + "."};
+  const auto badExtent = [](const std::string& name, const std::string& length) {
+    return vorlan(
+        "putVarData:badDimensionExtent",
+        "CDF variable \"" + name + "\" requires a dimension argument of length " + length + ".");
   };
-  const auto needsOne = [](const std::string& name, const std::string& needed) -> Raised {
-    return {"VORLAN:tarvik:putVarData:wrongNumberOfElements",
-            "When using putVarData with variable \"" + name + "\", exactly " + needed +
-                " must be provided."};
+  const auto needsOne = [](const std::string& name, const std::string& needed) {
+    return vorlan("putVarData:wrongNumberOfElements", "When using putVarData with variable \"" +
+                                                          name + "\", exactly " + needed +
+                                                          " must be provided.");
   };
   const auto record = [&](double number, const Input& given, const Raised& raised) -> Refusal {
     return {"putVarRecordData", {rows_, number, 0.0, given}, raised};
   };
-  const auto needs = [](const std::string& name, const std::string& needed) -> Raised {
-    return {"VORLAN:tarvik:putVarRecordData:wrongNumberOfElements",
-            "When writing a record to variable \"" + name + "\", exactly " + needed +
-                " elements must be provided."};
+  const auto needs = [](const std::string& name, const std::string& needed) {
+    return vorlan("putVarRecordData:wrongNumberOfElements", "When writing a record to variable \"" +
+                                                                name + "\", exactly " + needed +
+                                                                " elements must be provided.");
   };
-  const auto mismatch = [](const std::string& operation, const std::string& given,
-                           const std::string& type) -> Raised {
-    return {"VORLAN:tarvik:" + operation + ":datatypeMismatch",
-            "The input datatype is " + given +
-                ", which is not compatible with the CDF variable datatype " + type + "."};
-  };
-  const Raised outside = failureOf("putVarData", BAD_DIM_INDEX);
   const Input one = row<std::int32_t>({1});
   const Input twelve = row(std::vector<std::int32_t>(12, 1));
   const List none;
@@ -189,14 +190,13 @@ TEST_F(TransferTest, WritesAreCheckedInOrder) {
       value(9, none, one, noVariable("putVarData")),
       value(plain, List{0}, twelve, badExtent("plain", "0")),
       value(grid, List{0, 0, 0}, 1.0, badExtent("grid", "2")),
-      value(grid, List{3, 0}, 1.0, outside),
+      value(grid, List{3, 0}, 1.0, failureOf("putVarData", BAD_DIM_INDEX)),
       value(plain, none, List{1, 2}, needsOne("plain", "1 element")),
       value(pairs, List{0}, 1.0, needsOne("pairs", "2 double precision values")),
       value(texts, List{0}, "abc", needsOne("texts", "5 elements")),
       value(plain, none, row<std::int16_t>({1}), mismatch("putVarData", "int16", "CDF_INT4")),
       value(pairs, List{0}, "ab", mismatch("putVarData", "char", "CDF_EPOCH16")),
       value(texts, List{0}, List(5, 0), mismatch("putVarData", "double", "CDF_CHAR")),
-      value(bytes, none, row<std::uint8_t>({1}), mismatch("putVarData", "uint8", "CDF_BYTE")),
 
       record(9, one, noVariable("putVarRecordData")),
       record(plain, twelve, needs("plain", "1")),
@@ -213,64 +213,62 @@ TEST_F(TransferTest, WritesOfHyperslabsAreCheckedInOrder) {
   createVar(rows_, "x", 4, 1, {5, 4});
   createVar(columns_, "x", 4, 1, {5, 4});
   createVar(rows_, "none", 32);
-  const auto slab = [](File file, double number, double records, const Input& starts,
-                       const Input& counts, const Input& values, const Raised& raised) -> Refusal {
-    const List ones(vlGetNumberOfElements(starts.array), 1);
+  const auto slab = [](File file, double number, double records, const List& starts,
+                       const List& counts, const Input& values, const Raised& raised) -> Refusal {
+    const List ones(starts.size(), 1);
     return {
         "hyperPutVarData", {file, number, 0.0, records, 1.0, starts, counts, ones, values}, raised};
   };
-  const auto wrongCount = [](const std::string& counts, const std::string& records,
-                             const std::string& name, const std::string& needed) -> Raised {
-    return {"VORLAN:tarvik:hyperPutVarData:wrongNumberOfElements",
-            "When specifying a dimension count of " + counts + " and a record count of " + records +
-                " with variable \"" + name + "\", exactly " + needed +
-                " elements must be provided."};
+  const auto wrong = [](const std::string& counts, const std::string& records,
+                        const std::string& name, const std::string& needed) {
+    return vorlan("hyperPutVarData:wrongNumberOfElements",
+                  "When specifying a dimension count of " + counts + " and a record count of " +
+                      records + " with variable \"" + name + "\", exactly " + needed +
+                      " elements must be provided.");
   };
-  const Raised badLength = {"VORLAN:tarvik:hyperGetVarRecordData:badLength",
-                            "The length of the dimension start, count, and stride arguments "
-                            "should be 2 for the CDF variable \"x\"."};
-  const Raised badCount = {"VORLAN:tarvik:hyperPutVarData:badCount",
-                           "The requested counts do not describe a valid number of elements."};
-  const Raised mismatch = {"VORLAN:tarvik:hyperPutVarData:datatypeMismatch",
-                           "The input datatype is double, which is not compatible with the CDF "
-                           "variable datatype CDF_INT4."};
-  const Input values = row(std::vector<std::int32_t>(24, 1));
-  const Input empty = row<std::int32_t>({});
+  const auto failure = [](long status) { return failureOf("hyperPutVarData", status); };
+  const Input values = row(std::vector<std::int32_t>(24, 1)), empty = row<std::int32_t>({});
   const List zeros = {0, 0};
   const double most = 2147483647;
   expectRefused({
       slab(rows_, 9, 1, zeros, zeros, values, noVariable("hyperPutVarData")),
-      slab(rows_, 0, 1, List{0}, List{1, 1}, values, badLength),
-      slab(rows_, 0, 1, zeros, List{1, 1, 1}, values, badLength),
-      slab(rows_, 0, 4, zeros, List{2, 3}, 1.0, wrongCount("[ 3 2 ]", "4", "x", "24")),
-      slab(columns_, 0, 4, zeros, List{2, 3}, 1.0, wrongCount("[ 2 3 ]", "4", "x", "24")),
-      slab(rows_, 1, 3, List{}, List{}, 1.0, wrongCount("[ ]", "3", "none", "6")),
-      slab(rows_, 0, -4, zeros, List{-2, 3}, values, wrongCount("[ 3 -2 ]", "-4", "x", "24")),
-      slab(rows_, 0, -1, zeros, List{1, 1}, values, wrongCount("[ 1 1 ]", "-1", "x", "4294967295")),
-      slab(rows_, 0, most, zeros, List{most, most}, 1.0, badCount),
-      slab(rows_, 0, 4, zeros, List{2, 3}, List(24, 0), mismatch),
+      slab(rows_, 0, 1, {0}, {1, 1}, values, badLength("2", "x")),
+      slab(rows_, 0, 1, zeros, {1, 1, 1}, values, badLength("2", "x")),
+      slab(rows_, 0, 4, zeros, {2, 3}, 1.0, wrong("[ 3 2 ]", "4", "x", "24")),
+      slab(columns_, 0, 4, zeros, {2, 3}, 1.0, wrong("[ 2 3 ]", "4", "x", "24")),
+      slab(rows_, 1, 3, {}, {}, 1.0, wrong("[ ]", "3", "none", "6")),
+      slab(rows_, 0, -4, zeros, {-2, 3}, values, wrong("[ 3 -2 ]", "-4", "x", "24")),
+      slab(rows_, 0, -1, zeros, {1, 1}, values, wrong("[ 1 1 ]", "-1", "x", "4294967295")),
+      slab(rows_, 0, most, zeros, {most, most}, 1.0, invalidCount("hyperPutVarData")),
+      slab(rows_, 0, 4, zeros, {2, 3}, List(24, 0),
+           mismatch("hyperPutVarData", "double", "CDF_INT4")),
       // No elements fit a count of zero; then the library decides.
-      slab(rows_, 0, 0, zeros, List{2, 3}, empty, failureOf("hyperPutVarData", BAD_REC_COUNT)),
-      slab(rows_, 0, 1, zeros, List{0, 3}, empty, failureOf("hyperPutVarData", BAD_DIM_COUNT)),
-      slab(rows_, 0, 4, List{4, 0}, List{2, 3}, values,
-           failureOf("hyperPutVarData", BAD_DIM_INDEX)),
+      slab(rows_, 0, 0, zeros, {2, 3}, empty, failure(BAD_REC_COUNT)),
+      slab(rows_, 0, 1, zeros, {0, 3}, empty, failure(BAD_DIM_COUNT)),
+      slab(rows_, 0, 4, {4, 0}, {2, 3}, values, failure(BAD_DIM_INDEX)),
   });
   EXPECT_EQ(numberOf(call("inquire", rows_).at(2)), -1);
 }
 
 TEST_F(TransferTest, DatatypesThatAreNotServedAreRefused) {
   const double number = createVar(rows_, "x", 33);
-  const Raised unknown = {"VORLAN:tarvik:mapCdfDatatypeToVorlan:unknownDatatype",
-                          "33 is not a recognized enumerated CDF datatype value."};
+  const List none;
   const Input value = row<std::int64_t>({1});
-  expectRefused({
-      {"getVarData", {rows_, number, 0.0}, unknown},
-      {"getVarRecordData", {rows_, number, 0.0}, unknown},
-      {"hyperGetVarData", {rows_, number, 0.0, 1.0, 1.0, List{}, List{}, List{}}, unknown},
-      {"putVarData", {rows_, number, 0.0, List{}, value}, unknown},
-      {"putVarRecordData", {rows_, number, 0.0, value}, unknown},
-      {"hyperPutVarData", {rows_, number, 0.0, 1.0, 1.0, List{}, List{}, List{}, value}, unknown},
-  });
+  const std::pair<const char*, Inputs> rows[] = {
+      {"getVarData", {}},
+      {"getVarRecordData", {}},
+      {"hyperGetVarData", {1.0, 1.0, none, none, none}},
+      {"putVarData", {none, value}},
+      {"putVarRecordData", {value}},
+      {"hyperPutVarData", {1.0, 1.0, none, none, none, value}},
+  };
+  for (const auto& [operation, more] : rows) {
+    Inputs inputs = {rows_, number, 0.0};
+    inputs.insert(inputs.end(), more.begin(), more.end());
+    EXPECT_EQ(raisedWith(operation, inputs),
+              vorlan("mapCdfDatatypeToVorlan:unknownDatatype",
+                     "33 is not a recognized enumerated CDF datatype value."));
+  }
 }
 
 }  // namespace

@@ -17,7 +17,8 @@ using Inputs = const vlArray* const*;
 using Handler = void (*)(vlArray* outputs[], Inputs inputs, int numInputs);
 
 /// The one handle that there is, given out anew by every "open" as the CDF library may do.
-std::uint64_t nextHandle = 77;
+constexpr std::uint64_t kHandle = 77;
+int opened = 0;
 std::atomic<int> running{0};
 
 vlArray* copyOf(const vlArray* array) {
@@ -49,7 +50,9 @@ vlArray* handleArray(std::uint64_t value) {
   return array;
 }
 
-double scalar(const vlArray* array) { return *static_cast<const double*>(vlGetData(array)); }
+double scalar(const vlArray* array) {
+  return *static_cast<const double*>(vlGetData(array));
+}
 
 double handle(const vlArray* array) {
   return static_cast<double>(*static_cast<const std::uint64_t*>(vlGetData(array)));
@@ -88,7 +91,10 @@ void cell(vlArray* outputs[], Inputs inputs, int numInputs) {
   }
 }
 
-void open(vlArray* outputs[], Inputs, int) { outputs[0] = handleArray(nextHandle); }
+void open(vlArray* outputs[], Inputs, int) {
+  ++opened;
+  outputs[0] = handleArray(kHandle);
+}
 
 void close(vlArray*[], Inputs inputs, int numInputs) {
   if (handle(inputs[0]) == 0) vlErrMsgIdAndTxt("PROBE:closed", "closed");
@@ -97,6 +103,7 @@ void close(vlArray*[], Inputs inputs, int numInputs) {
 
 void use(vlArray* outputs[], Inputs inputs, int) {
   outputs[0] = vlCreateDoubleScalar(handle(inputs[0]));
+  outputs[1] = vlCreateDoubleScalar(opened);
 }
 
 /// Sleeps some seconds; gives how many calls were at work meanwhile.
@@ -120,9 +127,10 @@ constexpr struct {
   const char* name;
   Handler handler;
 } kOperations[] = {
-    {"describe", describe}, {"echo", echo},   {"characters", characters}, {"cell", cell},
-    {"open", open},         {"close", close}, {"use", use},               {"sleep", sleep},
-    {"warn", warn},         {"fail", fail},
+    {"describe", describe}, {"echo", echo},   {"characters", characters},
+    {"cell", cell},         {"open", open},   {"close", close},
+    {"use", use},           {"sleep", sleep}, {"warn", warn},
+    {"fail", fail},
 };
 
 }  // namespace

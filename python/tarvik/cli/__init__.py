@@ -2,6 +2,7 @@
 
 import os
 import sys
+from functools import partial
 
 import click
 
@@ -23,9 +24,11 @@ def main():
 
 def _run():
     try:
-        code = tarvik.main(standalone_mode=False) or 0
+        # The commands give what is to be done: click has ways of its own with what is raised below.
+        job = tarvik.main(standalone_mode=False)
+        code = job() if callable(job) else job
         sys.stdout.flush()
-        return code
+        return code or 0
     except click.ClickException as error:
         error.show()
         return error.exit_code
@@ -93,7 +96,7 @@ def show(files, names, as_json):
     """
     from tarvik.cli.show import show_files
 
-    return show_files(files, names, as_json, _complain)
+    return partial(show_files, files, names, as_json, _complain)
 
 
 @tarvik.command()
@@ -105,12 +108,13 @@ def ops(name):
     tarvik ops
     tarvik ops getVarData
     """
-    from tarvik.cli.ops import list_operations, show_operation
+    from tarvik.cli.ops import list_operations, operations, show_operation
 
     if name is None:
-        list_operations()
-    elif not show_operation(name):
+        return list_operations
+    if name not in operations():
         raise click.BadParameter(f"there is no operation {visible(name)}", param_hint="NAME")
+    return partial(show_operation, name)
 
 
 @tarvik.command()
@@ -118,7 +122,7 @@ def constants():
     """List the named constants and their values."""
     from tarvik.cli.ops import list_constants
 
-    list_constants()
+    return list_constants
 
 
 @tarvik.command()
@@ -132,4 +136,4 @@ def demo(folder, names, as_json):
     """
     from tarvik.cli.demo import make_and_show
 
-    return make_and_show(folder, names or ("Epoch", "B"), as_json, _complain)
+    return partial(make_and_show, folder, names or ("Epoch", "B"), as_json, _complain)

@@ -12,6 +12,10 @@ from tarvik.cli import values
 MAX_ROWS = 10
 
 
+class NoSuchVariableError(LookupError):
+    """A variable that was asked for is not in the file."""
+
+
 def read_file(path, names=()):
     """Read the facts, attributes and variables of a file.
 
@@ -25,9 +29,13 @@ def read_file(path, names=()):
     Returns
     -------
     dict
+
+    Raises
+    ------
+    NoSuchVariableError
+        A name is none of a variable.
     """
     with call("open", os.fsencode(path)) as file:
-        wanted = {int(call("getVarNum", file, name)) for name in names}
         content = _facts(file, path)
         attributes = [_attribute(file, number) for number in range(content["attribute_count"])]
         content["global_attributes"] = [
@@ -42,8 +50,11 @@ def read_file(path, names=()):
         content["variables"] = [
             _variable(file, number, attributes) for number in range(content["variable_count"])
         ]
-        for number in wanted:
-            _add_values(file, content["variables"][number])
+        by_name = {variable["name"]: variable for variable in content["variables"]}
+        for name in names:
+            if name not in by_name:
+                raise NoSuchVariableError(f'there is no variable "{name}"')
+            _add_values(file, by_name[name])
         return content
 
 
@@ -125,16 +136,9 @@ def _entries(file, kind, attribute, numbers):
 
 
 def _variable(file, number, attributes):
-    inquired = _inquired(file, number)
     return {
         "number": number,
-        **inquired,
-        "records": int(call("getVarMaxWrittenRecNum", file, number)) + 1,
-        "records_written": int(call("getVarNumRecsWritten", file, number)),
-        "compression": _compression(call("getVarCompression", file, number)),
-        "sparse_records": call("getVarSparseRecords", file, number),
-        "pad_value": _pad_value(file, inquired, number),
-        "blocking_factor": int(call("getVarBlockingFactor", file, number)),
+        **_stored(file, number, _inquired(file, number)),
         "attributes": [
             {"name": attribute["name"], **entry}
             for attribute in attributes
@@ -144,6 +148,29 @@ def _variable(file, number, attributes):
         "values": None,
         "times": None,
     }
+
+
+def _stored(file, number, inquired):
+    """Add to the description of a variable how it is kept."""
+    keys = (
+        "records",
+        "records_written",
+        "compression",
+        "sparse_records",
+        "pad_value",
+        "blocking_factor",
+    )
+    found = {**inquired, **dict.fromkeys(keys)}
+    try:
+        found["records"] = int(call("getVarMaxWrittenRecNum", file, number)) + 1
+        found["records_written"] = int(call("getVarNumRecsWritten", file, number))
+        found["compression"] = _compression(call("getVarCompression", file, number))
+        found["sparse_records"] = call("getVarSparseRecords", file, number)
+        found["blocking_factor"] = int(call("getVarBlockingFactor", file, number))
+        found["pad_value"] = _pad_value(file, inquired, number)
+    except CDFError as error:
+        found["problem"] = found["problem"] or error.message
+    return found
 
 
 def _inquired(file, number):

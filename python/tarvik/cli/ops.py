@@ -28,13 +28,11 @@ def list_constants():
 
 
 def show_operation(name):
-    """Print all that the catalogue says of an operation; return whether there is one."""
-    operation = operations().get(name)
-    if operation is not None:
-        console = standard_console()
-        console.print(_call(operation), style="bold")
-        console.print(describe(operation))
-    return operation is not None
+    """Print all that the catalogue says of an operation."""
+    operation = operations()[name]
+    console = standard_console()
+    console.print(_call(operation), style="bold")
+    console.print(describe(operation))
 
 
 def _print_tables(tables):

@@ -46,11 +46,17 @@ _COLUMNS = (
 )
 
 
+class _Console(Console):
+    def on_broken_pipe(self):
+        """Leave to `tarvik.cli.main` what happens then."""
+        raise BrokenPipeError
+
+
 def standard_console():
     """Make the console of stdout."""
     terminal = sys.stdout.isatty()
     plain = not terminal or bool(os.environ.get("NO_COLOR"))
-    return Console(
+    return _Console(
         force_terminal=terminal,
         color_system=None if plain else "auto",
         width=None if terminal else _UNLIMITED,
@@ -87,7 +93,7 @@ class Printer:
         self._line(Text(text, style="bold"))
 
     def _line(self, text):
-        self._console.print(text, soft_wrap=True)
+        self._console.print(text, soft_wrap=not self._folds)
 
     def _labelled(self, label, lines, width, style=""):
         """Print lines beside a label that is as wide as given; each line has a mark before it."""
@@ -234,9 +240,10 @@ def _storage(variable):
     words = []
     if variable["pad_value"] is not None:
         words.append(f"pad value {nested(variable['pad_value'], None, _item)}")
-    if variable["sparse_records"] != "NO_SPARSERECORDS":
+    if variable["sparse_records"] in _SPARSE:
         words.append(f"sparse records read as {_SPARSE[variable['sparse_records']]}")
-    words.append(f"blocking factor {variable['blocking_factor']}")
+    if variable["blocking_factor"] is not None:
+        words.append(f"blocking factor {variable['blocking_factor']}")
     return ", ".join(words)
 
 
@@ -246,6 +253,8 @@ def _flags(variances):
 
 def _compression(found):
     """The name without the words that all have, and the level where there is one."""
+    if found is None:
+        return "?"
     name = found["type"].replace("_COMPRESSION", "")
     level = f" {found['parameter']:.0f}" if isinstance(found["parameter"], float) else ""
     return "none" if name == "NO" else name + level

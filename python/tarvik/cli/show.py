@@ -3,7 +3,7 @@
 import json
 
 from tarvik import CDFError
-from tarvik.cli.content import read_file
+from tarvik.cli.content import NoSuchVariableError, read_file
 from tarvik.cli.render import Printer
 from tarvik.cli.text import for_json
 
@@ -31,7 +31,7 @@ def show_files(files, names, as_json, complain):
     for file in files:
         try:
             content = read_file(file, names)
-        except (CDFError, OSError) as error:
+        except (CDFError, OSError, NoSuchVariableError) as error:
             code = max(code, complain(file, error))
             continue
         documents.append(content)

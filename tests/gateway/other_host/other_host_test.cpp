@@ -1,135 +1,221 @@
-// The gateway in a host that is not the project's own gives the same answers.
+// The gateway in a host that is not the project's own and shares nothing with it but the
+// declarations in host/: other arrays, other memory, other exceptions. It gives the same answers.
 #include <algorithm>
-#include <array>
+#include <cstdarg>
+#include <cstring>
+#include <deque>
 #include <dlfcn.h>
 #include <filesystem>
+#include <functional>
 #include <gtest/gtest.h>
+#include <memory>
+#include <numeric>
+#include <set>
 
+#include "host/array.h"
 #include "host/plugin.h"
-#include "tests/gateway/other_host/host.h"
+
+struct vlArray {
+  vlClassID classId;
+  std::vector<std::size_t> dims;
+  std::vector<unsigned char> bytes;
+};
 
 namespace {
 
-namespace fs = std::filesystem;
-using other::Owned;
-using Inputs = std::vector<const vlArray*>;
-
-class OtherHostTest : public testing::Test {
- protected:
-  OtherHostTest() : module_(dlopen(GATEWAY, RTLD_NOW | RTLD_LOCAL)) {
-    entry_ = reinterpret_cast<decltype(entry_)>(dlsym(module_, "vlpFunction"));
-    other::log = {};
-    std::string name = (fs::temp_directory_path() / "other-host-XXXXXX").string();
-    folder_ = mkdtemp(name.data());
-  }
-  ~OtherHostTest() override { fs::remove_all(folder_); }
-
-  /// Gives the first output, if there is one. All outputs are this host's arrays.
-  Owned call(const Inputs& inputs) {
-    std::array<vlArray*, 8> slots{};
-    Inputs arguments = inputs;
-    try {
-      entry_(1, slots.data(), static_cast<int>(arguments.size()), arguments.data());
-    } catch (...) {
-      other::endCall();
-      throw;
-    }
-    Owned first = slots[0] == nullptr ? nullptr : other::take(slots[0]);
-    EXPECT_EQ(other::endCall(), 0U);
-    return first;
-  }
-
-  std::string failure(const Inputs& inputs) {
-    try {
-      call(inputs);
-    } catch (const other::Failure& raised) {
-      return raised.identifier + ": " + raised.message;
-    }
-    return "";
-  }
-
-  void unload() {
-    other::log.atExit();
-    dlclose(module_);
-  }
-
-  std::string folder_;
-
- private:
-  void* module_;
-  decltype(&vlpFunction) entry_;
+/// What the gateway's errors are thrown as. Deliberately no std::exception.
+struct Failure {
+  std::string text;
 };
 
-/// An array kept by the test.
+std::deque<vlArray> arrays;  // All that were ever made.
+std::set<void*> blocks;      // Those that are not freed.
+std::vector<std::string> warnings;
+void (*atExit)() = nullptr;
+
+vlArray* make(vlClassID classId, std::size_t numDims, const std::size_t* dims) {
+  constexpr std::size_t bytes[] = {0, 8, 0, 1, 2, 8, 4, 1, 1, 2, 2, 4, 4, 8, 8};  // By class.
+  vlArray& array = arrays.emplace_back(vlArray{classId, {dims, dims + numDims}, {}});
+  array.bytes.resize(vlGetNumberOfElements(&array) * bytes[classId]);
+  return &array;
+}
+
 template <typename T>
-Owned of(vlClassID classId, const std::vector<T>& values) {
-  Owned array = other::make(classId, {1, values.size()});
-  std::copy(values.begin(), values.end(), static_cast<T*>(vlGetData(array.get())));
+vlArray* of(vlClassID classId, const std::vector<T>& values) {
+  const std::size_t dims[] = {1, values.size()};
+  vlArray* array = make(classId, 2, dims);
+  std::copy(values.begin(), values.end(), static_cast<T*>(vlGetData(array)));
   return array;
 }
 
-Owned number(double value) {
+std::string described(const char* identifier, const char* format, va_list arguments) {
+  char text[512];
+  std::vsnprintf(text, sizeof(text), format, arguments);
+  return std::string(identifier) + ": " + text;
+}
+
+}  // namespace
+
+extern "C" {
+
+vlClassID vlGetClassID(const vlArray* array) {
+  return array->classId;
+}
+const char* vlGetClassName(const vlArray* array) {
+  return array->classId == vlCHAR_CLASS ? "char" : "another";
+}
+std::size_t vlGetNumberOfElements(const vlArray* array) {
+  return std::accumulate(array->dims.begin(), array->dims.end(), std::size_t{1},
+                         std::multiplies<>());
+}
+std::size_t vlGetNumberOfDimensions(const vlArray* array) {
+  return array->dims.size();
+}
+const std::size_t* vlGetDimensions(const vlArray* array) {
+  return array->dims.data();
+}
+void* vlGetData(const vlArray* array) {
+  return const_cast<unsigned char*>(array->bytes.data());
+}
+vlLogical* vlGetLogicals(const vlArray* array) {
+  return array->classId == vlLOGICAL_CLASS ? static_cast<vlLogical*>(vlGetData(array)) : nullptr;
+}
+char* vlArrayToString(const vlArray* array) {
+  const std::size_t count = vlGetNumberOfElements(array);
+  const auto* units = static_cast<const vlChar*>(vlGetData(array));
+  auto* text = static_cast<char*>(vlMalloc(count + 1));
+  std::transform(units, units + count, text, [](vlChar unit) { return static_cast<char>(unit); });
+  text[count] = '\0';
+  return text;
+}
+vlArray* vlCreateDoubleScalar(double value) {
   return of<double>(vlDOUBLE_CLASS, {value});
 }
-
-Owned text(const std::string& value) {
-  return of<vlChar>(vlCHAR_CLASS, {value.begin(), value.end()});
+vlArray* vlCreateString(const char* text) {
+  return of<vlChar>(vlCHAR_CLASS, {text, text + std::strlen(text)});
 }
+vlArray* vlCreateCharArray(std::size_t numDims, const std::size_t* dims) {
+  return make(vlCHAR_CLASS, numDims, dims);
+}
+vlArray* vlCreateNumericArray(std::size_t numDims, const std::size_t* dims, vlClassID classId,
+                              vlComplexity) {
+  return make(classId, numDims, dims);
+}
+vlArray* vlCreateNumericMatrix(std::size_t rows, std::size_t columns, vlClassID classId,
+                               vlComplexity) {
+  const std::size_t dims[] = {rows, columns};
+  return make(classId, 2, dims);
+}
+vlArray* vlCreateLogicalArray(std::size_t numDims, const std::size_t* dims) {
+  return make(vlLOGICAL_CLASS, numDims, dims);
+}
+vlArray* vlCreateCellMatrix(std::size_t rows, std::size_t columns) {
+  return vlCreateNumericMatrix(rows, columns, vlCELL_CLASS, vlREAL);
+}
+void vlSetCell(vlArray* cell, std::size_t index, vlArray* value) {
+  static_cast<vlArray**>(vlGetData(cell))[index] = value;
+}
+void* vlMalloc(std::size_t size) {
+  return *blocks.insert(std::malloc(size)).first;
+}
+void vlFree(void* block) {
+  blocks.erase(block);
+  std::free(block);
+}
+int vlpAtExit(void (*handler)(void)) {
+  atExit = handler;
+  return 0;
+}
+void vlErrMsgIdAndTxt(const char* identifier, const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  throw Failure{described(identifier, format, arguments)};
+}
+void vlWarningMsgIdAndTxt(const char* identifier, const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  warnings.push_back(described(identifier, format, arguments));
+  va_end(arguments);
+}
+__attribute__((alias("vlErrMsgIdAndTxt"))) void vlpErrMsgIdAndTxt(const char*, const char*, ...);
+__attribute__((alias("vlWarningMsgIdAndTxt"))) void vlpWarnMsgIdAndTxt(const char*, const char*,
+                                                                       ...);
 
-template <typename T>
-std::vector<T> valuesOf(const Owned& array) {
-  const auto* first = static_cast<const T*>(vlGetData(array.get()));
-  return {first, first + vlGetNumberOfElements(array.get())};
+}  // extern "C"
+
+namespace {
+
+class OtherHostTest : public testing::Test {
+ protected:
+  /// The first output, if there is one; what was raised as a text.
+  vlArray* call(const char* operation, std::vector<const vlArray*> inputs) {
+    inputs.insert(inputs.begin(), vlCreateString(operation));
+    return enter(inputs);
+  }
+  vlArray* enter(std::vector<const vlArray*> inputs) {
+    vlArray* slots[8] = {};
+    try {
+      entry_(1, slots, static_cast<int>(inputs.size()), inputs.data());
+    } catch (const Failure& failure) {
+      std::for_each(blocks.begin(), blocks.end(), std::free);
+      blocks.clear();
+      return vlCreateString(failure.text.c_str());
+    }
+    EXPECT_TRUE(blocks.empty());
+    return slots[0];
+  }
+
+  void* module_ = dlopen(GATEWAY, RTLD_NOW | RTLD_LOCAL);
+  decltype(&vlpFunction) entry_ =
+      reinterpret_cast<decltype(&vlpFunction)>(dlsym(module_, "vlpFunction"));
+};
+
+std::string textOf(const vlArray* array) {
+  const std::unique_ptr<char, void (*)(void*)> text(vlArrayToString(array), vlFree);
+  return text.get();
 }
 
 TEST_F(OtherHostTest, GetsTheSameAnswers) {
-  const Owned one = number(1), zero = number(0), minusOne = number(-1), int4 = number(4);
-  const Owned none = other::make(vlDOUBLE_CLASS, {});
-  const Owned extents = of<double>(vlDOUBLE_CLASS, {2, 3});
-  const Owned varys = of<vlLogical>(vlLOGICAL_CLASS, {1, 1});
-  const Owned values = of<std::int32_t>(vlINT32_CLASS, {1, 2, 3, 4, 5, 6});
-  const Owned path = text(folder_ + "/a"), name = text("x"), title = text("title");
+  std::string folder = (std::filesystem::temp_directory_path() / "other-host-XXXXXX").string();
+  ASSERT_NE(mkdtemp(folder.data()), nullptr);
+  const vlArray* const zero = vlCreateDoubleScalar(0);
+  const vlArray* const one = vlCreateDoubleScalar(1);
+  const vlArray* const minusOne = vlCreateDoubleScalar(-1);
+  const vlArray* const int4 = vlCreateDoubleScalar(4);
+  const vlArray* const text = vlCreateDoubleScalar(51);
+  const vlArray* const extents = of<double>(vlDOUBLE_CLASS, {2, 3});
+  const vlArray* const varys = of<vlLogical>(vlLOGICAL_CLASS, {1, 1});
+  const vlArray* const values = of<std::int32_t>(vlINT32_CLASS, {1, 2, 3, 4, 5, 6});
+  const vlArray* const title = vlCreateString("title");
 
-  const Owned file = call({text("create").get(), path.get()});
+  // The handler is known even after a call that failed.
+  EXPECT_EQ(textOf(enter({})),
+            "VORLAN:tarvik:tooFewArguments: Must provide at least one input argument.");
+  ASSERT_NE(atExit, nullptr);
+  const vlArray* const file = call("create", {vlCreateString((folder + "/a").c_str())});
   ASSERT_EQ(file->classId, vlUINT64_CLASS);
-  const Owned variable = call({text("createVar").get(), file.get(), name.get(), int4.get(),
-                               one.get(), extents.get(), minusOne.get(), varys.get()});
-  EXPECT_EQ(valuesOf<double>(variable), std::vector<double>{0});
-  call({text("putVarRecordData").get(), file.get(), variable.get(), zero.get(), values.get()});
-  const Owned record =
-      call({text("getVarRecordData").get(), file.get(), variable.get(), zero.get()});
-  EXPECT_EQ(record->dims, (std::vector<size_t>{2, 3}));
-  EXPECT_EQ(valuesOf<std::int32_t>(record), valuesOf<std::int32_t>(values));
+  call("createVar", {file, vlCreateString("x"), int4, one, extents, minusOne, varys});
+  call("putVarRecordData", {file, zero, zero, values});
+  const vlArray* const record = call("getVarRecordData", {file, zero, zero});
+  EXPECT_EQ(record->dims, (std::vector<std::size_t>{2, 3}));
+  EXPECT_EQ(record->bytes, values->bytes);
+  call("createAttr", {file, title, one});
+  call("putAttrgEntry", {file, zero, zero, text, title});
+  EXPECT_EQ(textOf(call("getAttrgEntry", {file, zero, zero})), "title");
+  EXPECT_EQ(vlGetNumberOfElements(call("getConstantNames", {})), 55U);
 
-  call({text("createAttr").get(), file.get(), title.get(), one.get()});
-  call({text("putAttrgEntry").get(), file.get(), zero.get(), zero.get(), number(51).get(),
-        title.get()});
-  const Owned entry = call({text("getAttrgEntry").get(), file.get(), zero.get(), zero.get()});
-  EXPECT_EQ(valuesOf<vlChar>(entry), valuesOf<vlChar>(title));
-  EXPECT_EQ(call({text("getConstantNames").get()})->cells.size(), 55U);
-
-  EXPECT_EQ(failure({text("inquireVar").get(), file.get(), number(7).get()}),
+  EXPECT_EQ(textOf(call("inquireVar", {file, vlCreateDoubleScalar(7)})),
             "VORLAN:tarvik:inquireVar:failure: CDF library failure, \"NO_SUCH_VAR: Named variable "
             "not found in this CDF.\".");
-  EXPECT_EQ(failure({text("getVarName").get(), file.get(), name.get()}),
+  EXPECT_EQ(textOf(call("getVarName", {file, title})),
             "VORLAN:tarvik:unpackLongScalar:argumentNotDoubleScalar: Scalar argument must be "
             "double precision instead of char.");
-  EXPECT_EQ(failure({text("createVar").get(), file.get(), title.get(), int4.get(), one.get(),
-                     none.get(), extents.get(), none.get()}),
-            "VORLAN:tarvik:unpackVariance:illegalVariance: 2.000000 is an illegal variance value.");
-  unload();
-  EXPECT_EQ(other::log.warnings, std::vector<std::string>{"VORLAN:tarvik:closingFileHandle: "
-                                                          "Closing open CDF file handles."});
-  EXPECT_GT(fs::file_size(folder_ + "/a.cdf"), 0U);
-}
-
-TEST_F(OtherHostTest, KnowsTheExitHandlerAfterACallThatFailed) {
-  EXPECT_EQ(other::log.atExit, nullptr);
-  EXPECT_EQ(failure({}),
-            "VORLAN:tarvik:tooFewArguments: Must provide at least one input argument.");
-  ASSERT_NE(other::log.atExit, nullptr);
-  unload();
-  EXPECT_EQ(other::log.warnings, std::vector<std::string>{});
+  atExit();
+  dlclose(module_);
+  EXPECT_EQ(warnings, std::vector<std::string>{"VORLAN:tarvik:closingFileHandle: "
+                                               "Closing open CDF file handles."});
+  EXPECT_GT(std::filesystem::file_size(folder + "/a.cdf"), 0U);
+  std::filesystem::remove_all(folder);
 }
 
 }  // namespace

@@ -1,0 +1,41 @@
+"""What the Python tests share."""
+
+import os
+from pathlib import Path
+
+import pytest
+import tarvik
+from tarvik import _host
+
+ROOT = Path(__file__).parents[2]
+
+
+@pytest.fixture(scope="session")
+def probe():
+    """A plug-in of the tests, as a gateway of its own; see probe.cpp."""
+    built = Path(_host.__file__).parent / "lib/../tests/python/probe.so"
+    plugin = Path(os.environ.get("TARVIK_TEST_PROBE", os.path.realpath(built)))
+    if not plugin.exists():
+        pytest.skip("the probe plug-in is built with the C++ tests")
+    return _host.Gateway(str(plugin))
+
+
+@pytest.fixture
+def new_file(tmp_path):
+    """Make a file; it is closed at the end, when the test has not done so."""
+    made = []
+
+    def make(name="made.cdf"):
+        made.append(tarvik.call("create", tmp_path / name))
+        return made[-1]
+
+    yield make
+    for file in made:
+        with file:
+            pass
+
+
+@pytest.fixture(scope="session")
+def example_file():
+    """A file of a mission that comes with the project."""
+    return ROOT / "examples/data/ac_h2_sis_20101105_v06.cdf"

@@ -1,0 +1,258 @@
+"""The commands `tarvik show` and `tarvik demo`, as people and programs use them."""
+
+import json
+import os
+import pty
+import re
+import shutil
+import subprocess
+import sys
+import threading
+
+import numpy as np
+import pytest
+import tarvik
+from tarvik import cli, constants
+
+ESCAPE = "\x1b"
+HOSTILE = "\x1b[31mred\x1b[0m [bold]x[/bold] :smile: \u202e \x9b a\tb\r\nsecond \x07 line\nthird"
+
+
+@pytest.fixture
+def command(capsys, monkeypatch):
+    """Run the command; give exit code, stdout and stderr."""
+
+    def run(*arguments):
+        monkeypatch.setattr(sys, "argv", ["tarvik", *map(str, arguments)])
+        with pytest.raises(SystemExit) as ended:
+            cli.main()
+        return (ended.value.code, *capsys.readouterr())
+
+    return run
+
+
+@pytest.fixture
+def document(command):
+    """Show as JSON, strictly read."""
+
+    def run(*arguments):
+        def refuse(constant):
+            raise AssertionError(f"{constant} is no JSON")
+
+        code, text, _ = command("show", "--json", *arguments)
+        assert text.isascii()
+        return code, json.loads(text, parse_constant=refuse)
+
+    return run
+
+
+@pytest.fixture
+def odd_file(new_file, tmp_path):
+    """Texts that no terminal should get, long names, numbers that JSON does not know."""
+    with new_file("odd.cdf") as file:
+        title = tarvik.createAttr(file, "title ", constants.GLOBAL_SCOPE)
+        tarvik.putAttrEntry(file, title, 0, constants.CDF_CHAR, HOSTILE)
+        tarvik.putAttrEntry(
+            file, title, 2, constants.CDF_CHAR, b"caf\xe9 caf\xc3\xa9 " + b"x" * 3000
+        )
+        limits = tarvik.createAttr(file, "limits", constants.VARIABLE_SCOPE)
+        special = np.array([np.nan, np.inf, -np.inf, 0.1], "f4")
+        text = tarvik.createVar(file, "n" * 250, constants.CDF_CHAR, 9, [], True, [])
+        tarvik.putAttrEntry(file, limits, text, constants.CDF_REAL4, special)
+        tarvik.putVarData(file, text, 0, [], b"\x1b]0;t\x07\xe9[b")
+        matrix = tarvik.createVar(
+            file, "matrix", constants.CDF_INT4, 1, [2, 3], True, [True, False]
+        )
+        tarvik.setVarCompression(file, matrix, constants.GZIP_COMPRESSION, 6)
+        tarvik.putVarData(file, matrix, 1, [1, 0], np.int32(7))
+        tarvik.createVar(file, "time", 33, 1, [], True, [])
+    return tmp_path / "odd.cdf"
+
+
+def test_everything_in_a_mission_file(document, example_file):
+    code, found = document(example_file, "--variable", "flux_He", "--variable", "Epoch")
+    assert code == 0
+    facts = ("version", "format", "majority", "encoding", "records", "variable_count", "size")
+    assert [found[key] for key in facts] == [
+        "2.5.22",
+        "SINGLE_FILE",
+        "COLUMN_MAJOR",
+        "NETWORK_ENCODING",
+        24,
+        61,
+        example_file.stat().st_size,
+    ]
+    texts = {a["name"]: [e["value"] for e in a["entries"]] for a in found["global_attributes"]}
+    assert len(texts) == found["global_attribute_count"] == 26
+    assert texts["TITLE"] == ["ACE> Solar Isotope Spectrometer"]
+    assert texts["Acknowledgement"][2] == "Caltech, USA"
+
+    epoch, flux = found["variables"][0], found["variables"][5]
+    assert (flux["name"], flux["datatype"], flux["dimensions"]) == ("flux_He", "cdf_real4", [8])
+    assert (flux["record_variance"], flux["dimension_variances"]) == (True, [True])
+    assert (flux["records"], flux["records_written"], flux["problem"]) == (24, 24, None)
+    assert epoch["times"][:2] == ["2010-11-05T00:00:00.000", "2010-11-05T01:00:00.000"]
+    with tarvik.open(example_file) as file:
+        values = tarvik.hyperGetVarData(file, 5, 0, 10, 1, [0], [8], [1])
+        assert flux["values"] == [[float(str(x)) for x in row] for row in values.T]
+        for variable in found["variables"]:
+            assert variable["name"] == tarvik.getVarName(file, variable["number"])
+            for entry in variable["attributes"]:
+                number = tarvik.getAttrNum(file, entry["name"])
+                value = tarvik.getAttrEntry(file, number, variable["number"])
+                assert (
+                    np.allclose(entry["value"], value)
+                    if entry["datatype"] != "cdf_char"
+                    else (entry["value"] == value)
+                )
+
+
+def test_what_json_does_not_know_and_what_cannot_be_read(document, odd_file):
+    code, found = document(odd_file, "--variable", "n" * 250, "--variable", "matrix")
+    assert code == 0
+    (title,) = found["global_attributes"]
+    assert title["name"] == "title "
+    assert [entry["number"] for entry in title["entries"]] == [0, 2]
+    assert title["entries"][0]["value"] == HOSTILE
+    assert title["entries"][1]["value"].startswith("caf\\xe9 café ")
+    text, matrix, time = found["variables"]
+    assert text["attributes"][0]["value"] == ["NaN", "Infinity", "-Infinity", 0.1]
+    assert text["values"] == ["\x1b]0;t\x07\\xe9[b"]
+    assert matrix["compression"] == {"type": "GZIP_COMPRESSION", "parameter": 6, "percentage": 100}
+    assert (matrix["records"], matrix["dimension_variances"]) == (2, [True, False])
+    assert matrix["values"][1] == [[matrix["pad_value"]] * 3, [7] * 3]
+    assert (time["name"], time["datatype"], time["problem"]) == (
+        "time",
+        None,
+        "Unhandled datatype 33.",
+    )
+
+
+def test_a_pipe_gets_whole_lines_and_nothing_that_moves_a_terminal(command, odd_file):
+    code, text, words = command("show", odd_file, "--variable", "n" * 250)
+    assert (code, words) == (0, "")
+    unsafe = [c for c in text if c != "\n" and not c.isprintable()]
+    assert not unsafe
+    lines = [line.strip() for line in text.splitlines()]
+    first = r'"title "  [0] \x1b[31mred\x1b[0m [bold]x[/bold] :smile: \u202e \x9b a'
+    assert any(line.startswith(first) for line in lines)
+    assert r"second \x07 line" in lines
+    assert "third" in lines
+    assert any(line.startswith(r"[2] caf\xe9 café " + "x" * 3000) for line in lines)
+    assert re.search(rf"^ *0  {'n' * 250}  cdf_char +9  \[1\] +1  T/ +none", text, re.MULTILINE)
+    assert re.search(
+        r"^ *1  matrix +cdf_int4 +1  \[2\] x 2 x 3 +2  T/TF +GZIP 6", text, re.MULTILINE
+    )
+    assert re.search(r"^ *2  time +\(33\) +\?  not readable", text, re.MULTILINE)
+    assert "not readable: Unhandled datatype 33." in lines
+    assert "limits  nan, inf, -inf, 0.1" in lines
+
+
+def run_in_terminal(columns, *arguments, **environment):
+    """Run the command in a terminal of that width; give what it shows."""
+    leader, follower = pty.openpty()
+    size = {"COLUMNS": str(columns), "LINES": "50", "TERM": "xterm-256color"}
+    variables = {k: v for k, v in os.environ.items() if k not in ("NO_COLOR", "FORCE_COLOR")}
+    process = subprocess.Popen(
+        [sys.executable, "-m", "tarvik", *map(str, arguments)],
+        stdout=follower,
+        env={**variables, **size, **environment},
+    )
+    os.close(follower)
+    shown = bytearray()
+    try:
+        while part := os.read(leader, 65536):
+            shown += part
+    except OSError:  # the other side is closed
+        pass
+    os.close(leader)
+    assert process.wait(60) == 0
+    return shown.decode().replace("\r\n", "\n")
+
+
+@pytest.mark.parametrize("columns", [80, 160])
+def test_a_terminal_gets_lines_of_its_width(columns, odd_file):
+    coloured = run_in_terminal(columns, "show", odd_file)
+    plain = run_in_terminal(columns, "show", odd_file, NO_COLOR="1")
+    assert set(re.findall(r"\x1b[^m]*m", coloured))
+    assert ESCAPE not in plain
+    assert re.sub(r"\x1b\[[\d;]*m", "", coloured) == plain
+    assert max(map(len, plain.splitlines())) <= columns
+    assert "".join(re.findall(r"\bn+\b", plain)).count("n") >= 2 * 250
+
+
+def test_exit_codes(command, tmp_path, example_file):
+    text = tmp_path / "text.cdf"
+    text.write_text("no CDF file, but long enough to be one")
+    shutil.copyfile(example_file, tmp_path / "there.cdf")
+    missing = tmp_path / "missing\x1b\n.cdf"
+    shown = r"tarvik: .*{}: {}\n"
+    cases = [
+        (["show", tmp_path / "there"], 0, ""),
+        (["show"], 2, r"(?s)Usage: .*Missing argument 'FILE...'.*"),
+        (["show", text, "--none"], 2, r"(?s)Usage: .*No such option.*"),
+        (["show", missing], 3, shown.format(r"missing\\x1b\\n\.cdf", r"NO_SUCH_CDF: [^\n]*")),
+        (["show", tmp_path], 3, shown.format("", "NO_SUCH_CDF: [^\n]*")),
+        (["show", text], 4, shown.format("text.cdf", "NOT_A_CDF[^\n]*")),
+        (
+            ["show", example_file, "--variable", "x"],
+            4,
+            shown.format("", 'there is no variable "x"'),
+        ),
+    ]
+    for arguments, code, words in cases:
+        found = command(*arguments)
+        assert (found[0], bool(found[1])) == (code, code == 0), arguments
+        assert re.fullmatch(words, found[2]), found[2]
+
+
+def test_a_file_that_fails_does_not_keep_the_others(command, tmp_path, example_file):
+    code, text, words = command("show", example_file, tmp_path / "none.cdf", example_file)
+    assert (code, text.count("TITLE  "), words.count("\n")) == (3, 2, 1)
+    code, text, words = command("show", "--json", tmp_path / "none.cdf", example_file)
+    assert (code, len(json.loads(text)), words.count("\n")) == (3, 1, 1)
+
+
+def test_a_reader_that_goes_away(example_file):
+    reading, writing = os.pipe()
+    os.close(reading)
+    done = subprocess.run(
+        [sys.executable, "-m", "tarvik", "show", *[example_file] * 3],
+        stdout=writing,
+        stderr=subprocess.PIPE,
+        check=False,
+        timeout=60,
+    )
+    os.close(writing)
+    assert (done.returncode, done.stderr) == (141, b"")
+
+
+def test_an_interruption(command, example_file, monkeypatch):
+    def interrupted(*_):
+        raise KeyboardInterrupt
+
+    monkeypatch.setattr("tarvik.cli.show.read_file", interrupted)
+    assert command("show", example_file) == (130, "", "")
+
+
+def test_demo(command, tmp_path):
+    code, text, words = command("demo", tmp_path, "--json")
+    row_major, column_major = json.loads(text)
+    assert (code, words.count(", all equal\n")) == (0, 2)
+    assert (row_major["majority"], column_major["majority"]) == ("ROW_MAJOR", "COLUMN_MAJOR")
+    assert row_major["variables"] == column_major["variables"]
+    assert row_major["variables"][0]["times"][1] == "2024-01-01T00:01:00.000"
+    before = {path: path.read_bytes() for path in tmp_path.iterdir()}
+    assert len(before) == 2
+    code, text, words = command("demo", tmp_path)
+    assert (code, text, words.count("\n")) == (3, "", 1)
+    assert {path: path.read_bytes() for path in tmp_path.iterdir()} == before
+    threads = threading.active_count()
+    assert command("demo")[0] == 0
+    assert threading.active_count() == threads
+
+
+def test_versions(command):
+    code, text, _ = command("--version")
+    assert code == 0
+    assert re.fullmatch(rf"tarvik {re.escape(tarvik.__version__)}, CDF library 3\.\d+\.\d+\n", text)
