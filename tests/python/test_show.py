@@ -4,6 +4,7 @@ import json
 import os
 import pty
 import re
+import runpy
 import shutil
 import subprocess
 import sys
@@ -256,3 +257,10 @@ def test_versions(command):
     code, text, _ = command("--version")
     assert code == 0
     assert re.fullmatch(rf"tarvik {re.escape(tarvik.__version__)}, CDF library 3\.\d+\.\d+\n", text)
+
+
+def test_the_example_reads_the_mission_file(capsys, example_file):
+    runpy.run_path(str(example_file.parents[1] / "hourly_flux.py"))["main"](example_file)
+    assert capsys.readouterr().out.splitlines()[0] == (
+        "2010-11-05 10h  7.461e-05 1/(cm2 Sr sec MeV/nucleon)"
+    )
