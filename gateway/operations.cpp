@@ -1,8 +1,8 @@
 #include "gateway/operations.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
-#include <iterator>
 #include <string_view>
 
 #include "gateway/handlers.h"
@@ -12,15 +12,30 @@ namespace tarvik {
 
 namespace {
 
-constexpr OperationEntry operations[] = {
+constexpr std::array rows = {
 #define OPERATION(name, handler, id, minInputs, maxInputs) \
-  {id, #name, minInputs, maxInputs, ops::handler},
+  OperationEntry{id, #name, minInputs, maxInputs, ops::handler},
 #include "gateway/operations.def"
 #undef OPERATION
 };
 
+/// The rows in the order of their names, in which a name is found in a few steps.
+constexpr auto sortedByName() {
+  auto sorted = rows;
+  for (std::size_t i = 1; i < sorted.size(); ++i) {
+    for (std::size_t j = i; j > 0 && std::string_view(sorted[j].name) < sorted[j - 1].name; --j) {
+      const OperationEntry moved = sorted[j];
+      sorted[j] = sorted[j - 1];
+      sorted[j - 1] = moved;
+    }
+  }
+  return sorted;
+}
+
+constexpr auto operations = sortedByName();
+
 constexpr bool namesAndIdsAreUnique() {
-  for (std::size_t i = 0; i < std::size(operations); ++i) {
+  for (std::size_t i = 0; i < operations.size(); ++i) {
     for (std::size_t j = 0; j < i; ++j) {
       if (std::string_view(operations[i].name) == operations[j].name ||
           operations[i].id == operations[j].id) {
@@ -40,7 +55,7 @@ constexpr bool rowsAreComplete() {
   return true;
 }
 
-static_assert(std::size(operations) == 88);
+static_assert(operations.size() == 88);
 static_assert(namesAndIdsAreUnique());
 static_assert(rowsAreComplete());
 
@@ -68,10 +83,11 @@ void checkInputCount(const OperationEntry& row, int numInputs) {
 }  // namespace
 
 const OperationEntry* findOperation(const char* name, int numInputs) {
-  const auto* row = std::find_if(
-      std::begin(operations), std::end(operations),
-      [name](const OperationEntry& entry) { return std::strcmp(name, entry.name) == 0; });
-  if (row == std::end(operations)) {
+  const auto* row = std::lower_bound(operations.begin(), operations.end(), name,
+                                     [](const OperationEntry& entry, const char* wanted) {
+                                       return std::strcmp(entry.name, wanted) < 0;
+                                     });
+  if (row == operations.end() || std::strcmp(name, row->name) != 0) {
     vlpErrMsgIdAndTxt("VORLAN:tarvik:invalidOperation", "Unrecognized operation:  \"%s\".", name);
   }
   checkInputCount(*row, numInputs);

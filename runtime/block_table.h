@@ -37,7 +37,7 @@ class BlockTable {
   void grow();
   Entry takeAt(std::size_t hole);
 
-  std::array<Entry, 16> few_;  ///< Cleared at the first use.
+  std::array<Entry, 4> few_;  ///< Cleared at the first use.
   std::unique_ptr<Entry[]> many_;
   Entry* entries_ = nullptr;
   std::size_t capacity_ = 0;  ///< A power of two once there are entries.
