@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "cdf/call.h"
+#include "cdf/requests.h"
 
 // What stands at each guard was seen with version 3.9.1 of the library, used directly.
 
@@ -70,22 +71,28 @@ CDFstatus judgeAttributeName(const std::string& name) {
 
 // A value of 2147483647 characters crashes. A record of more bytes than 32 bits count divides by
 // zero where the count wraps to 0 (extents 65536 by 65536 of CDF_INT4), and otherwise makes a
-// variable that no call can read or write: -2035, then -2077 for every call on the file.
-CDFstatus judgeValueSize(long datatype, long numElements, const std::vector<long>& dimSizes) {
-  if (numElements >= largest) {
+// variable that no call can read or write: -2035, then -2077 for every call on the file. Dimensions
+// that do not vary are not stored and do not count.
+CDFstatus judgeShape(const VariableShape& shape) {
+  if (shape.numElements >= largest) {
     return BAD_NUM_ELEMS;
   }
   long bytes = 0;
-  if (call(GET_, DATATYPE_SIZE_, datatype, &bytes) < 0 || numElements < 1) {
-    return allowed;  // The library refuses the datatype or the number of elements by itself.
+  if (call(GET_, DATATYPE_SIZE_, shape.datatype, &bytes) < 0 || shape.numElements < 1 ||
+      shape.dimSizes.size() > CDF_MAX_DIMS) {
+    return allowed;  // The library refuses the datatype or the number by itself.
   }
-  if (bytes * numElements > largest) {
+  if (bytes * shape.numElements > largest) {
     return BAD_NUM_ELEMS;
   }
-  bytes *= numElements;
-  for (const long size : dimSizes) {
+  bytes *= shape.numElements;
+  for (std::size_t i = 0; i < shape.dimSizes.size(); ++i) {
+    const long size = shape.dimSizes[i];
     if (size < 1) {
       return allowed;  // Refused by the library as well.
+    }
+    if (shape.dimVarys[i] != VARY) {
+      continue;
     }
     if (bytes > largest / size) {
       return BAD_DIM_SIZE;
@@ -116,8 +123,7 @@ CDFstatus judgeLastRecord(long record) {
 
 // A last index beyond 32 bits wraps past the library's own check: index 0, count 3 and interval
 // 2147483647 crash in a read and in a write.
-CDFstatus judgeDimensions(const std::vector<long>& indices, const std::vector<long>& counts,
-                          const std::vector<long>& intervals) {
+CDFstatus judgeDimensions(const Longs& indices, const Longs& counts, const Longs& intervals) {
   for (std::size_t i = 0; i < indices.size(); ++i) {
     if (counts[i] > 0 && intervals[i] > 0 &&
         lastOf(indices[i], counts[i], intervals[i]) > largest) {

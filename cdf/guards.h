@@ -4,23 +4,24 @@
 
 #include <cstddef>
 #include <string>
-#include <vector>
 
 #include "cdf/functions.h"
+#include "cdf/lists.h"
 
 namespace tarvik::cdf {
+
+struct VariableShape;
 
 CDFstatus judgePathToOpen(const std::string& path);
 CDFstatus judgePathToCreate(const std::string& path);
 CDFstatus judgeVariableName(const std::string& name);
 CDFstatus judgeAttributeName(const std::string& name);
 /// One value, and one record, of a new variable.
-CDFstatus judgeValueSize(long datatype, long numElements, const std::vector<long>& dimSizes);
+CDFstatus judgeShape(const VariableShape& shape);
 CDFstatus judgeRecord(long record);
 CDFstatus judgeRecords(long start, long count, long interval);
 CDFstatus judgeLastRecord(long record);
-CDFstatus judgeDimensions(const std::vector<long>& indices, const std::vector<long>& counts,
-                          const std::vector<long>& intervals);
+CDFstatus judgeDimensions(const Longs& indices, const Longs& counts, const Longs& intervals);
 /// The elements of an attribute entry.
 CDFstatus judgeEntrySize(std::size_t count);
 

@@ -53,9 +53,7 @@ CDFstatus createFile(const std::string& path, CDFid* file) {
 CDFstatus createVariable(CDFid file, const std::string& name, const VariableShape& shape,
                          long* variable) {
   const CDFstatus badName = judgeVariableName(name);
-  const CDFstatus judgement =
-      badName < 0 ? badName : judgeValueSize(shape.datatype, shape.numElements, shape.dimSizes);
-  return unlessRefused(judgement, [&] {
+  return unlessRefused(badName < 0 ? badName : judgeShape(shape), [&] {
     return onFile(file, CREATE_, zVAR_, name.c_str(), shape.datatype, shape.numElements,
                   static_cast<long>(shape.dimSizes.size()), shape.dimSizes.data(), shape.recVary,
                   shape.dimVarys.data(), variable);

@@ -8,9 +8,9 @@
 
 #include <cstddef>
 #include <string>
-#include <vector>
 
 #include "cdf/functions.h"
+#include "cdf/lists.h"
 
 namespace tarvik::cdf {
 
@@ -22,9 +22,9 @@ CDFstatus createFile(const std::string& path, CDFid* file);
 struct VariableShape {
   long datatype;
   long numElements;
-  std::vector<long> dimSizes;
+  Longs dimSizes;
   long recVary;
-  std::vector<long> dimVarys;
+  Longs dimVarys;
 };
 
 CDFstatus createVariable(CDFid file, const std::string& name, const VariableShape& shape,
@@ -36,7 +36,7 @@ CDFstatus renameAttribute(CDFid file, long attribute, const std::string& name);
 /// One value. The indices are in the library's order, one for each dimension.
 struct ValuePlace {
   long record;
-  std::vector<long> indices;
+  Longs indices;
 };
 
 CDFstatus readValue(CDFid file, long variable, const ValuePlace& place, void* value);
@@ -51,9 +51,9 @@ struct Hyperslab {
   long recordStart;
   long recordCount;
   long recordInterval;
-  std::vector<long> indices;
-  std::vector<long> counts;
-  std::vector<long> intervals;
+  Longs indices;
+  Longs counts;
+  Longs intervals;
 };
 
 CDFstatus readHyperslab(CDFid file, long variable, const Hyperslab& slab, void* values);

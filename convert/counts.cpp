@@ -17,7 +17,7 @@ namespace {
 
 }  // namespace
 
-long elementCount(const char* operation, const std::vector<long>& factors) {
+long elementCount(const char* operation, const Longs& factors) {
   long result = 1;
   for (const long factor : factors) {
     if (__builtin_mul_overflow(result, factor, &result)) {
@@ -27,7 +27,7 @@ long elementCount(const char* operation, const std::vector<long>& factors) {
   return result;
 }
 
-std::vector<std::size_t> arrayDimensions(const char* operation, const std::vector<long>& dims) {
+Sizes arrayDimensions(const char* operation, const Longs& dims) {
   const auto isNegative = [](long dim) { return dim < 0; };
   if (std::any_of(dims.begin(), dims.end(), isNegative)) {
     raiseBadCount(operation);

@@ -2,15 +2,16 @@
 #pragma once
 
 #include <cstddef>
-#include <vector>
+
+#include "cdf/lists.h"
 
 namespace tarvik {
 
 /// The product of all factors, 1 for none. Raises "VORLAN:tarvik:<operation>:badCount" where it
 /// does not fit; negative factors count like any other.
-long elementCount(const char* operation, const std::vector<long>& factors);
+long elementCount(const char* operation, const Longs& factors);
 
 /// The dimensions of an array to be made. Raises badCount, as above, for a negative dimension too.
-std::vector<std::size_t> arrayDimensions(const char* operation, const std::vector<long>& dims);
+Sizes arrayDimensions(const char* operation, const Longs& dims);
 
 }  // namespace tarvik

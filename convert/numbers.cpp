@@ -1,6 +1,8 @@
 #include "convert/numbers.h"
 
-#include <boost/numeric/conversion/cast.hpp>
+#include <algorithm>
+#include <boost/mpl/integral_c.hpp>
+#include <boost/numeric/conversion/converter.hpp>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -11,11 +13,23 @@ namespace tarvik {
 
 namespace {
 
+/// The rounding of a conversion that truncates by itself; Boost's own calls a function of the
+/// mathematical library for every value first.
+struct Truncated {
+  using source_type = double;
+  using argument_type = double;
+  using round_style = boost::mpl::integral_c<std::float_round_style, std::round_toward_zero>;
+  static double nearbyint(double value) { return value; }
+};
+
+using ToInt32 = boost::numeric::converter<std::int32_t, double,
+                                          boost::numeric::conversion_traits<std::int32_t, double>,
+                                          boost::numeric::def_overflow_handler, Truncated>;
+
 /// Throws boost::numeric::bad_numeric_cast for a value outside 32 bits. A NaN passes the range
 /// comparisons there, and its conversion would be undefined.
 long toLong(double value) {
-  return std::isnan(value) ? std::numeric_limits<std::int32_t>::min()
-                           : boost::numeric_cast<std::int32_t>(value);
+  return std::isnan(value) ? std::numeric_limits<std::int32_t>::min() : ToInt32::convert(value);
 }
 
 long toLongOr(double value, const char* identifier, const char* message) {
@@ -45,19 +59,22 @@ long unpackLongScalar(const vlArray* argument) {
                   "Scalar input argument %g is out of range.");
 }
 
-std::vector<long> unpackVector(const vlArray* argument) {
+Longs unpackVector(const vlArray* argument) {
   if (vlGetClassID(argument) != vlDOUBLE_CLASS) {
     vlErrMsgIdAndTxt("VORLAN:tarvik:unpackVector:argumentNotDouble",
                      "Vector argument must be double precision instead of %s.",
                      vlGetClassName(argument));
   }
-  std::vector<long> values(vlGetNumberOfElements(argument));
-  const auto* element = static_cast<const double*>(vlGetData(argument));
-  for (long& value : values) {
-    value = toLongOr(*element++, "VORLAN:tarvik:unpackVector:outOfRange",
-                     "Vector element %g is out of range.");
-  }
+  Longs values(vlGetNumberOfElements(argument));
+  unpackElements(static_cast<const double*>(vlGetData(argument)), values.size(), values.data());
   return values;
+}
+
+void unpackElements(const double* elements, std::size_t count, long* values) {
+  std::transform(elements, elements + count, values, [](double element) {
+    return toLongOr(element, "VORLAN:tarvik:unpackVector:outOfRange",
+                    "Vector element %g is out of range.");
+  });
 }
 
 void setLong(vlArray* scalar, long value) {

@@ -1,8 +1,7 @@
 /// Numbers between the host, where all are doubles, and the CDF library, where all are longs.
 #pragma once
 
-#include <vector>
-
+#include "cdf/lists.h"
 #include "host/array.h"
 
 namespace tarvik {
@@ -15,7 +14,10 @@ long unpackLongScalar(const vlArray* argument);
 
 /// The values of a double array of any shape and length, in storage order, each as above. Raises
 /// "argumentNotDouble" or "outOfRange" of unpackVector.
-std::vector<long> unpackVector(const vlArray* argument);
+Longs unpackVector(const vlArray* argument);
+
+/// The same for some elements of such an array.
+void unpackElements(const double* elements, std::size_t count, long* values);
 
 /// A new double scalar.
 vlArray* packUpLong(long value);

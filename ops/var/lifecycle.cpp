@@ -17,7 +17,7 @@ namespace tarvik::ops {
 namespace {
 
 long unpackRecordVariance(const vlArray* argument) {
-  const std::vector<long> variance = unpackVariance(argument);
+  const Longs variance = unpackVariance(argument);
   if (variance.size() != 1) {
     vlErrMsgIdAndTxt("VORLAN:tarvik:createVar:badRecVariance",
                      "The record variance input must contain exactly one value.");
@@ -25,8 +25,8 @@ long unpackRecordVariance(const vlArray* argument) {
   return variance[0];
 }
 
-std::vector<long> unpackDimensionVariances(const vlArray* argument, std::size_t numDims) {
-  std::vector<long> variances = unpackVariance(argument);
+Longs unpackDimensionVariances(const vlArray* argument, std::size_t numDims) {
+  Longs variances = unpackVariance(argument);
   if (variances.size() != numDims) {
     vlErrMsgIdAndTxt("VORLAN:tarvik:createVar:mismatchedVarianceSize",
                      "The length of the dimension variances (%u) does not equal the length of the "
@@ -48,7 +48,7 @@ cdf::VariableShape unpackShape(const vlArray* inputs[]) {
 }
 
 /// A 1-by-n double row, or an empty double array.
-vlArray* packUpExtents(const std::vector<long>& extents) {
+vlArray* packUpExtents(const Longs& extents) {
   if (extents.empty()) {
     return vlCreateNumericArray(0, nullptr, vlDOUBLE_CLASS, vlREAL);
   }

@@ -31,7 +31,7 @@ void checkPadValue(const VariableDescription& description, const vlArray* value)
 
 /// The characters of one record, which is what the library is given room for.
 std::size_t recordCharacters(const OperationEntry* entry, const VariableDescription& description) {
-  std::vector<long> factors = description.dimSizes;
+  Longs factors = description.dimSizes;
   factors.push_back(description.numElements);
   return static_cast<std::size_t>(elementCount(entry->name, factors));
 }

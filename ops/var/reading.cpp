@@ -1,4 +1,5 @@
 // Reading values of a variable: one, a record, a hyperslab.
+#include <cstring>
 #include <functional>
 
 #include "cdf/requests.h"
@@ -12,14 +13,14 @@ namespace tarvik::ops {
 namespace {
 
 /// Only a variable without dimensions may be read without indices.
-std::vector<long> unpackIndices(int numInputs, const vlArray* inputs[],
-                                const VariableDescription& description) {
+Longs unpackIndices(int numInputs, const vlArray* inputs[],
+                    const VariableDescription& description) {
   if (numInputs < 4 && description.numDims != 0) {
     vlErrMsgIdAndTxt("VORLAN:tarvik:getVarData:cannotOmitDimSpec",
                      "The dimension indices argument cannot be omitted when the number of "
                      "dimensions is not zero.");
   }
-  std::vector<long> indices = numInputs < 4 ? std::vector<long>() : unpackVector(inputs[3]);
+  Longs indices = numInputs < 4 ? Longs() : unpackVector(inputs[3]);
   if (indices.size() != description.dimSizes.size()) {
     vlErrMsgIdAndTxt("VORLAN:tarvik:getVarData:badDimSpec",
                      "The length of the dimension indices argument must equal the number of "
@@ -31,9 +32,9 @@ std::vector<long> unpackIndices(int numInputs, const vlArray* inputs[],
 
 /// The dimensions of a value come first and then those of the variable, in the user's order; values
 /// of one element need no dimension of their own.
-std::vector<long> recordDimensions(const VariableDescription& description, long majority) {
+Longs recordDimensions(const VariableDescription& description, long majority) {
   const long perValue = elementsPerValue(description);
-  std::vector<long> dims = description.dimSizes;
+  Longs dims = description.dimSizes;
   adjustToMajority(majority, dims);
   if (perValue != 1 || dims.empty()) {
     dims.insert(dims.begin(), perValue);
@@ -41,7 +42,12 @@ std::vector<long> recordDimensions(const VariableDescription& description, long 
   return dims;
 }
 
-void checkCountsFit(const std::vector<long>& counts, const std::vector<long>& dimSizes) {
+bool hasConstantDimension(const VariableDescription& description) {
+  const Longs& varys = description.dimVarys;
+  return std::find(varys.begin(), varys.end(), NOVARY) != varys.end();
+}
+
+void checkCountsFit(const Longs& counts, const Longs& dimSizes) {
   if (!std::equal(counts.begin(), counts.end(), dimSizes.begin(), std::less_equal<>())) {
     vlErrMsgIdAndTxt("VORLAN:tarvik:hyperGetVarRecordData:dimSizeTooLarge",
                      "The specified dimension size exceeds that of the variable.");
@@ -49,9 +55,9 @@ void checkCountsFit(const std::vector<long>& counts, const std::vector<long>& di
 }
 
 /// Strings keep a dimension even where it is 1; the records come last.
-std::vector<long> slabDimensions(const VariableDescription& description, const cdf::Hyperslab& slab,
-                                 long majority) {
-  std::vector<long> dims = slab.counts;
+Longs slabDimensions(const VariableDescription& description, const cdf::Hyperslab& slab,
+                     long majority) {
+  Longs dims = slab.counts;
   adjustToMajority(majority, dims);
   const long perValue = elementsPerValue(description);
   if (perValue != 1 || isCharacter(description.datatype)) {
@@ -88,8 +94,14 @@ void getVarRecordData(int, vlArray* outputs[], int, const vlArray* inputs[],
   const vlClassID classId = mapCdfDatatypeToVorlan(description.datatype);
   const long majority = inquireMajority(entry, variable.file);
 
-  const auto dims = arrayDimensions(entry->name, recordDimensions(description, majority));
+  const Longs shape = recordDimensions(description, majority);
+  const auto dims = arrayDimensions(entry->name, shape);
   outputs[0] = readArray(dims, classId, [&](void* values) {
+    if (isCharacter(description.datatype) && hasConstantDimension(description)) {
+      // The library gives the stored values only. What is left of the bytes must not be what the
+      // memory held before; numeric arrays are zeroed anyway.
+      std::memset(values, 0, static_cast<std::size_t>(elementCount(entry->name, shape)));
+    }
     check(entry, cdf::readRecord(variable.file, variable.number, record, values));
   });
 }

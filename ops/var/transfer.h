@@ -2,8 +2,7 @@
 /// writes the arrays' own memory. Only characters pass through bytes.
 #pragma once
 
-#include <vector>
-
+#include "cdf/lists.h"
 #include "cdf/requests.h"
 #include "convert/counts.h"
 #include "convert/datatypes.h"
@@ -38,8 +37,7 @@ void checkClass(const VariableDescription& description, const vlArray* value,
 /// A new array that `read` fills: it is given the array's own memory, or for characters at least
 /// `leastBytes` bytes, from which the array is filled.
 template <typename Read>
-vlArray* readArray(const std::vector<std::size_t>& dims, vlClassID classId, Read read,
-                   std::size_t leastBytes = 0) {
+vlArray* readArray(const Sizes& dims, vlClassID classId, Read read, std::size_t leastBytes = 0) {
   if (classId != vlCHAR_CLASS) {
     vlArray* values = vlCreateNumericArray(dims.size(), dims.data(), classId, vlREAL);
     read(vlGetData(values));

@@ -4,10 +4,10 @@
 #pragma once
 
 #include <algorithm>
-#include <vector>
 
 #include "cdf/functions.h"
 #include "cdf/items.h"
+#include "cdf/lists.h"
 #include "gateway/operations.h"
 #include "host/array.h"
 
@@ -27,9 +27,9 @@ struct VariableDescription {
   /// The string length for CDF_CHAR and CDF_UCHAR, 1 for every other datatype.
   long numElements = 0;
   long numDims = 0;
-  std::vector<long> dimSizes;  ///< One for each dimension, in the library's order.
+  Longs dimSizes;  ///< One for each dimension, in the library's order.
   long recVary = 0;
-  std::vector<long> dimVarys;  ///< As dimSizes.
+  Longs dimVarys;  ///< As dimSizes.
 };
 
 /// Raises the failure of the inquiry under the tag `step`.

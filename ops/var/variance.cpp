@@ -31,8 +31,8 @@ vlLogical toLogical(long variance) {
 
 }  // namespace
 
-std::vector<long> unpackVariance(const vlArray* argument) {
-  std::vector<long> variances(vlGetNumberOfElements(argument), NOVARY);
+Longs unpackVariance(const vlArray* argument) {
+  Longs variances(vlGetNumberOfElements(argument), NOVARY);
   const auto convert = [&variances](const auto* elements, auto conversion) {
     std::transform(elements, elements + variances.size(), variances.begin(), conversion);
   };
@@ -50,7 +50,7 @@ std::vector<long> unpackVariance(const vlArray* argument) {
   return variances;
 }
 
-vlArray* packUpVariance(const std::vector<long>& variances) {
+vlArray* packUpVariance(const Longs& variances) {
   if (variances.empty()) {
     return vlCreateLogicalArray(0, nullptr);
   }

@@ -18,7 +18,7 @@ bool hasElements(const vlArray* value, long count) {
   return count >= 0 && vlGetNumberOfElements(value) == static_cast<std::size_t>(count);
 }
 
-void checkIndices(const VariableDescription& description, const std::vector<long>& indices) {
+void checkIndices(const VariableDescription& description, const Longs& indices) {
   if (indices.size() != description.dimSizes.size()) {
     vlErrMsgIdAndTxt("VORLAN:tarvik:putVarData:badDimensionExtent",
                      "CDF variable \"%s\" requires a dimension argument of length %u.",
@@ -51,7 +51,7 @@ void checkOneValue(const VariableDescription& description, const vlArray* value)
 
 void checkOneRecord(const OperationEntry* entry, const VariableDescription& description,
                     const vlArray* values) {
-  std::vector<long> factors = description.dimSizes;
+  Longs factors = description.dimSizes;
   factors.push_back(elementsPerValue(description));
   const long expected = elementCount(entry->name, factors);
   if (!hasElements(values, expected)) {
@@ -63,7 +63,7 @@ void checkOneRecord(const OperationEntry* entry, const VariableDescription& desc
 }
 
 /// "[ 2 3 ]" for the counts 2 and 3.
-std::string bracketed(const std::vector<long>& counts) {
+std::string bracketed(const Longs& counts) {
   std::string text = "[";
   for (const long count : counts) {
     text += " " + std::to_string(count);
@@ -73,7 +73,7 @@ std::string bracketed(const std::vector<long>& counts) {
 
 void checkHyperslab(const OperationEntry* entry, const VariableDescription& description,
                     const cdf::Hyperslab& slab, const vlArray* values) {
-  std::vector<long> factors = {slab.recordCount, elementsPerValue(description)};
+  Longs factors = {slab.recordCount, elementsPerValue(description)};
   factors.insert(factors.end(), slab.counts.begin(), slab.counts.end());
   const long expected = elementCount(entry->name, factors);
   // Two negative counts have a positive product.
