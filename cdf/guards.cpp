@@ -1,5 +1,6 @@
 #include "cdf/guards.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <string_view>
@@ -114,6 +115,13 @@ CDFstatus judgeRecords(long start, long count, long interval) {
     return allowed;  // Refused by the library, each with a status of its own.
   }
   return lastOf(start, count, interval) >= largest ? BAD_REC_NUM : allowed;
+}
+
+// A hyperslab read of a variable whose records do not vary, of two records or more with an interval
+// of two or more, writes past the room for its values. The records are all alike, so the next one
+// serves as well; an interval below 1 is the library's to refuse.
+long intervalOfOneRecord(long interval) {
+  return std::min(interval, 1L);
 }
 
 // Allocating a block up to record 2147483647 crashes.

@@ -15,6 +15,8 @@ inline constexpr long zMODEon2 = 2;
 inline constexpr long VARY = -1;
 inline constexpr long NOVARY = 0;
 
+inline constexpr long NO_SPARSERECORDS = 0;
+
 inline constexpr long ROW_MAJOR = 1;
 inline constexpr long COLUMN_MAJOR = 2;
 
@@ -27,6 +29,9 @@ inline constexpr long VARIABLE_SCOPE = 2;
 /// Which entries of an attribute the entry functions act on.
 inline constexpr int globalEntries = 1;
 inline constexpr int zEntries = 3;
+
+/// Says to the record functions that the number is a z-variable's.
+inline constexpr int zVariable = 1;
 
 inline constexpr std::size_t CDF_MAX_DIMS = 10;
 inline constexpr std::size_t CDF_MAX_PARMS = 5;

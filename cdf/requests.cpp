@@ -2,6 +2,7 @@
 
 #include "cdf/call.h"
 #include "cdf/guards.h"
+#include "cdf/sparse_reader.h"
 
 namespace tarvik::cdf {
 
@@ -12,8 +13,6 @@ template <typename Request>
 CDFstatus unlessRefused(CDFstatus judgement, Request request) {
   return judgement < 0 ? judgement : request();
 }
-
-constexpr int zVariable = 1;
 
 /// `function` is GET_ or PUT_.
 CDFstatus transferValue(CDFid file, long variable, const ValuePlace& place, long function,
@@ -77,7 +76,13 @@ CDFstatus renameAttribute(CDFid file, long attribute, const std::string& name) {
   });
 }
 
-CDFstatus readValue(CDFid file, long variable, const ValuePlace& place, void* value) {
+CDFstatus readValue(CDFid file, long variable, const Records& records, const ValuePlace& place,
+                    void* value) {
+  if (records.sparse) {
+    const Longs ones(place.indices.size(), 1);
+    return readHyperslab(file, variable, records, {place.record, 1, 1, place.indices, ones, ones},
+                         value);
+  }
   return transferValue(file, variable, place, GET_, value);
 }
 
@@ -85,8 +90,14 @@ CDFstatus writeValue(CDFid file, long variable, const ValuePlace& place, const v
   return transferValue(file, variable, place, PUT_, value);
 }
 
-CDFstatus readRecord(CDFid file, long variable, long record, void* values) {
+CDFstatus readRecord(CDFid file, long variable, const Records& records, long record, void* values) {
   return unlessRefused(judgeRecord(record), [&] {
+    if (records.sparse) {
+      const SparseReader reader(file, variable);
+      if (reader.isNeeded()) {
+        return reader.readRecord(record, values);
+      }
+    }
     return CDFgetVarRecordData(file, zVariable, variable, record, values);
   });
 }
@@ -97,7 +108,17 @@ CDFstatus writeRecord(CDFid file, long variable, long record, const void* values
   });
 }
 
-CDFstatus readHyperslab(CDFid file, long variable, const Hyperslab& slab, void* values) {
+CDFstatus readHyperslab(CDFid file, long variable, const Records& records, Hyperslab slab,
+                        void* values) {
+  if (!records.vary) {
+    slab.recordInterval = intervalOfOneRecord(slab.recordInterval);
+  }
+  if (records.sparse && judgeHyperslab(slab) >= 0) {
+    const SparseReader reader(file, variable);
+    if (reader.isNeeded() && reader.covers(slab)) {
+      return reader.readSlab(slab, values);
+    }
+  }
   return transferHyperslab(file, variable, slab, GET_, values);
 }
 

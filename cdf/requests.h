@@ -39,10 +39,17 @@ struct ValuePlace {
   Longs indices;
 };
 
-CDFstatus readValue(CDFid file, long variable, const ValuePlace& place, void* value);
+/// What decides how a variable's records can be read without harm.
+struct Records {
+  bool vary;
+  bool sparse;
+};
+
+CDFstatus readValue(CDFid file, long variable, const Records& records, const ValuePlace& place,
+                    void* value);
 CDFstatus writeValue(CDFid file, long variable, const ValuePlace& place, const void* value);
 
-CDFstatus readRecord(CDFid file, long variable, long record, void* values);
+CDFstatus readRecord(CDFid file, long variable, const Records& records, long record, void* values);
 CDFstatus writeRecord(CDFid file, long variable, long record, const void* values);
 
 /// A run of records, each cut to a block of the dimensions, with strides. The lists are in the
@@ -56,7 +63,8 @@ struct Hyperslab {
   Longs intervals;
 };
 
-CDFstatus readHyperslab(CDFid file, long variable, const Hyperslab& slab, void* values);
+CDFstatus readHyperslab(CDFid file, long variable, const Records& records, Hyperslab slab,
+                        void* values);
 CDFstatus writeHyperslab(CDFid file, long variable, const Hyperslab& slab, const void* values);
 
 /// Allocates the records from `first` to `last`.

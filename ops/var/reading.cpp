@@ -81,7 +81,8 @@ void getVarData(int, vlArray* outputs[], int numInputs, const vlArray* inputs[],
   const auto dims = arrayDimensions(entry->name, {elementsPerValue(description), 1});
   const vlClassID classId = mapCdfDatatypeToVorlan(description.datatype);
   outputs[0] = readArray(dims, classId, [&](void* value) {
-    check(entry, cdf::readValue(variable.file, variable.number, place, value));
+    check(entry,
+          cdf::readValue(variable.file, variable.number, description.records(), place, value));
   });
 }
 
@@ -102,7 +103,8 @@ void getVarRecordData(int, vlArray* outputs[], int, const vlArray* inputs[],
       // memory held before; numeric arrays are zeroed anyway.
       std::memset(values, 0, static_cast<std::size_t>(elementCount(entry->name, shape)));
     }
-    check(entry, cdf::readRecord(variable.file, variable.number, record, values));
+    check(entry,
+          cdf::readRecord(variable.file, variable.number, description.records(), record, values));
   });
 }
 
@@ -120,7 +122,8 @@ void hyperGetVarData(int, vlArray* outputs[], int, const vlArray* inputs[],
   const auto dims = arrayDimensions(entry->name, slabDimensions(description, slab, majority));
   const vlClassID classId = mapCdfDatatypeToVorlan(description.datatype);
   outputs[0] = readArray(dims, classId, [&](void* values) {
-    check(entry, cdf::readHyperslab(variable.file, variable.number, slab, values));
+    check(entry,
+          cdf::readHyperslab(variable.file, variable.number, description.records(), slab, values));
   });
 }
 

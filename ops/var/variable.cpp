@@ -23,7 +23,8 @@ VariableDescription describeVariable(const OperationEntry* entry, const Variable
                         zVAR_DATATYPE_, &description.datatype, zVAR_NUMELEMS_,
                         &description.numElements, zVAR_NUMDIMS_, &description.numDims,
                         zVAR_DIMSIZES_, description.dimSizes.data(), zVAR_RECVARY_,
-                        &description.recVary, zVAR_DIMVARYS_, description.dimVarys.data()),
+                        &description.recVary, zVAR_DIMVARYS_, description.dimVarys.data(),
+                        zVAR_SPARSERECORDS_, &description.sparseRecords),
         step);
   description.dimSizes.resize(static_cast<std::size_t>(description.numDims));
   description.dimVarys.resize(static_cast<std::size_t>(description.numDims));

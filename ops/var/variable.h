@@ -8,6 +8,7 @@
 #include "cdf/functions.h"
 #include "cdf/items.h"
 #include "cdf/lists.h"
+#include "cdf/requests.h"
 #include "gateway/operations.h"
 #include "host/array.h"
 
@@ -30,6 +31,9 @@ struct VariableDescription {
   Longs dimSizes;  ///< One for each dimension, in the library's order.
   long recVary = 0;
   Longs dimVarys;  ///< As dimSizes.
+  long sparseRecords = 0;
+
+  cdf::Records records() const { return {recVary != NOVARY, sparseRecords != NO_SPARSERECORDS}; }
 };
 
 /// Raises the failure of the inquiry under the tag `step`.

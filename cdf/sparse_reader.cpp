@@ -1,0 +1,104 @@
+// Seen with version 3.9.1 of the library, used directly: once a variable with compressed sparse
+// records was written to, a read of a record that was not fills all records up to the next written
+// one, wherever the caller's room ends: 72 bytes for a record of 24. A hyperslab of a part of the
+// dimensions overruns memory of the library's own too.
+#include "cdf/sparse_reader.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <memory>
+#include <numeric>
+
+#include "cdf/call.h"
+
+namespace tarvik::cdf {
+
+SparseReader::SparseReader(CDFid file, long variable) : file_(file), variable_(variable) {
+  long compression = 0, percentage = 0, datatype = 0, numElements = 0, numDims = 0, majority = 0;
+  std::array<long, CDF_MAX_PARMS> parameters{};
+  std::array<long, CDF_MAX_DIMS> sizes{}, varys{};
+  status_ = onVariable(file, variable, GET_, CDF_MAJORITY_, &majority, zVAR_COMPRESSION_,
+                       &compression, parameters.data(), &percentage, zVAR_MAXREC_, &lastRecord_,
+                       zVAR_DATATYPE_, &datatype, zVAR_NUMELEMS_, &numElements, zVAR_NUMDIMS_,
+                       &numDims, zVAR_DIMSIZES_, sizes.data(), zVAR_DIMVARYS_, varys.data());
+  if (status_ < 0 || call(GET_, DATATYPE_SIZE_, datatype, &valueBytes_) < 0) {
+    return;
+  }
+  compressed_ = compression != 0;
+  valueBytes_ *= numElements;
+  sizes_.assign(sizes.begin(), sizes.begin() + numDims);
+  layOut(majority, varys.data());
+}
+
+void SparseReader::layOut(long majority, const long* varys) {
+  order_.resize(sizes_.size());
+  std::iota(order_.begin(), order_.end(), 0L);
+  if (majority != ROW_MAJOR) {
+    std::reverse(order_.begin(), order_.end());
+  }
+  strides_.resize(sizes_.size(), 0);
+  recordBytes_ = valueBytes_;
+  std::for_each(order_.rbegin(), order_.rend(), [&](long dimension) {
+    const auto i = static_cast<std::size_t>(dimension);
+    if (varys[i] != NOVARY) {
+      strides_[i] = recordBytes_;
+      recordBytes_ *= sizes_[i];
+    }
+  });
+}
+
+bool SparseReader::covers(const Hyperslab& slab) const {
+  for (std::size_t i = 0; i < sizes_.size(); ++i) {
+    const long index = slab.indices[i], count = slab.counts[i], interval = slab.intervals[i];
+    if (index < 0 || count < 1 || interval < 1 || index + (count - 1) * interval >= sizes_[i]) {
+      return false;
+    }
+  }
+  return slab.recordCount > 0 && slab.recordInterval > 0;
+}
+
+/// Copies the record's values that belong to the slab to `to`, which moves on.
+void SparseReader::gather(const Hyperslab& slab, const char* from, char*& to,
+                          std::size_t depth) const {
+  if (depth == order_.size()) {
+    std::memcpy(to, from, static_cast<std::size_t>(valueBytes_));
+    to += valueBytes_;
+    return;
+  }
+  const auto i = static_cast<std::size_t>(order_[depth]);
+  for (long n = 0; n < slab.counts[i]; ++n) {
+    const long index = slab.indices[i] + n * slab.intervals[i];
+    gather(slab, from + index * strides_[i], to, depth + 1);
+  }
+}
+
+/// Reads a record with room for all that are there from it on, and calls `use` with it.
+template <typename Use>
+CDFstatus SparseReader::readRoomily(long record, Use use) const {
+  const long records = 1 + std::max(0L, lastRecord_ - record);
+  const std::unique_ptr<char[]> room(new char[static_cast<std::size_t>(records * recordBytes_)]);
+  const CDFstatus status = CDFgetVarRecordData(file_, zVariable, variable_, record, room.get());
+  if (status >= 0) {
+    use(room.get());
+  }
+  return status;
+}
+
+CDFstatus SparseReader::readRecord(long record, void* values) const {
+  return readRoomily(record, [&](const char* bytes) {
+    std::memcpy(values, bytes, static_cast<std::size_t>(recordBytes_));
+  });
+}
+
+CDFstatus SparseReader::readSlab(const Hyperslab& slab, void* values) const {
+  CDFstatus status = 0;
+  char* to = static_cast<char*>(values);
+  for (long i = 0; i < slab.recordCount && status >= 0; ++i) {
+    status = readRoomily(slab.recordStart + i * slab.recordInterval,
+                         [&](const char* bytes) { gather(slab, bytes, to, 0); });
+  }
+  return status;
+}
+
+}  // namespace tarvik::cdf

@@ -1,0 +1,45 @@
+/// Reading of variables whose sparse records are compressed.
+#pragma once
+
+#include "cdf/lists.h"
+#include "cdf/requests.h"
+
+namespace tarvik::cdf {
+
+/// Reads whole records into room of its own and takes from there what was asked for, since the
+/// library overruns the caller's room: what it does stands in sparse_reader.cpp.
+class SparseReader {
+ public:
+  SparseReader(CDFid file, long variable);
+
+  /// Whether the variable is compressed and can be described. Any other one the library reads by
+  /// itself.
+  bool isNeeded() const { return status_ >= 0 && compressed_; }
+  /// Whether the slab lies inside the records. One that does not the library refuses before it
+  /// reads.
+  bool covers(const Hyperslab& slab) const;
+
+  /// A record's stored values.
+  CDFstatus readRecord(long record, void* values) const;
+  /// A slab that is covered.
+  CDFstatus readSlab(const Hyperslab& slab, void* values) const;
+
+ private:
+  void layOut(long majority, const long* varys);
+  void gather(const Hyperslab& slab, const char* from, char*& to, std::size_t depth) const;
+  template <typename Use>
+  CDFstatus readRoomily(long record, Use use) const;
+
+  CDFid file_;
+  long variable_;
+  CDFstatus status_;  ///< Of the description.
+  bool compressed_ = false;
+  long lastRecord_ = -1;
+  long valueBytes_ = 0;
+  long recordBytes_ = 0;  ///< Of the stored values.
+  Longs sizes_;
+  Longs strides_;  ///< In bytes; 0 for a dimension that does not vary.
+  Longs order_;    ///< The dimensions, from the slowest to the fastest.
+};
+
+}  // namespace tarvik::cdf
