@@ -9,25 +9,11 @@ namespace tarvik::ops {
 
 namespace {
 
-void checkPadValue(const VariableDescription& description, const vlArray* value) {
-  constexpr const char* identifier = "VORLAN:tarvik:setVarPadValue:wrongNumberOfElements";
-  const long expected = elementsPerValue(description);
-  if (expected >= 0 && vlGetNumberOfElements(value) == static_cast<std::size_t>(expected)) {
-    return;
-  }
-  if (description.datatype == CDF_EPOCH16) {
-    vlErrMsgIdAndTxt(identifier,
-                     "The pad value for variable \"%s\" must consist of a two-element double "
-                     "precision value.",
-                     description.name.data());
-  }
-  if (isCharacter(description.datatype)) {
-    vlErrMsgIdAndTxt(identifier, "The pad value for variable \"%s\" must have %d elements.",
-                     description.name.data(), static_cast<int>(description.numElements));
-  }
-  vlErrMsgIdAndTxt(identifier, "The pad value for variable \"%s\" must consist of a scalar value.",
-                   description.name.data());
-}
+constexpr ValueCountError wrongNumberOfElements{
+    "VORLAN:tarvik:setVarPadValue:wrongNumberOfElements",
+    "The pad value for variable \"%s\" must consist of a two-element double precision value.",
+    "The pad value for variable \"%s\" must have %d elements.",
+    "The pad value for variable \"%s\" must consist of a scalar value."};
 
 /// The characters of one record, which is what the library is given room for.
 std::size_t recordCharacters(const OperationEntry* entry, const VariableDescription& description) {
@@ -60,7 +46,7 @@ void setVarPadValue(int, vlArray*[], int, const vlArray* inputs[], const Operati
   const VariableDescription description =
       describeVariable(entry, variable, tag::variableInquiryFailure);
   checkClass(description, inputs[2], "VORLAN:tarvik:setVarPadValue:datatypeMismatch");
-  checkPadValue(description, inputs[2]);
+  checkOneValue(description, inputs[2], wrongNumberOfElements);
   check(entry, writeArray(inputs[2], [&](const void* value) {
           return cdf::onVariable(variable.file, variable.number, PUT_, zVAR_PADVALUE_, value);
         }));

@@ -36,4 +36,15 @@ void checkClass(const VariableDescription& description, const vlArray* value,
   }
 }
 
+void checkOneValue(const VariableDescription& description, const vlArray* value,
+                   const ValueCountError& error) {
+  if (hasElements(value, elementsPerValue(description))) {
+    return;
+  }
+  const char* ofOthers = isCharacter(description.datatype) ? error.ofCharacters : error.ofNumbers;
+  vlErrMsgIdAndTxt(error.identifier,
+                   description.datatype == CDF_EPOCH16 ? error.ofEpoch16 : ofOthers,
+                   description.name.data(), static_cast<int>(description.numElements));
+}
+
 }  // namespace tarvik::ops

@@ -34,6 +34,22 @@ void checkListLengths(const VariableDescription& description, const cdf::Hypersl
 void checkClass(const VariableDescription& description, const vlArray* value,
                 const char* identifier);
 
+inline bool hasElements(const vlArray* value, long count) {
+  return count >= 0 && vlGetNumberOfElements(value) == static_cast<std::size_t>(count);
+}
+
+/// What an operation says of an array that does not hold exactly one value of a variable. The
+/// messages take the variable's name and its number of elements.
+struct ValueCountError {
+  const char* identifier;
+  const char* ofEpoch16;
+  const char* ofCharacters;
+  const char* ofNumbers;
+};
+
+void checkOneValue(const VariableDescription& description, const vlArray* value,
+                   const ValueCountError& error);
+
 /// A new array that `read` fills: it is given the array's own memory, or for characters at least
 /// `leastBytes` bytes, from which the array is filled.
 template <typename Read>

@@ -14,9 +14,12 @@ namespace tarvik::ops {
 
 namespace {
 
-bool hasElements(const vlArray* value, long count) {
-  return count >= 0 && vlGetNumberOfElements(value) == static_cast<std::size_t>(count);
-}
+constexpr ValueCountError wrongNumberOfElements{
+    "VORLAN:tarvik:putVarData:wrongNumberOfElements",
+    "When using putVarData with variable \"%s\", exactly 2 double precision values must be "
+    "provided.",
+    "When using putVarData with variable \"%s\", exactly %d elements must be provided.",
+    "When using putVarData with variable \"%s\", exactly 1 element must be provided."};
 
 void checkIndices(const VariableDescription& description, const Longs& indices) {
   if (indices.size() != description.dimSizes.size()) {
@@ -24,29 +27,6 @@ void checkIndices(const VariableDescription& description, const Longs& indices) 
                      "CDF variable \"%s\" requires a dimension argument of length %u.",
                      description.name.data(), static_cast<unsigned>(description.numDims));
   }
-}
-
-void checkOneValue(const VariableDescription& description, const vlArray* value) {
-  constexpr const char* identifier = "VORLAN:tarvik:putVarData:wrongNumberOfElements";
-  if (hasElements(value, elementsPerValue(description))) {
-    return;
-  }
-  if (description.datatype == CDF_EPOCH16) {
-    vlErrMsgIdAndTxt(
-        identifier,
-        "When using putVarData with variable \"%s\", exactly 2 double precision values "
-        "must be provided.",
-        description.name.data());
-  }
-  if (isCharacter(description.datatype)) {
-    vlErrMsgIdAndTxt(identifier,
-                     "When using putVarData with variable \"%s\", exactly %d elements must be "
-                     "provided.",
-                     description.name.data(), static_cast<int>(description.numElements));
-  }
-  vlErrMsgIdAndTxt(
-      identifier, "When using putVarData with variable \"%s\", exactly 1 element must be provided.",
-      description.name.data());
 }
 
 void checkOneRecord(const OperationEntry* entry, const VariableDescription& description,
@@ -99,7 +79,7 @@ void putVarData(int, vlArray*[], int, const vlArray* inputs[], const OperationEn
       describeVariable(entry, variable, tag::variableInquiryFailure);
   adjustToMajority(inquireMajority(entry, variable.file), place.indices);
   checkIndices(description, place.indices);
-  checkOneValue(description, inputs[4]);
+  checkOneValue(description, inputs[4], wrongNumberOfElements);
   checkClass(description, inputs[4], "VORLAN:tarvik:putVarData:datatypeMismatch");
 
   check(entry, writeArray(inputs[4], [&](const void* value) {

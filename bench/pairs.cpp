@@ -1,0 +1,103 @@
+#include "bench/pairs.h"
+
+#include <algorithm>
+#include <benchmark/benchmark.h>
+#include <chrono>
+#include <fstream>
+#include <iterator>
+#include <utility>
+
+namespace bench {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+/// From here on a process's memory tells what one call needed.
+constexpr double largeBytes = 50e6;
+
+bool isTrial = false;
+
+/// Seconds for that many calls.
+double timeOf(const Way& way, long calls) {
+  const auto start = Clock::now();
+  for (long i = 0; i < calls; ++i) way.run();
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+double median(std::vector<double> values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
+/// A line of /proc/self/status, in bytes.
+double memory(const std::string& name) {
+  std::ifstream file("/proc/self/status");
+  std::string key;
+  double kibibytes = 0;
+  while (file >> key && key != name + ":") {
+  }
+  file >> kibibytes;
+  return kibibytes * 1024;
+}
+
+/// The memory that one call needed at its peak beyond what was held before it.
+double peakOf(const Way& way) {
+  const double before = memory("VmRSS");
+  std::ofstream("/proc/self/clear_refs") << 5;  // the peak starts anew
+  way.run();
+  return memory("VmHWM") - before;
+}
+
+void run(benchmark::State& state, const Work& work) {
+  const std::vector<Way> ways = work.prepare();
+  const long calls = trial() ? 1 : work.calls;
+  std::vector<std::vector<double>> times(ways.size());
+  for (const Way& way : ways) timeOf(way, 1);
+  for (auto turn : state) {
+    static_cast<void>(turn);
+    for (std::size_t i = 0; i < ways.size(); ++i) times[i].push_back(timeOf(ways[i], calls));
+    state.SetIterationTime(times[0].back());
+  }
+
+  // Ratios are taken turn by turn: a slow moment of the machine reaches the ways of one turn alike.
+  for (std::size_t i = 0; i < ways.size(); ++i) {
+    const std::string name = ways[i].name;
+    state.counters[name + "_ns"] = median(times[i]) * 1e9 / static_cast<double>(calls);
+    if (i == 0) continue;
+    std::vector<double> ratios;
+    std::transform(times[i].begin(), times[i].end(), times[0].begin(), std::back_inserter(ratios),
+                   [](double other, double own) { return other / own; });
+    state.counters["vs_" + name] = median(ratios);
+  }
+  for (const Way& way : ways) {
+    if (work.bytes >= largeBytes) {
+      state.counters[std::string(way.name) + "_peak"] = peakOf(way) / work.bytes;
+    }
+  }
+  if (work.bytes > 0) state.counters["bytes"] = work.bytes;
+  state.counters["items"] = work.items;
+}
+
+}  // namespace
+
+bool trial() {
+  return isTrial;
+}
+
+void setTrial() {
+  isTrial = true;
+}
+
+void add(Work work) {
+  const std::string name = work.name;
+  const long turns = trial() ? 1 : work.turns;
+  benchmark::RegisterBenchmark(
+      name.c_str(), [work = std::move(work)](benchmark::State& state) { run(state, work); })
+      ->Iterations(turns)
+      ->UseManualTime()
+      ->Unit(benchmark::kMicrosecond);
+}
+
+}  // namespace bench

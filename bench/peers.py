@@ -1,0 +1,105 @@
+"""The Python package beside other ways into CDF files: the same work, turn by turn in one run.
+
+Gives JSON on stdout: medians of the turns in seconds, and the median over the turns of each
+package's time divided by this package's.
+"""
+
+import argparse
+import gc
+import json
+import os
+import resource
+import statistics
+import sys
+import tempfile
+import time
+import warnings
+from importlib.metadata import version
+from operator import truediv
+from pathlib import Path
+
+import tarvik
+from peer_works import READERS, works
+
+
+def measure(name, functions, turns, limit):
+    """Call all functions turn by turn, at least three times, and more while seconds are left.
+
+    A function whose first call takes longer than the limit is not called again: that is its time.
+    """
+    first = {package: _seconds(function) for package, function in functions.items()}
+    calls = {package: _calls(seconds) for package, seconds in first.items()}
+    slow = [package for package, seconds in first.items() if seconds > limit > 0]
+    times = {package: [] for package in functions}
+    end = time.perf_counter() + limit
+    for turn in range(turns):
+        if turn >= 3 and time.perf_counter() > end:
+            break
+        for package, function in functions.items():
+            again = package not in slow
+            times[package].append(_seconds(function, calls[package]) if again else first[package])
+    return {
+        "name": name,
+        "seconds": {package: statistics.median(seconds) for package, seconds in times.items()},
+        "ratios": {
+            package: statistics.median(map(truediv, seconds, times["tarvik"]))
+            for package, seconds in times.items()
+        },
+    }
+
+
+def _seconds(function, calls=1):
+    gc.collect()
+    start = time.perf_counter()
+    for _ in range(calls):
+        function()
+    return (time.perf_counter() - start) / calls
+
+
+def _calls(first):
+    """Calls in a turn: enough to be long against the clock."""
+    return max(1, min(2000, int(0.02 / first)))
+
+
+def peak_memory(package, path):
+    """Peak memory in bytes of reading the whole variable, in a process of its own.
+
+    What the package needs before it reads is taken off.
+    """
+    reading, writing = os.pipe()
+    child = os.fork()
+    if child == 0:
+        before = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
+        READERS[package](path)
+        after = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
+        os.write(writing, str((after - before) * 1024).encode())
+        os._exit(0)
+    os.waitpid(child, 0)
+    os.close(writing)
+    return int(os.read(reading, 32))
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--trial", action="store_true", help="everything once, at its smallest")
+    parser.add_argument("--real", type=Path, help="a folder with files of missions")
+    parser.add_argument("--only", default="", help="works whose name holds this")
+    options = parser.parse_args()
+    warnings.simplefilter("ignore")
+    turns, limit = (1, 0) if options.trial else (25, 4)
+    with tempfile.TemporaryDirectory() as folder:
+        results = []
+        for name, functions in works(Path(folder), options.trial, options.real):
+            if options.only in name:
+                print(name, file=sys.stderr)
+                results.append(measure(name, functions, turns, limit))
+        path = os.path.join(folder, "values.cdf")
+        memory = {package: peak_memory(package, path) for package in READERS}
+        memory["file"] = os.path.getsize(path)
+    versions = {package: version(package) for package in READERS if package != "tarvik"}
+    versions |= {"tarvik": tarvik.__version__, "numpy": version("numpy")}
+    json.dump({"works": results, "memory": memory, "versions": versions}, sys.stdout, indent=1)
+
+
+if __name__ == "__main__":
+    main()

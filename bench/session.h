@@ -1,0 +1,79 @@
+/// The gateway as a host calls it, the CDF library as a C program calls it, and files for both.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "cdf/call.h"
+#include "cdf/functions.h"
+#include "cdf/items.h"
+#include "runtime/host.h"
+
+namespace bench {
+
+using vlhost::Array;
+
+Array number(double value);
+/// A column of numbers.
+Array list(const std::vector<double>& values);
+Array text(const std::string& value);
+/// The identifier under which the gateway knows the handle.
+Array identifier(CDFid file);
+/// A new array of the char or double class.
+Array unfilled(vlClassID classId, const std::vector<std::size_t>& dims);
+/// The same with values that repeat after some hundreds, so that they can be compressed.
+Array filled(vlClassID classId, const std::vector<std::size_t>& dims);
+
+/// The loaded plug-in; its name arrays are made once, as a host keeps the names of a program.
+class Call {
+ public:
+  explicit Call(const char* operation);
+  /// The first output, or null.
+  Array operator()(const std::vector<const vlArray*>& inputs) const;
+
+ private:
+  std::shared_ptr<vlArray> name_;
+};
+
+/// Ends the program with the library's words where a direct call failed.
+void must(CDFstatus status);
+
+/// A file name of the run's own folder, which goes at the end.
+std::string path(const std::string& name);
+
+/// A file that is open in the gateway and that the library is called on directly as well. It is
+/// closed, and deleted, with the object.
+class File {
+ public:
+  explicit File(const std::string& name);
+  ~File();
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
+
+  CDFid handle() const { return handle_; }
+  const vlArray* id() const { return id_.get(); }
+
+ private:
+  Array id_;
+  CDFid handle_;
+};
+
+/// What a variable is made of. One CDF_CHAR value of `numElements` characters, or one number.
+struct Variable {
+  long datatype;
+  long numElements;
+  std::vector<long> dimSizes;
+};
+
+/// Makes a variable with the library; gives its number.
+long createVariable(CDFid file, const std::string& name, const Variable& variable);
+long createAttribute(CDFid file, const std::string& name, long scope);
+
+/// The inquiries that come before every transfer of values.
+void inquireVariable(CDFid file, long variable);
+void inquireMajority(CDFid file);
+
+}  // namespace bench
