@@ -42,4 +42,9 @@ void EPOCHbreakdown(double epoch, long* year, long* month, long* day, long* hour
 void EPOCH16breakdown(double epoch[2], long* year, long* month, long* day, long* hour, long* minute,
                       long* second, long* msec, long* usec, long* nsec, long* psec);
 
+/// Year, month, day and then, as long as the caller goes on, hour, minute, second, millisecond,
+/// microsecond and nanosecond: as double, and as pointers to double.
+long long computeTT2000(double year, double month, double day, ...);
+void breakdownTT2000(long long tt2000, double* year, double* month, double* day, ...);
+
 }  // extern "C"

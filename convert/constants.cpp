@@ -24,6 +24,10 @@ const std::pair<const char*, double> table[] = {
     {"CDF_DOUBLE", 45},
     {"CDF_CHAR", 51},
     {"CDF_UCHAR", 52},
+#ifdef TARVIK_EXTENDED
+    {"CDF_INT8", 8},
+    {"CDF_TIME_TT2000", 33},
+#endif
     // Encodings.
     {"OPTIMAL_ENCODING_TREES", 0},
     {"NETWORK_ENCODING", 1},

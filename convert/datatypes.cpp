@@ -23,6 +23,10 @@ constexpr Datatype datatypes[] = {
     {45, "CDF_DOUBLE", "cdf_double", vlDOUBLE_CLASS, 8},
     {CDF_CHAR, "CDF_CHAR", "cdf_char", vlCHAR_CLASS, 1},
     {CDF_UCHAR, "CDF_UCHAR", "cdf_uchar", vlCHAR_CLASS, 1},
+#ifdef TARVIK_EXTENDED
+    {8, "CDF_INT8", "cdf_int8", vlINT64_CLASS, 8},
+    {33, "CDF_TIME_TT2000", "cdf_time_tt2000", vlINT64_CLASS, 8},
+#endif
 };
 
 }  // namespace

@@ -19,6 +19,12 @@ constexpr std::array rows = {
 #undef OPERATION
 };
 
+#ifdef TARVIK_EXTENDED
+constexpr std::size_t operationCount = 90;
+#else
+constexpr std::size_t operationCount = 88;
+#endif
+
 /// The rows in the order of their names, in which a name is found in a few steps.
 constexpr auto sortedByName() {
   auto sorted = rows;
@@ -55,7 +61,7 @@ constexpr bool rowsAreComplete() {
   return true;
 }
 
-static_assert(operations.size() == 88);
+static_assert(operations.size() == operationCount);
 static_assert(namesAndIdsAreUnique());
 static_assert(rowsAreComplete());
 

@@ -7,6 +7,7 @@
 #include "cdf/functions.h"
 #include "convert/numbers.h"
 #include "gateway/handlers.h"
+#include "ops/epoch/inputs.h"
 
 namespace tarvik::ops {
 
@@ -20,27 +21,6 @@ constexpr std::size_t epoch16Doubles = 2;
 
 /// What the library gives for components that are no valid time.
 constexpr double ILLEGAL_EPOCH_VALUE = -1.0;
-
-struct InputError {
-  const char* identifier;
-  const char* message;
-};
-
-constexpr const char* notDouble = "The input argument must be double precision.";
-
-std::size_t countGroups(const vlArray* argument, std::size_t size, const InputError& badLength) {
-  const std::size_t elements = vlGetNumberOfElements(argument);
-  if (elements % size != 0) {
-    vlErrMsgIdAndTxt(badLength.identifier, "%s", badLength.message);
-  }
-  return elements / size;
-}
-
-void checkDouble(const vlArray* argument, const char* identifier) {
-  if (vlGetClassID(argument) != vlDOUBLE_CLASS) {
-    vlErrMsgIdAndTxt(identifier, "%s", notDouble);
-  }
-}
 
 const double* doublesOf(const vlArray* array) {
   return static_cast<const double*>(vlGetData(array));

@@ -1,4 +1,5 @@
-// The datatypes of the library that the gateway serves, as tests see them.
+// The datatypes of the library that the gateway serves, as tests see them. Tests that are compiled
+// for the extended plug-in find its rows here too.
 #pragma once
 
 #include <cstddef>
@@ -14,6 +15,9 @@ struct DatatypeRow {
 };
 
 inline constexpr DatatypeRow datatypes[] = {
+#ifdef TARVIK_EXTENDED
+    {8, "cdf_int8", vlINT64_CLASS, 8, 1},     {33, "cdf_time_tt2000", vlINT64_CLASS, 8, 1},
+#endif
     {1, "cdf_int1", vlINT8_CLASS, 1, 1},      {2, "cdf_int2", vlINT16_CLASS, 2, 1},
     {4, "cdf_int4", vlINT32_CLASS, 4, 1},     {11, "cdf_uint1", vlUINT8_CLASS, 1, 1},
     {12, "cdf_uint2", vlUINT16_CLASS, 2, 1},  {14, "cdf_uint4", vlUINT32_CLASS, 4, 1},

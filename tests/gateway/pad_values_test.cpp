@@ -88,7 +88,7 @@ TEST_F(PadValuesTest, OnlyTheExactClassAndCountAreTaken) {
     for (char& letter : name) letter = static_cast<char>(std::toupper(letter));
     // Of the wrong length too: the class comes first.
     const vlClassID near = isText(row) ? vlUINT8_CLASS : vlCHAR_CLASS;
-    for (const vlClassID other : {vlLOGICAL_CLASS, vlINT64_CLASS, vlCELL_CLASS, near}) {
+    for (const vlClassID other : {vlLOGICAL_CLASS, vlUINT64_CLASS, vlCELL_CLASS, near}) {
       const Array value = newArray(other, {4, 2});
       EXPECT_EQ(
           raised("setVarPadValue", file_, number, value.get()),
