@@ -9,13 +9,6 @@ vlhost::Array fileIdentifier(const std::uint64_t* handle) {
   return vlhost::borrow({1, 1}, vlUINT64_CLASS, handle);
 }
 
-/// A file identifier that no gateway accepts.
-const vlArray* noFile() {
-  static const std::uint64_t zero = 0;
-  static const vlhost::Array array = fileIdentifier(&zero);
-  return array.get();
-}
-
 }  // namespace
 
 FileState::FileState(std::uint64_t handle, std::string name)
@@ -40,7 +33,12 @@ FileId::~FileId() {
 }
 
 const vlArray* FileId::inputFor(nb::handle gateway) const {
-  return gateway.is(gateway_) ? state_->input() : noFile();
+  if (!gateway.is(gateway_)) {
+    throw vlhost::Error("VORLAN:tarvik:unpackCDFId:invalidFileId",
+                        "The CDF file ID argument is invalid: the file \"" + state_->name() +
+                            "\" belongs to the gateway that opened it.");
+  }
+  return state_->input();
 }
 
 nb::str FileId::name() const {

@@ -46,7 +46,8 @@ class FileId {
   FileId(const FileId&) = delete;
   FileId& operator=(const FileId&) = delete;
 
-  /// The file identifier for a call of that gateway: 0 where another gateway opened the file.
+  /// The file identifier for a call of that gateway. Raises invalidFileId, as the plug-in does for
+  /// what is no file of its own, where another gateway opened the file.
   const vlArray* inputFor(nb::handle gateway) const;
   const nb::object& gateway() const { return gateway_; }
   bool isOpen() const { return state_->isOpen(); }

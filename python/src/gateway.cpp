@@ -121,9 +121,18 @@ nb::object outputsToPython(std::vector<vlhost::Array>& outputs) {
   return nb::tuple(values);
 }
 
+std::unique_ptr<vlhost::Plugin> load(const std::string& plugin) {
+  try {
+    const Turn turn;
+    return std::make_unique<vlhost::Plugin>(plugin);
+  } catch (const vlhost::Error& error) {
+    raise(error, {});
+  }
+}
+
 }  // namespace
 
-Gateway::Gateway(const std::string& plugin) : plugin_(std::make_unique<vlhost::Plugin>(plugin)) {
+Gateway::Gateway(const std::string& plugin) : plugin_(load(plugin)) {
   gateways().insert(this);
 }
 

@@ -21,7 +21,7 @@ namespace nb = nanobind;
 /// Python object is touched while it is held.
 class Gateway {
  public:
-  /// Loads the plug-in in that file.
+  /// Loads the plug-in in that file; what the host refuses there is a CDFError.
   explicit Gateway(const std::string& plugin);
   ~Gateway();
   Gateway(const Gateway&) = delete;

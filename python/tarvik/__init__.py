@@ -11,6 +11,13 @@ Each operation is a function under its own name; those with several outputs give
 Numbers that stand for something have names in `tarvik.constants`. `tarvik.call` takes the name of
 an operation and its inputs. A refusal is a `CDFError`. Files that are still open when Python exits
 are closed then, with a `CDFWarning`.
+
+`tarvik.extended` has the same operations as methods, and serves 64-bit integers and times with leap
+seconds too::
+
+    with tarvik.extended.open("mission.cdf") as file:
+        times = tarvik.extended.hyperGetVarData(file, 0, 0, 24, 1, [], [], [])
+        parts = tarvik.extended.tt2000Breakdown(times)
 """
 
 import atexit
@@ -22,8 +29,9 @@ from tarvik._host import FileId, __version__
 
 FileId.__module__ = __name__
 
-_gateway = _host.Gateway(os.path.join(os.path.dirname(_host.__file__), "lib", "tarvik.so"))
-call = _gateway.call
+_plugins = os.path.join(os.path.dirname(_host.__file__), "lib")
+_exact = _host.Gateway(os.path.join(_plugins, "tarvik.so"))
+call = _exact.call
 
 atexit.register(_host.leave)
 os.register_at_fork(
@@ -40,3 +48,19 @@ _made = make_functions(call)
 globals().update(_made)
 
 __all__ = ["CDFError", "CDFWarning", "FileId", "__version__", "call", "constants", *_made]
+
+
+def __getattr__(name):
+    """Make `Gateway` and `extended` when they are first asked for."""
+    if name not in ("Gateway", "extended"):
+        raise AttributeError(f"module {__name__!r} has no attribute {name!r}")
+    from tarvik._gateway import Gateway
+
+    extended = name == "extended"
+    made = Gateway(os.path.join(_plugins, "tarvik_extended.so")) if extended else Gateway
+    # Threads that ask at the same time get the same one.
+    return globals().setdefault(name, made)
+
+
+def __dir__():
+    return sorted({*globals(), "Gateway", "extended"})

@@ -10,7 +10,15 @@ if sys.version_info >= (3, 11):
 else:
     import tomli as tomllib
 
-__all__ = ["Kind", "Operation", "Value", "kinds", "operations"]
+__all__ = [
+    "Kind",
+    "Operation",
+    "Value",
+    "all_operations",
+    "extended_operations",
+    "kinds",
+    "operations",
+]
 
 # The order in which the reference shows the topics.
 _TOPICS = {
@@ -22,6 +30,7 @@ _TOPICS = {
     "epochs": "Epochs",
     "library": "The library as a whole",
 }
+_EXTENDED_TOPICS = {"extended": "The extended plug-in"}
 
 
 @dataclass(frozen=True)
@@ -73,10 +82,25 @@ def kinds():
 
 @cache
 def operations():
-    """All operations by name, in the order of the reference."""
+    """All operations of the exact plug-in by name, in the order of the reference."""
+    return _operations(_TOPICS)
+
+
+@cache
+def extended_operations():
+    """The operations that only the extended plug-in has, by name."""
+    return _operations(_EXTENDED_TOPICS)
+
+
+def all_operations():
+    """All operations of the extended plug-in by name, its own last."""
+    return {**operations(), **extended_operations()}
+
+
+def _operations(topics):
     return {
         name: _operation(name, title, row)
-        for file, title in _TOPICS.items()
+        for file, title in topics.items()
         for name, row in _table(file).items()
     }
 

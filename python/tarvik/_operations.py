@@ -1,12 +1,13 @@
-"""One function for each operation, made of the catalogue."""
+"""One function, and one method, for each operation, made of the catalogue."""
 
 import inspect
 from collections import namedtuple
+from functools import cache
 from textwrap import fill
 
 from tarvik._catalogue import kinds, operations
 
-__all__ = ["describe", "make_functions"]
+__all__ = ["describe", "make_functions", "make_method"]
 
 _WIDTH = 96
 
@@ -29,10 +30,24 @@ def make_functions(call):
         result = _result_class(operation)
         if result is not None:
             made[result.__name__] = result
-        made[operation.name] = _function(operation, call, result)
+        made[operation.name] = _function(operation, call)
     return made
 
 
+def make_method(operation):
+    """Make the method of an operation, for a class with the method `call`."""
+    run = _run(operation)
+
+    def method(self, /, *inputs, **named):
+        return run(self.call, inputs, named)
+
+    receiver = inspect.Parameter("self", inspect.Parameter.POSITIONAL_ONLY)
+    parameters = _signature(operation).parameters.values()
+    method.__signature__ = inspect.Signature([receiver, *parameters])
+    return _dressed(method, operation, f"Gateway.{operation.name}")
+
+
+@cache
 def describe(operation):
     """The documentation of an operation's function, in NumPy's form."""
     parts = [operation.summary]
@@ -70,6 +85,7 @@ _INQUIRIES = {
 }
 
 
+@cache
 def _result_class(operation):
     if len(operation.outputs) < 2:
         return None
@@ -77,11 +93,22 @@ def _result_class(operation):
     return namedtuple(operation.result_name, fields, module="tarvik")
 
 
-def _function(operation, call, result):
-    signature = _signature(operation)
-    name = operation.name
+def _function(operation, call):
+    run = _run(operation)
 
     def function(*inputs, **named):
+        return run(call, inputs, named)
+
+    function.__signature__ = _signature(operation)
+    return _dressed(function, operation, operation.name)
+
+
+def _run(operation):
+    """How the operation is called, as functions and methods share it."""
+    name, signature, result = operation.name, _signature(operation), _result_class(operation)
+    required = sum(not value.optional for value in operation.inputs)
+
+    def run(call, inputs, named):
         if named:
             inputs = signature.bind(*inputs, **named).args
         # An optional input that is None was left out.
@@ -90,11 +117,14 @@ def _function(operation, call, result):
         outputs = call(name, *inputs)
         return outputs if result is None else result._make(outputs)
 
-    required = sum(not value.optional for value in operation.inputs)
-    function.__name__ = function.__qualname__ = name
+    return run
+
+
+def _dressed(function, operation, qualified_name):
+    function.__name__ = operation.name
+    function.__qualname__ = qualified_name
     function.__module__ = "tarvik"
     function.__doc__ = describe(operation)
-    function.__signature__ = signature
     return function
 
 

@@ -5,7 +5,7 @@ python -m tarvik._reference > docs/operations.md
 
 from itertools import groupby
 
-from tarvik._catalogue import kinds, operations
+from tarvik._catalogue import all_operations, extended_operations, kinds, operations
 from tarvik._operations import argument_errors, own_errors
 
 _HEAD = """\
@@ -44,17 +44,35 @@ _CHOICES = """\
 """
 
 
+_EXTENDED = """\
+## The extended plug-in
+
+`tarvik_extended.so` lies beside `tarvik.so` and has all of the above, and besides:
+
+- the datatypes `CDF_INT8` (8) and `CDF_TIME_TT2000` (33), both of class int64, wherever an
+  operation takes or gives values, and the two named constants; `tarvik.so` refuses them;
+- two operations for times in `CDF_TIME_TT2000`, by the library's own table of leap seconds.
+
+In Python it is `tarvik.extended`, with a method for each operation and the constants as
+`tarvik.extended.constants`. A file belongs to the plug-in that opened it; the other one refuses it.
+"""
+
+
 def reference():
     """The whole page."""
     parts = [_HEAD, _CHOICES, _contents(), _kinds_table()]
-    for topic, group in groupby(operations().values(), lambda operation: operation.topic):
+    for topic, group in _by_topic(operations()):
         parts += [f"## {topic}\n", *map(_operation, group)]
-    return "\n".join(parts)
+    return "\n".join([*parts, _EXTENDED, *map(_operation, extended_operations().values())])
+
+
+def _by_topic(some):
+    return groupby(some.values(), lambda operation: operation.topic)
 
 
 def _contents():
     lines = ["| topic | operations |", "|---|---|"]
-    for topic, group in groupby(operations().values(), lambda operation: operation.topic):
+    for topic, group in _by_topic(all_operations()):
         links = ", ".join(f"[{op.name}](#{op.name.lower()})" for op in group)
         lines.append(f"| {topic} | {links} |")
     return "\n".join(lines) + "\n"

@@ -9,11 +9,12 @@ from textwrap import indent
 
 import tarvik
 from tarvik import constants
-from tarvik._catalogue import kinds, operations
+from tarvik._catalogue import all_operations, kinds, operations
 from tarvik._operations import describe
 
 _PACKAGE_HEAD = '''\
 import os
+from enum import IntEnum
 from typing import Any, NamedTuple
 
 import numpy as np
@@ -55,6 +56,17 @@ def call(operation: str | bytes, *inputs: Any) -> Any:
     """{call_doc}"""
 '''
 
+_GATEWAY_HEAD = '''\
+class Gateway:
+    """{gateway_doc}"""
+
+    plugin: str
+    constants: Constants
+    def __init__(self, plugin: str | os.PathLike[str]) -> None: ...
+    def call(self, operation: str | bytes, *inputs: Any) -> Any: ...
+    def unload(self) -> None: ...
+'''
+
 
 def package_stub():
     """The stub of the package itself."""
@@ -65,7 +77,25 @@ def package_stub():
         file_doc=tarvik.FileId.__doc__,
         call_doc=tarvik.call.__doc__,
     )
-    return "\n".join([head, *map(_operation_stub, operations().values())])
+    functions = map(_operation_stub, operations().values())
+    return "\n".join([head, *functions, _constants_class(), _gateway_class()])
+
+
+def _constants_class():
+    names = [*constants.families, *_constant_names(tarvik.extended.constants)]
+    kinds = ["type[IntEnum]"] * len(constants.families) + ["IntEnum"] * len(names)
+    lines = ["class Constants:", "    families: dict[str, type[IntEnum]]"]
+    return "\n".join(lines + [f"    {name}: {kind}" for name, kind in zip(names, kinds)]) + "\n"
+
+
+def _constant_names(owner):
+    return [member.name for family in owner.families.values() for member in family]
+
+
+def _gateway_class():
+    head = _GATEWAY_HEAD.format(gateway_doc=tarvik.Gateway.__doc__)
+    methods = [indent(_definition(op, "self"), "    ") for op in all_operations().values()]
+    return "\n".join([head, *methods, "extended: Gateway\n"])
 
 
 def constants_stub():
@@ -80,17 +110,23 @@ def constants_stub():
 
 
 def _operation_stub(operation):
-    lines = []
+    return "\n".join([*_result_stub(operation), _definition(operation)])
+
+
+def _result_stub(operation):
+    """The named tuple of an operation with several outputs."""
+    if len(operation.outputs) > 1:
+        yield f"class {operation.result_name}(NamedTuple):"
+        for value in operation.outputs:
+            yield f"    {value.name}: {kinds()[value.kind].python}"
+
+
+def _definition(operation, *receiver):
     outputs = [kinds()[value.kind].python for value in operation.outputs]
-    result = "None" if not outputs else outputs[0]
-    if len(outputs) > 1:
-        result = operation.result_name
-        lines += [f"class {result}(NamedTuple):"]
-        fields = zip(operation.outputs, outputs)
-        lines += [f"    {value.name}: {annotation}" for value, annotation in fields]
-    parameters = ", ".join(map(_parameter, operation.inputs))
-    lines += [f"def {operation.name}({parameters}) -> {result}:", _docstring(describe(operation))]
-    return "\n".join(lines) + "\n"
+    result = operation.result_name if len(outputs) > 1 else "".join(outputs) or "None"
+    parameters = ", ".join([*receiver, *map(_parameter, operation.inputs)])
+    head = f"def {operation.name}({parameters}) -> {result}:"
+    return f"{head}\n{_docstring(describe(operation))}\n"
 
 
 def _parameter(value):

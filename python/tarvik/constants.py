@@ -31,7 +31,8 @@ _FAMILIES = {
 }
 
 
-def _families():
+def members_of(call):
+    """Ask a gateway for its constants: for each family the values by name."""
     members = {family: {} for family in _FAMILIES}
     for name in call("getConstantNames"):
         family = next(
@@ -40,10 +41,12 @@ def _families():
             if any(fnmatchcase(name, pattern) for pattern in patterns)
         )
         members[family][name] = int(call("getConstantValue", name))
-    return {family: IntEnum(family, found, module=__name__) for family, found in members.items()}
+    return members
 
 
-families = _families()
+families = {
+    family: IntEnum(family, found, module=__name__) for family, found in members_of(call).items()
+}
 globals().update(families)
 globals().update({member.name: member for family in families.values() for member in family})
 

@@ -15,21 +15,22 @@ from tarvik import _catalogue, _reference, constants
 
 ROOT = Path(__file__).parents[2]
 OPERATIONS = _catalogue.operations()
+ALL_OPERATIONS = _catalogue.all_operations()
 
 
-def table():
+def table(text):
     """Name, least and most inputs of every row of the operation table."""
-    text = (ROOT / "gateway/operations.def").read_text()
     rows = re.findall(r"^OPERATION\((\w+), \w+, \d+, (\d+), (\d+)\)$", text, re.MULTILINE)
     return {name: (int(least), int(most)) for name, least, most in rows}
 
 
 def test_the_catalogue_is_that_of_the_operation_table():
-    counts = {
-        name: (sum(not value.optional for value in operation.inputs), len(operation.inputs))
-        for name, operation in OPERATIONS.items()
-    }
-    assert counts == table()
+    parts = (ROOT / "gateway/operations.def").read_text().split("#ifdef TARVIK_EXTENDED")
+    for text, operations in zip(parts, (OPERATIONS, _catalogue.extended_operations())):
+        assert table(text) == {
+            name: (sum(not value.optional for value in operation.inputs), len(operation.inputs))
+            for name, operation in operations.items()
+        }
 
 
 def test_python_has_each_operation_with_the_parameters_of_the_catalogue():
@@ -46,7 +47,7 @@ def test_errors_of_the_catalogue_are_raised_in_the_code():
         for folder in ("gateway", "convert", "ops", "cdf")
         for path in (ROOT / folder).rglob("*.[ch]*")
     )
-    named = [pair[0] for op in OPERATIONS.values() for pair in (*op.raises, *op.warns)]
+    named = [pair[0] for op in ALL_OPERATIONS.values() for pair in (*op.raises, *op.warns)]
     named += [error for kind in _catalogue.kinds().values() for error in kind.raises]
     missing = [
         error for error in named if f"VORLAN:tarvik:{error}" not in code and "badCount" not in error
@@ -64,11 +65,11 @@ def test_the_reference_is_written_from_the_catalogue():
     assert written == _reference.reference(), "write it anew: python -m tarvik._reference"
 
 
-@pytest.mark.parametrize("name", OPERATIONS)
+@pytest.mark.parametrize("name", ALL_OPERATIONS)
 def test_example(name, tmp_path, monkeypatch):
     monkeypatch.chdir(tmp_path)
     runpy.run_path(str(ROOT / "examples/sample.py"))["make"]("sample.cdf")
-    operation = OPERATIONS[name]
+    operation = ALL_OPERATIONS[name]
     names = {"tarvik": tarvik, "np": np, "constants": constants}
     names["file"] = first = tarvik.open("sample.cdf")
     try:
@@ -123,6 +124,12 @@ def test_stubs_are_sound_and_complete(tmp_path):
         "with file: tarvik.setCompression(file, constants.GZIP_COMPRESSION, 6)\n"
         + "".join(f"tarvik.{name}\n" for name in OPERATIONS)
         + "".join(f"constants.{name}\n" for name in tarvik.getConstantNames())
+        + "times = tarvik.extended.computeTT2000([2020, 1, 1, 0, 0, 0, 0, 0, 0])\n"
+        + "facts = tarvik.Gateway(plugin='x.so').inquire(file)\n"
+        + "".join(f"tarvik.extended.{name}\n" for name in ALL_OPERATIONS)
+        + "".join(
+            f"tarvik.extended.constants.{name}\n" for name in tarvik.extended.getConstantNames()
+        )
     )
     wrong = tmp_path / "wrong.py"
     wrong.write_text("import tarvik\ntarvik.getVarName('x', 0)\ntarvik.inquire(1).nothing\n")

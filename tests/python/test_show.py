@@ -122,11 +122,17 @@ def test_what_json_does_not_know_and_what_cannot_be_read(document, odd_file):
     assert matrix["compression"] == {"type": "GZIP_COMPRESSION", "parameter": 6, "percentage": 100}
     assert (matrix["records"], matrix["dimension_variances"]) == (2, [True, False])
     assert matrix["values"][1] == [[matrix["pad_value"]] * 3, [7] * 3]
-    assert (time["name"], time["datatype"], time["problem"]) == (
-        "time",
-        None,
-        "Unhandled datatype 33.",
-    )
+    assert (time["name"], time["datatype"], time["problem"]) == ("time", "cdf_time_tt2000", None)
+
+
+def test_what_a_plug_in_refuses_does_not_hide_the_rest(document, command, odd_file, monkeypatch):
+    monkeypatch.setattr("tarvik.cli.content.call", tarvik.call)  # which has no datatype 33
+    time = document(odd_file)[1]["variables"][2]
+    problem = "Unhandled datatype 33."
+    assert (time["name"], time["datatype"], time["problem"]) == ("time", None, problem)
+    text = command("show", odd_file)[1]
+    assert re.search(r"^ *2  time +\(33\) +\?  not readable", text, re.MULTILINE)
+    assert f"  not readable: {problem}\n" in text
 
 
 def test_a_pipe_gets_whole_lines_and_nothing_that_moves_a_terminal(command, odd_file):
@@ -144,8 +150,6 @@ def test_a_pipe_gets_whole_lines_and_nothing_that_moves_a_terminal(command, odd_
     assert re.search(
         r"^ *1  matrix +cdf_int4 +1  \[2\] x 2 x 3 +2  T/TF +GZIP 6", text, re.MULTILINE
     )
-    assert re.search(r"^ *2  time +\(33\) +\?  not readable", text, re.MULTILINE)
-    assert "not readable: Unhandled datatype 33." in lines
     assert "limits  nan, inf, -inf, 0.1" in lines
 
 

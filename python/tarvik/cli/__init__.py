@@ -108,11 +108,11 @@ def ops(name):
     tarvik ops
     tarvik ops getVarData
     """
-    from tarvik.cli.ops import list_operations, operations, show_operation
+    from tarvik.cli.ops import all_operations, list_operations, show_operation
 
     if name is None:
         return list_operations
-    if name not in operations():
+    if name not in all_operations():
         raise click.BadParameter(f"there is no operation {visible(name)}", param_hint="NAME")
     return partial(show_operation, name)
 

@@ -6,8 +6,10 @@ the reason as its "problem", and None where there is nothing to tell.
 
 import os
 
-from tarvik import CDFError, call
+from tarvik import CDFError, extended
 from tarvik.cli import values
+
+call = extended.call
 
 MAX_ROWS = 10
 

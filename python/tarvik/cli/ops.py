@@ -4,15 +4,15 @@ from itertools import groupby
 
 from rich.table import Table
 
-from tarvik import constants
-from tarvik._catalogue import operations
+from tarvik import constants, extended
+from tarvik._catalogue import all_operations
 from tarvik._operations import describe
 from tarvik.cli.render import standard_console
 
 
 def list_operations():
     """Print one line for each operation, by topic."""
-    by_topic = groupby(operations().values(), lambda operation: operation.topic)
+    by_topic = groupby(all_operations().values(), lambda operation: operation.topic)
     _print_tables(
         (topic, [(operation.name, operation.summary) for operation in group])
         for topic, group in by_topic
@@ -20,16 +20,21 @@ def list_operations():
 
 
 def list_constants():
-    """Print the named constants by family."""
+    """Print the named constants by family, then those that only the extended plug-in has."""
+    families = {name: {m.name: m.value for m in f} for name, f in constants.families.items()}
+    for name, family in extended.constants.families.items():
+        others = {m.name: m.value for m in family if m.name not in families[name]}
+        if others:
+            families[f"{name}, the extended plug-in"] = others
     _print_tables(
-        (name, [(member.name, str(member.value)) for member in family])
-        for name, family in constants.families.items()
+        (title, [(name, str(value)) for name, value in family.items()])
+        for title, family in families.items()
     )
 
 
 def show_operation(name):
     """Print all that the catalogue says of an operation."""
-    operation = operations()[name]
+    operation = all_operations()[name]
     console = standard_console()
     console.print(_call(operation), style="bold")
     console.print(describe(operation))

@@ -1,31 +1,35 @@
-"""Times of the two CDF epoch types as text, through the gateway's own conversions."""
+"""Times of the three CDF types of times as text, through the gateway's own conversions."""
 
 import numpy as np
 
-from tarvik import call
+from tarvik import extended
 
-_BREAKDOWNS = {"cdf_epoch": "epochBreakdown", "cdf_epoch16": "epoch16Breakdown"}
+_BREAKDOWNS = {
+    "cdf_epoch": extended.epochBreakdown,
+    "cdf_epoch16": extended.epoch16Breakdown,
+    "cdf_time_tt2000": extended.tt2000Breakdown,
+}
 
 
 def as_text(datatype, values):
-    """Return ISO 8601 texts of epochs.
+    """Return ISO 8601 texts of times. Those of `cdf_time_tt2000` are UTC; a leap second is ":60".
 
     Parameters
     ----------
     datatype : str
         The datatype of the values.
     values : numpy.ndarray
-        Epochs; those of `cdf_epoch16` have a first dimension of two.
+        Times; those of `cdf_epoch16` have a first dimension of two.
 
     Returns
     -------
     numpy.ndarray or None
         An array of texts; None for another datatype.
     """
-    operation = _BREAKDOWNS.get(datatype)
-    if operation is None:
+    breakdown = _BREAKDOWNS.get(datatype)
+    if breakdown is None:
         return None
-    parts = call(operation, np.asfortranarray(values))
+    parts = breakdown(np.asfortranarray(values))
     shape = values.shape[1:] if datatype == "cdf_epoch16" else values.shape
     columns = parts.reshape((parts.shape[0], -1), order="F").T.astype(np.int64)
     texts = [_iso(column) if ok else "" for column, ok in zip(columns, _finite(datatype, values))]

@@ -2,7 +2,7 @@
 
 import numpy as np
 
-from tarvik import call
+from tarvik import extended
 from tarvik.cli import times
 
 TEXTS = frozenset({"cdf_char", "cdf_uchar"})
@@ -30,7 +30,9 @@ def of_first_records(file, variable, records):
     if records == 0:
         return {"values": [], "times": None}
     zeros, ones = [0] * len(dimensions), [1] * len(dimensions)
-    raw = call("hyperGetVarData", file, variable["number"], 0, records, 1, zeros, dimensions, ones)
+    raw = extended.call(
+        "hyperGetVarData", file, variable["number"], 0, records, 1, zeros, dimensions, ones
+    )
     datatype = variable["datatype"]
     shape = (*dimensions, records)
     if datatype in TEXTS:
