@@ -6,23 +6,26 @@ die() {
   exit 1
 }
 
-# look_at TREE PROJECT: the folder of the plug-in in the tree goes to `libraries`. No file of the
+# look_at TREE PROJECT: the folder of the plug-ins in the tree goes to `libraries`. No file of the
 # tree may name a folder of the project, and the libraries may look for others beside them only.
 look_at() {
-  local tree=$1 project=$2 plugin library exported
+  local tree=$1 project=$2 name plugin library exported
   plugin=$(find "$tree" -name tarvik.so)
   [ -f "$plugin" ] || die "there is not one tarvik.so in $tree"
   libraries=$(dirname -- "$plugin")
 
-  exported=$(nm -D --defined-only "$plugin" | cut -d' ' -f3)
-  [ "$exported" = vlpFunction ] || die "tarvik.so exports $exported"
+  for name in tarvik.so tarvik_extended.so; do
+    plugin=$libraries/$name
+    exported=$(nm -D --defined-only "$plugin" | cut -d' ' -f3)
+    [ "$exported" = vlpFunction ] || die "$name exports $exported"
+    ldd "$plugin" | grep -F 'libcdf' | grep -qF "=> $libraries/" ||
+      die "$name does not find the CDF library beside it"
+  done
   while read -r library; do
     if readelf -d "$library" | sed -n 's/.*R.*PATH.*\[\(.*\)\]/\1/p' | grep -vxE '[$]ORIGIN(/lib)?'; then
       die "$library looks for libraries in that folder"
     fi
   done < <(find "$tree" -name '*.so*' ! -name 'libcdf*')
-  ldd "$plugin" | grep -F 'libcdf' | grep -qF "=> $libraries/" ||
-    die "the plug-in does not find the CDF library beside it"
   if grep -rlF --exclude-dir=__pycache__ -e "$project" "$tree"; then
     die "these files name $project"
   fi

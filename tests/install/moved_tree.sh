@@ -17,5 +17,8 @@ look_at "$work/moved tree" "$(dirname -- "$(dirname -- "$here")")"
 g++ -std=c++17 -Wall -Wextra -Werror -I "$work/moved tree/include/tarvik" "$here/use.cpp" \
   -o "$work/use" -L "$libraries" -lvlhost "-Wl,-rpath,$libraries"
 cd "$work"
-./use "$libraries/tarvik.so"
-[ -s made.cdf ] || die "no file was made"
+for plugin in tarvik.so tarvik_extended.so; do
+  rm -f made.cdf
+  ./use "$libraries/$plugin"
+  [ -s made.cdf ] || die "no file was made"
+done

@@ -27,7 +27,8 @@ cd "$work"
 import tarvik
 with tarvik.call("create", "made") as file:
     assert tarvik.call("inquire", file) is not None
-with tarvik.call("open", "made.cdf") as file:
+with tarvik.extended.open("made.cdf") as file:
     print(tarvik.__file__, file)
+assert tarvik.extended.computeTT2000([2000, 1, 1, 11, 58, 55, 816, 0, 0]) == 0
 '
 [ -s made.cdf ] || die "no file was made"
