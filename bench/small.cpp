@@ -61,7 +61,7 @@ void addSmall() {
       "dispatch and one scalar", "getValidate",
       [](const Small&) { return std::vector<const vlArray*>{}; }, [](Small&) { CDFgetValidate(); });
   addCall(
-      "constant's value", "getConstantValue",
+      "constant value", "getConstantValue",
       [](const Small& s) { return std::vector<const vlArray*>{s.constant.get()}; }, [](Small&) {});
   addCall(
       "read one value", "getVarData",

@@ -1,0 +1,360 @@
+"""Writes docs/performance.md and its picture from the results of one run of the benchmarks.
+
+Usage: report.py LIBRARY.json PEERS.json FOLDER, with what bench/tarvik_bench and bench/peers.py
+gave.
+"""
+
+import json
+import platform
+import re
+import statistics
+import sys
+from pathlib import Path
+
+import matplotlib
+
+matplotlib.use("Agg")
+from matplotlib import pyplot
+
+PAGE = """\
+# Performance
+
+How fast the gateway is beside the CDF library called directly, and the Python package beside other
+packages. `./run bench` measures all of it in one run and writes this page; the figures below are of
+the machine and versions named here. What is compared is done turn by turn in the same process, and
+what counts are ratios: times depend on the machine, and on what else it does.
+
+{machine}
+
+## What was aimed at
+
+{aims}
+
+## Against the library
+
+Each work is done through the gateway, as a host calls it, and by a C++ program that calls the CDF
+library directly: the same inquiries, then the same reading or writing. Speeds are shares of the
+direct program's: 1.00 is as fast. "Fresh" reads into memory that was just made, as the gateway must
+for each result; "warm" reads into one buffer again and again. Memory is what a call needs at its
+peak, in copies of the data: reading makes one copy in any case, and characters have 16 bits in the
+host.
+
+### Records and hyperslabs
+
+{bulk}
+
+### Small calls
+
+{small}
+
+### Epochs
+
+{epochs}
+
+### Many things
+
+How the time of one thing grows with their number; the library's own growth stands beside it.
+
+{many}
+
+## The Python package beside its peers
+
+`spacepy.pycdf` calls the CDF library too; `cdflib` (Python) and `pycdfpp` (C++) have code of their
+own for the format, so that what the library needs to inflate compressed data, which the gateway
+leaves to it, does not bind them. Each cell is the median time, and how many times as long as this
+package's that is. Packages that lack a work have no figure.
+
+{peers}
+
+![Times of the peers in units of this package's](performance.png)
+
+Memory at its peak while a variable of {size} is read, beyond what was held before: {memory}.
+"""
+
+
+def main(library, peers, folder):
+    """Write page and picture into the folder."""
+    library, peers = (json.loads(Path(name).read_text()) for name in (library, peers))
+    rows = {row["name"].split("/iterations")[0]: row for row in library["benchmarks"]}
+    sections = {
+        "machine": _machine(library["context"], peers["versions"]),
+        "aims": _aims(rows, peers),
+        "bulk": _bulk(rows),
+        "small": _small(rows),
+        "epochs": _epochs(rows),
+        "many": _many(rows),
+        "peers": _peers(peers["works"]),
+        "size": f"{peers['memory']['file'] / 1e6:.0f} MB",
+        "memory": ", ".join(
+            f"{package} {size / 1e6:.0f} MB"
+            for package, size in peers["memory"].items()
+            if package != "file"
+        ),
+    }
+    (folder / "performance.md").write_text(PAGE.format(**sections))
+    _picture(peers["works"], folder / "performance.png")
+
+
+def table(head, rows):
+    """A table in Markdown; all columns but the first are figures."""
+    marks = ["---", *["---:"] * (len(head) - 1)]
+    return "\n".join(f"| {' | '.join(cells)} |" for cells in [head, marks, *rows])
+
+
+def duration(seconds):
+    """Seconds with a unit that suits them."""
+    for unit, size in (("s", 1), ("ms", 1e-3), ("µs", 1e-6)):
+        if seconds >= size:
+            return f"{seconds / size:.3g} {unit}"
+    return f"{seconds * 1e9:.0f} ns"
+
+
+def _machine(context, versions):
+    model = re.search(r"model name\s*: (.*)", Path("/proc/cpuinfo").read_text())
+    packages = ", ".join(f"{name} {number}" for name, number in sorted(versions.items()))
+    return (
+        f"Measured on {context['date'][:10]}: {model[1] if model else platform.processor()}, "
+        f"{context['num_cpus']} processors, load {context['load_avg'][0]:.1f} at the start; "
+        f"Python {platform.python_version()}, {packages}."
+    )
+
+
+def _matching(rows, pattern):
+    return {name: row for name, row in rows.items() if re.search(pattern, name)}
+
+
+def _aims(rows, peers):
+    works = {work["name"]: work for work in peers["works"]}
+
+    def peer(beginning):
+        return next(work for name, work in works.items() if name.startswith(beginning))
+
+    bulk = _matching(rows, r"^(read|write)/\w+/(double|epoch16)/\w+/\d+MB$")
+    fresh = [row["vs_library"] for row in bulk.values()]
+    warm = [row["vs_warm"] for row in bulk.values() if "vs_warm" in row]
+    large = _matching(rows, r"^(read|write)/.*MB$")
+    more = {
+        kind: max(
+            row["gateway_peak"] - row["library_peak"]
+            for name, row in large.items()
+            if "gateway_peak" in row and (kind == "text") == ("/text/" in name)
+        )
+        for kind in ("numbers", "text")
+    }
+    value = rows["small/read one value"]
+    python = peer("read one value")
+    above = python["seconds"]["tarvik"] - value["library_ns"] * 1e-9
+    own_loop = rows["epochs/epochBreakdown/1000000"]["vs_library"]
+    fastest = min(
+        ratio
+        for name, ratio in peer("open and read a variable")["ratios"].items()
+        if name != "tarvik"
+    )
+    median = statistics.median(fresh)
+    aims = [
+        (
+            "bulk numbers, 1 MB and more, beside direct calls into fresh memory",
+            "at least 0.98 of the speed",
+            f"{median:.2f} (median of {len(fresh)})",
+            median >= 0.98,
+        ),
+        (
+            "the same beside direct calls into one warm buffer, reading",
+            "at least 0.75",
+            f"{statistics.median(warm):.2f} (median of {len(warm)})",
+            statistics.median(warm) >= 0.75,
+        ),
+        (
+            "memory beyond that of the direct calls, numbers",
+            "none",
+            f"{more['numbers']:.2f} copies",
+            more["numbers"] < 0.05,
+        ),
+        (
+            "the same, text, whose characters have 16 bits in the host",
+            "one copy beside the result",
+            f"{more['text']:.2f} copies, the result's second among them",
+            more["text"] < 2.1,
+        ),
+        (
+            "one value read",
+            "at most 350 ns more",
+            f"{value['gateway_ns'] - value['library_ns']:.0f} ns",
+            value["gateway_ns"] - value["library_ns"] <= 350,
+        ),
+        (
+            "dispatch and one scalar result",
+            "under 250 ns",
+            f"{rows['small/constant value']['gateway_ns']:.0f} ns",
+            rows["small/constant value"]["gateway_ns"] < 250,
+        ),
+        (
+            "one value from Python beside spacepy.pycdf",
+            "20 times as fast",
+            f"{python['ratios']['spacepy']:.0f} times",
+            python["ratios"]["spacepy"] >= 20,
+        ),
+        ("one value from Python above the library", "under 2 µs", duration(above), above < 2e-6),
+        *(
+            (
+                what,
+                f"{aim} times as fast",
+                f"{peer(work)['ratios'][package]:.3g} times",
+                peer(work)["ratios"][package] >= aim,
+            )
+            for what, work, package, aim in (
+                (
+                    "one record of 8 KiB from Python beside spacepy.pycdf",
+                    "read one record",
+                    "spacepy",
+                    1.8,
+                ),
+                (
+                    "400 variables with 15 attributes each written, beside spacepy.pycdf",
+                    "write 400 variables",
+                    "spacepy",
+                    100,
+                ),
+                (
+                    "a million epochs to components beside cdflib",
+                    "1000000 epochs to components",
+                    "cdflib",
+                    100,
+                ),
+            )
+        ),
+        (
+            "a variable of 80 MB from Python beside the fastest peer",
+            "not slower",
+            f"{fastest:.2f} times as fast",
+            fastest >= 1,
+        ),
+        (
+            "a million epochs to components beside the library's own loop",
+            "within 1.05",
+            f"{1 / own_loop:.2f}",
+            own_loop >= 1 / 1.05,
+        ),
+    ]
+    return table(
+        ["work", "aim", "figure", "reached"],
+        [(what, aim, figure, "yes" if good else "no") for what, aim, figure, good in aims],
+    )
+
+
+def _bulk(rows):
+    found = _matching(rows, "^(read|write)/")
+    cells = []
+    for name, row in found.items():
+        speed = row["bytes"] / row["gateway_ns"] * 1e3
+        cells.append(
+            (
+                name.replace("/", ", "),
+                f"{speed:.0f} MB/s" if speed >= 10 else f"{speed:.1f} MB/s",
+                f"{row['vs_library']:.2f}",
+                _share(row, "vs_warm"),
+                _share(row, "gateway_peak"),
+                _share(row, "library_peak"),
+            )
+        )
+    head = ["work", "gateway", "of fresh", "of warm", "memory", "memory, directly"]
+    return table(head, cells)
+
+
+def _share(row, key):
+    return f"{row[key]:.2f}" if key in row else ""
+
+
+def _small(rows):
+    cells = [
+        (
+            name.split("/", 1)[1],
+            f"{row['gateway_ns']:.0f} ns",
+            f"{row['library_ns']:.0f} ns",
+            f"{row['gateway_ns'] - row['library_ns']:.0f} ns",
+        )
+        for name, row in _matching(rows, "^small/").items()
+    ]
+    return table(["call", "gateway", "library", "more"], cells)
+
+
+def _epochs(rows):
+    cells = [
+        (
+            name.split("/")[1],
+            f"{row['items']:.0f}",
+            *(f"{row[way] / row['items']:.1f} ns" for way in ("gateway_ns", "library_ns")),
+            f"{row['vs_library']:.2f}",
+        )
+        for name, row in _matching(rows, "^epochs/").items()
+    ]
+    return table(["operation", "epochs", "gateway, each", "own loop, each", "speed"], cells)
+
+
+def _many(rows):
+    first = {}
+    cells = []
+    for name, row in _matching(rows, "^many/").items():
+        what = name.split("/")[1]
+        each = {way: row[f"{way}_ns"] / row["items"] for way in ("gateway", "library")}
+        start = first.setdefault(what, each)
+        cells.append(
+            (
+                what,
+                f"{row['items']:.0f}",
+                *(
+                    f"{duration(each[way] * 1e-9)} ({each[way] / start[way]:.2f})"
+                    for way in ("gateway", "library")
+                ),
+                f"{row['vs_library']:.2f}",
+            )
+        )
+    head = ["work", "things", "gateway, each (growth)", "library, each (growth)", "speed"]
+    return table(head, cells)
+
+
+PACKAGES = ("tarvik", "spacepy", "cdflib", "pycdfpp")
+
+
+def _peers(works):
+    def cell(work, package):
+        if package not in work["seconds"]:
+            return ""
+        time = duration(work["seconds"][package])
+        return time if package == "tarvik" else f"{time} ({work['ratios'][package]:.3g})"
+
+    return table(
+        ["work", *PACKAGES],
+        [(work["name"], *(cell(work, package) for package in PACKAGES)) for work in works],
+    )
+
+
+def _picture(works, path):
+    """Bars of how many times as long each peer takes, on a logarithmic axis."""
+    figure, axes = pyplot.subplots(figsize=(9, 0.62 * len(works) + 1.2), layout="constrained")
+    height = 0.26
+    for offset, package in enumerate(PACKAGES[1:]):
+        there = [
+            (i, work["ratios"][package])
+            for i, work in enumerate(works)
+            if package in work["ratios"]
+        ]
+        axes.barh(
+            [i + (offset - 1) * height for i, _ in there],
+            [ratio - 1 for _, ratio in there],
+            height,
+            left=1,
+            label=package,
+        )
+    axes.axvline(1, color="black", linewidth=1)
+    axes.set_xscale("log")
+    axes.set_yticks(range(len(works)), [work["name"] for work in works])
+    axes.invert_yaxis()
+    axes.set_xlabel("time in units of this package's (to the right: slower than it)")
+    axes.legend(loc="lower right")
+    axes.grid(axis="x", alpha=0.3)
+    figure.savefig(path, dpi=110)
+
+
+if __name__ == "__main__":
+    main(*sys.argv[1:3], Path(sys.argv[3]))
