@@ -18,26 +18,6 @@ fs::path newFolder() {
   return mkdtemp(name.data());
 }
 
-template <typename T, typename Visit>
-bool visitIf(const vlArray* array, Visit visit, vlClassID classId = classOf<T>()) {
-  if (vlGetClassID(array) != classId) return false;
-  visit(static_cast<T*>(vlGetData(array)), vlGetNumberOfElements(array));
-  return true;
-}
-
-/// Calls `visit` with the typed elements of a numeric or logical array and their count.
-template <typename Visit>
-void visitElements(const vlArray* array, Visit visit) {
-  const bool visited =
-      visitIf<double>(array, visit) || visitIf<float>(array, visit) ||
-      visitIf<std::int8_t>(array, visit) || visitIf<std::uint8_t>(array, visit) ||
-      visitIf<std::int16_t>(array, visit) || visitIf<std::uint16_t>(array, visit) ||
-      visitIf<std::int32_t>(array, visit) || visitIf<std::uint32_t>(array, visit) ||
-      visitIf<std::int64_t>(array, visit) || visitIf<std::uint64_t>(array, visit) ||
-      visitIf<vlLogical>(array, visit, vlLOGICAL_CLASS);
-  EXPECT_TRUE(visited) << vlGetClassName(array);
-}
-
 void showText(std::ostream& out, const vlArray* text) {
   const auto* units = static_cast<const vlChar*>(vlGetData(text));
   std::for_each(units, units + vlGetNumberOfElements(text), [&](vlChar unit) {

@@ -28,6 +28,34 @@ constexpr vlClassID classOf() {
   if constexpr (std::is_same_v<T, std::uint64_t>) return vlUINT64_CLASS;
 }
 
+/// Every class of an array.
+inline constexpr vlClassID allClasses[] = {
+    vlCELL_CLASS,  vlLOGICAL_CLASS, vlCHAR_CLASS,  vlDOUBLE_CLASS, vlSINGLE_CLASS,
+    vlINT8_CLASS,  vlUINT8_CLASS,   vlINT16_CLASS, vlUINT16_CLASS, vlINT32_CLASS,
+    vlUINT32_CLASS, vlINT64_CLASS,  vlUINT64_CLASS,
+};
+
+template <typename T, typename Visit>
+bool visitIf(const vlArray* array, Visit visit, vlClassID classId = classOf<T>()) {
+  if (vlGetClassID(array) != classId) return false;
+  visit(static_cast<T*>(vlGetData(array)), vlGetNumberOfElements(array));
+  return true;
+}
+
+/// Calls `visit` with the typed elements of an array and their count.
+template <typename Visit>
+void visitElements(const vlArray* array, Visit visit) {
+  const bool visited =
+      visitIf<double>(array, visit) || visitIf<float>(array, visit) ||
+      visitIf<std::int8_t>(array, visit) || visitIf<std::uint8_t>(array, visit) ||
+      visitIf<std::int16_t>(array, visit) || visitIf<std::uint16_t>(array, visit) ||
+      visitIf<std::int32_t>(array, visit) || visitIf<std::uint32_t>(array, visit) ||
+      visitIf<std::int64_t>(array, visit) || visitIf<std::uint64_t>(array, visit) ||
+      visitIf<vlLogical>(array, visit, vlLOGICAL_CLASS) ||
+      visitIf<vlChar>(array, visit, vlCHAR_CLASS);
+  EXPECT_TRUE(visited) << vlGetClassName(array);
+}
+
 using Dims = std::vector<std::size_t>;
 
 /// A zeroed array of the class; cells are empty.

@@ -11,16 +11,20 @@ constexpr std::size_t stringLength = 5;
 /// A file with one variable of each datatype, of three values a record, strings of five characters.
 class PadValuesTest : public GatewayTest {
  protected:
-  void SetUp() override {
-    file_ = create("a");
-    for (const DatatypeRow& row : datatypes) {
-      createVar(file_, row.name, row.code, isText(row) ? stringLength : 1, {3});
-    }
-  }
-
+  void SetUp() override { file_ = createFile("a", 1, 1); }
   void TearDown() override {
     close(file_);
     GatewayTest::TearDown();
+  }
+
+  File createFile(const std::string& name, double format, double majority) {
+    const File file = create(name);
+    call("setFormat", file, format);
+    call("setMajority", file, majority);
+    for (const DatatypeRow& row : datatypes) {
+      createVar(file, row.name, row.code, isText(row) ? stringLength : 1, {3});
+    }
+    return file;
   }
 
   static bool isText(const DatatypeRow& row) { return row.classId == vlCHAR_CLASS; }
@@ -57,19 +61,25 @@ class PadValuesTest : public GatewayTest {
 };
 
 TEST_F(PadValuesTest, AreTheLibrarysAndFillWhatWasNotWritten) {
-  forEachVariable([this](const DatatypeRow& row, double number, const Array& pad) {
-    expectPad(row, number);
-    EXPECT_TRUE(call("setVarPadValue", file_, number, pad.get()).empty());
-    call("putVarData", file_, number, 2.0, List{0}, patterned(row.classId, {1, elements(row)}));
-  });
-  close(file_);
-  file_ = open("a");
-  forEachVariable([this](const DatatypeRow& row, double number, const Array& pad) {
-    expectPad(row, number);
-    EXPECT_EQ(shown(padOf(number)), shown(pad));
-    const Array unwritten = std::move(call("getVarData", file_, number, 1.0, List{2}).at(0));
-    EXPECT_EQ(shown(unwritten), shown(pad));
-  });
+  for (const auto& [format, majority] : {std::pair(1.0, 1.0), {1.0, 2.0}, {2.0, 1.0}, {2.0, 2.0}}) {
+    const std::string name = std::to_string(format) + std::to_string(majority);
+    close(file_);
+    file_ = createFile(name, format, majority);
+    forEachVariable([this](const DatatypeRow& row, double number, const Array& pad) {
+      expectPad(row, number);
+      EXPECT_TRUE(call("setVarPadValue", file_, number, pad.get()).empty());
+      EXPECT_EQ(shown(padOf(number)), shown(pad));
+      call("putVarData", file_, number, 2.0, List{0}, patterned(row.classId, {1, elements(row)}));
+    });
+    close(file_);
+    file_ = open(name);
+    forEachVariable([this](const DatatypeRow& row, double number, const Array& pad) {
+      expectPad(row, number);
+      EXPECT_EQ(shown(padOf(number)), shown(pad));
+      const Array unwritten = std::move(call("getVarData", file_, number, 1.0, List{2}).at(0));
+      EXPECT_EQ(shown(unwritten), shown(pad));
+    });
+  }
 }
 
 // Written as the low 8 bits, read as signed bytes. What stands behind a NUL the library drops.

@@ -6,13 +6,6 @@
 
 #include "tests/gateway/gateway_test.h"
 
-/// Every class of an array.
-inline constexpr vlClassID allClasses[] = {
-    vlCELL_CLASS,   vlLOGICAL_CLASS, vlCHAR_CLASS,   vlDOUBLE_CLASS, vlSINGLE_CLASS,
-    vlINT8_CLASS,   vlUINT8_CLASS,   vlINT16_CLASS,  vlUINT16_CLASS, vlINT32_CLASS,
-    vlUINT32_CLASS, vlINT64_CLASS,   vlUINT64_CLASS,
-};
-
 struct Sample {
   std::string operation;
   Inputs inputs;
