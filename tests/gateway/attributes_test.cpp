@@ -13,7 +13,8 @@ constexpr struct ScopeCase {
   double attribute;
   int kind;
   const char *get, *inquire;
-} scopes[] = {{0, 1, "getAttrgEntry", "inquireAttrgEntry"}, {1, 3, "getAttrEntry", "inquireAttrEntry"}};
+} scopes[] = {{0, 1, "getAttrgEntry", "inquireAttrgEntry"},
+              {1, 3, "getAttrEntry", "inquireAttrEntry"}};
 
 class AttributesTest : public GatewayTest {
  protected:

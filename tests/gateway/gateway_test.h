@@ -30,9 +30,9 @@ constexpr vlClassID classOf() {
 
 /// Every class of an array.
 inline constexpr vlClassID allClasses[] = {
-    vlCELL_CLASS,  vlLOGICAL_CLASS, vlCHAR_CLASS,  vlDOUBLE_CLASS, vlSINGLE_CLASS,
-    vlINT8_CLASS,  vlUINT8_CLASS,   vlINT16_CLASS, vlUINT16_CLASS, vlINT32_CLASS,
-    vlUINT32_CLASS, vlINT64_CLASS,  vlUINT64_CLASS,
+    vlCELL_CLASS,   vlLOGICAL_CLASS, vlCHAR_CLASS,   vlDOUBLE_CLASS, vlSINGLE_CLASS,
+    vlINT8_CLASS,   vlUINT8_CLASS,   vlINT16_CLASS,  vlUINT16_CLASS, vlINT32_CLASS,
+    vlUINT32_CLASS, vlINT64_CLASS,   vlUINT64_CLASS,
 };
 
 template <typename T, typename Visit>

@@ -195,7 +195,8 @@ void ScriptTest::run(Place first, Place last, Names names) {
 void ScriptTest::loop(const std::string& header, Place first, Place last, const Names& names) {
   const std::vector<std::string> parts = split(header, " in ");
   const std::vector<std::string> variables = wordsOf(parts.at(0));
-  for (const std::string& row : variables.size() == 1 ? wordsOf(parts.at(1)) : split(parts.at(1), " | ")) {
+  for (const std::string& row :
+       variables.size() == 1 ? wordsOf(parts.at(1)) : split(parts.at(1), " | ")) {
     const std::vector<std::string> values = wordsOf(row);
     Names inner = names;
     for (std::size_t i = 0; i < variables.size(); ++i) {
@@ -235,13 +236,14 @@ void ScriptTest::state(const std::string& line) {
 }
 
 void ScriptTest::expectOutputs(const std::vector<Array>& outputs, const std::string& text) {
-  const std::vector<std::string> parts = text.empty() ? std::vector<std::string>() : split(text, "; ");
+  const std::vector<std::string> parts =
+      text.empty() ? std::vector<std::string>() : split(text, "; ");
   ASSERT_EQ(outputs.size(), parts.size());
   for (std::size_t i = 0; i < parts.size(); ++i) {
     const auto kept = kept_.find(parts[i]);
     const std::string seen = shown(outputs[i]);
-    EXPECT_EQ(seen, kept == kept_.end() ? expectedOutput(parts[i], seen)
-                                        : shown(kept->second.array));
+    EXPECT_EQ(seen,
+              kept == kept_.end() ? expectedOutput(parts[i], seen) : shown(kept->second.array));
   }
 }
 

@@ -1,7 +1,8 @@
 /// Tests as scripts: what is called with what, and what must come of it, a line each. The files of
 /// scripts/ hold them; scripts_test.cpp runs each section as a test.
 ///
-///     == Title                               a test, with a gateway and a folder of its own ($dir);
+///     == Title                               a test, with a gateway and a folder of its own
+///     ($dir);
 ///                                            what stands before the first begins every test
 ///     f = create "$dir/a"                    keeps the first output; files so kept are closed
 ///     inquireVar f 0 -> "x"; 4; int32 1x2: 1 2   the outputs: texts, numbers, what was kept, or as
@@ -10,7 +11,8 @@
 ///     getVarName f 9 ! NO_SUCH_VAR           fails with "failure" and that status
 ///     getVarPadValue f 9 ! variableInquiryFailure NO_SUCH_VAR    with that tag
 ///     close 1 ! unpackCDFId:id: It said so.  with that identifier, behind "VORLAN:tarvik:", and
-///                                            message; of the operation's own where a colon is first
+///                                            message; of the operation's own where a colon is
+///                                            first
 ///     for x y in 1 "a" | 2 (b c) ... end     the lines between with $x and $y of each row
 ///     let x = text                           $x is the text from here on
 ///
