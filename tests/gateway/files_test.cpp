@@ -20,13 +20,11 @@ TEST_F(FilesTest, RefusalsRegisterNothing) {
   std::ofstream(path("text.cdf")) << "no CDF file at all";
   const File gone = create("gone");
   fs::remove(path("gone.cdf"));
-  expectRefused({
-      {"open", {path("missing")}, failureOf("open", NO_SUCH_CDF)},
-      {"open", {path("text")}, failureOf("open", NOT_A_CDF_OR_NOT_SUPPORTED)},
-      // The library reports the loss and keeps nothing; the identifier stays for another try.
-      {"delete", {gone}, failureOf("delete", CDF_DELETE_ERROR)},
-      {"delete", {gone}, failureOf("delete", BAD_CDF_ID)},
-  });
+  EXPECT_EQ(raised("open", path("missing")), failureOf("open", NO_SUCH_CDF));
+  EXPECT_EQ(raised("open", path("text")), failureOf("open", NOT_A_CDF_OR_NOT_SUPPORTED));
+  // The library reports the loss and keeps nothing; the identifier stays for another try.
+  EXPECT_EQ(raised("delete", gone), failureOf("delete", CDF_DELETE_ERROR));
+  EXPECT_EQ(raised("delete", gone), failureOf("delete", BAD_CDF_ID));
   ASSERT_EQ(gateway().unload().size(), 1U);
 }
 

@@ -50,12 +50,6 @@ Array newArray(vlClassID classId, const Dims& dims) {
   }
 }
 
-Array logicals(const std::vector<bool>& values) {
-  Array array = newArray(vlLOGICAL_CLASS, {1, values.size()});
-  std::copy(values.begin(), values.end(), vlGetLogicals(array.get()));
-  return array;
-}
-
 Array chars(const Dims& dims, const std::u16string& elements) {
   Array array = newArray(vlCHAR_CLASS, dims);
   EXPECT_EQ(vlGetNumberOfElements(array.get()), elements.size());
@@ -109,12 +103,6 @@ double numberOf(const Array& array) {
 Dims dimsOf(const Array& array) {
   const std::size_t* dims = vlGetDimensions(array.get());
   return {dims, dims + vlGetNumberOfDimensions(array.get())};
-}
-
-std::vector<bool> logicalsOf(const Array& array) {
-  const vlLogical* first = vlGetLogicals(array.get());
-  EXPECT_NE(first, nullptr) << vlGetClassName(array.get());
-  return std::vector<bool>(first, first + vlGetNumberOfElements(array.get()));
 }
 
 std::string shown(const vlArray* array) {
@@ -181,12 +169,6 @@ Raised GatewayTest::raisedWith(const std::string& operation, const Inputs& input
   return {};
 }
 
-void GatewayTest::expectRefused(const std::vector<Refusal>& refusals) {
-  for (const Refusal& row : refusals) {
-    EXPECT_EQ(raisedWith(row.operation, row.inputs), row.raised) << row.operation;
-  }
-}
-
 File GatewayTest::create(const std::string& name) {
   return {valuesOf<std::uint64_t>(call("create", path(name)).at(0)).at(0)};
 }
@@ -208,11 +190,4 @@ Raised failureOf(const std::string& operation, long status, const std::string& t
                     tarvik::STATUS_TEXT_, text.data());
   return {"VORLAN:tarvik:" + operation + ":" + tag,
           std::string("CDF library failure, \"") + text.data() + "\"."};
-}
-
-Inputs fileAnd(File file, const std::vector<double>& numbers) {
-  Inputs inputs;
-  inputs.emplace_back(file);
-  inputs.insert(inputs.end(), numbers.begin(), numbers.end());
-  return inputs;
 }

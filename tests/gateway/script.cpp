@@ -8,25 +8,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// The words of a text; blanks in quotes, brackets and parentheses part none.
-std::vector<std::string> wordsOf(const std::string& text) {
-  std::vector<std::string> words(1);
-  bool quoted = false;
-  int depth = 0;
-  for (const char letter : text) {
-    if (letter == '"') quoted = !quoted;
-    if (!quoted && (letter == '[' || letter == '(')) ++depth;
-    if (!quoted && (letter == ']' || letter == ')')) --depth;
-    if (letter != ' ' || quoted || depth > 0) {
-      words.back() += letter;
-    } else if (!words.back().empty()) {
-      words.emplace_back();
-    }
-  }
-  if (words.back().empty()) words.pop_back();
-  return words;
-}
-
 std::vector<std::string> split(const std::string& text, const std::string& separator) {
   std::vector<std::string> parts;
   std::size_t start = 0, end = 0;
@@ -131,28 +112,44 @@ std::string expectedOutput(const std::string& text, const std::string& shown) {
 
 }  // namespace
 
-std::vector<Script> scriptsIn(const std::string& folder) {
+std::vector<std::string> wordsOf(const std::string& text) {
+  std::vector<std::string> words(1);
+  bool quoted = false;
+  int depth = 0;
+  for (const char letter : text) {
+    if (letter == '"') quoted = !quoted;
+    if (!quoted && (letter == '[' || letter == '(')) ++depth;
+    if (!quoted && (letter == ']' || letter == ')')) --depth;
+    if (letter != ' ' || quoted || depth > 0) {
+      words.back() += letter;
+    } else if (!words.back().empty()) {
+      words.emplace_back();
+    }
+  }
+  if (words.back().empty()) words.pop_back();
+  return words;
+}
+
+std::vector<Script> scriptsIn(const fs::path& path) {
   std::vector<Script> scripts;
-  for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
-    std::ifstream file(entry.path());
-    std::vector<Line> common;
-    std::vector<Line>* lines = &common;
-    int number = 0;
-    std::size_t indent = 0;
-    for (std::string text; std::getline(file, text);) {
-      ++number;
-      const std::size_t begin = text.find_first_not_of(' ');
-      if (begin == std::string::npos || text[begin] == '#') continue;
-      if (text.rfind("== ", 0) == 0) {
-        scripts.push_back({entry.path().stem().string(), text.substr(3), common});
-        lines = &scripts.back().lines;
-      } else if (begin > indent) {
-        lines->back().text += text.substr(begin - 1);
-      } else {
-        lines->push_back({number, text.substr(begin)});
-        if (lines->back().text.rfind("for ", 0) == 0) indent += 2;
-        if (lines->back().text == "end") indent -= 2;
-      }
+  std::ifstream file(path);
+  std::vector<Line> common;
+  std::vector<Line>* lines = &common;
+  int number = 0;
+  std::size_t indent = 0;
+  for (std::string text; std::getline(file, text);) {
+    ++number;
+    const std::size_t begin = text.find_first_not_of(' ');
+    if (begin == std::string::npos || text[begin] == '#') continue;
+    if (text.rfind("== ", 0) == 0) {
+      scripts.push_back({path.stem(), text.substr(3), common});
+      lines = &scripts.back().lines;
+    } else if (begin > indent) {
+      lines->back().text += text.substr(begin - 1);
+    } else {
+      lines->push_back({number, text.substr(begin)});
+      if (lines->back().text.rfind("for ", 0) == 0) indent += 2;
+      if (lines->back().text == "end") indent -= 2;
     }
   }
   return scripts;
@@ -216,6 +213,17 @@ Input ScriptTest::input(const std::string& token) const {
   return id == vlUNKNOWN_CLASS ? Input(std::stod(token)) : Input(oneOf(id));
 }
 
+Inputs ScriptTest::inputsOf(const std::vector<std::string>& words) const {
+  Inputs inputs;
+  std::transform(words.begin(), words.end(), std::back_inserter(inputs),
+                 [this](const std::string& word) { return input(word); });
+  return inputs;
+}
+
+Inputs ScriptTest::inputsFrom(const std::string& text) const {
+  return inputsOf(wordsOf(replaced(text, {{"dir", path("")}})));
+}
+
 void ScriptTest::state(const std::string& line) {
   const std::string text = line + " ";  // behind an arrow at the end
   const std::size_t mark = std::min({text.find(" -> "), text.find(" ! "), line.size()});
@@ -226,13 +234,11 @@ void ScriptTest::state(const std::string& line) {
     name = words[0];
     words.erase(words.begin(), words.begin() + 2);
   }
-  Inputs inputs;
-  std::transform(words.begin() + 1, words.end(), std::back_inserter(inputs),
-                 [this](const std::string& word) { return input(word); });
+  const Inputs inputs = inputsOf({words.begin() + 1, words.end()});
   if (text[mark + 1] == '!') return expectRaised(words[0], inputs, line.substr(mark + 3));
   std::vector<Array> outputs = callWith(words[0], inputs);
   if (text[mark + 1] == '-') expectOutputs(outputs, expected);
-  if (!name.empty()) kept_.insert_or_assign(name, Input(std::move(outputs.at(0))));
+  if (!name.empty()) keep(name, std::move(outputs.at(0)));
 }
 
 void ScriptTest::expectOutputs(const std::vector<Array>& outputs, const std::string& text) {

@@ -39,12 +39,25 @@ inline std::ostream& operator<<(std::ostream& out, const Script& script) {
   return out << script.file << ".txt";
 }
 
-/// The sections of all files in a folder.
-std::vector<Script> scriptsIn(const std::string& folder);
+/// The sections of a file.
+std::vector<Script> scriptsIn(const std::filesystem::path& file);
+
+/// The words of a text; blanks in quotes, brackets and parentheses part none.
+std::vector<std::string> wordsOf(const std::string& text);
 
 class ScriptTest : public GatewayTest {
  protected:
+  void TearDown() override {
+    kept_.clear();
+    GatewayTest::TearDown();
+  }
+
   void run(const Script& script);
+  void keep(const std::string& name, Input value) {
+    kept_.insert_or_assign(name, std::move(value));
+  }
+  /// The words of a text as inputs; $dir alone is replaced.
+  Inputs inputsFrom(const std::string& text) const;
 
  private:
   using Names = std::map<std::string, std::string>;
@@ -55,7 +68,8 @@ class ScriptTest : public GatewayTest {
   void state(const std::string& line);
   void expectOutputs(const std::vector<Array>& outputs, const std::string& text);
   void expectRaised(const std::string& operation, const Inputs& inputs, const std::string& text);
-  Input input(const std::string& token) const;
+  Input input(const std::string& word) const;
+  Inputs inputsOf(const std::vector<std::string>& words) const;
 
   std::map<std::string, Input> kept_;
 };
