@@ -6,13 +6,15 @@
 
 #include "cdf/call.h"
 #include "tests/gateway/gateway_test.h"
-#include "tests/gateway/statuses.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
 using namespace tarvik;  // the library's items
+
+constexpr long BAD_CDF_ID = -2002, NO_SUCH_CDF = -2067, CDF_DELETE_ERROR = -2088,
+               NOT_A_CDF_OR_NOT_SUPPORTED = -2113;
 
 using FilesTest = GatewayTest;
 

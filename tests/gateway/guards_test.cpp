@@ -1,12 +1,13 @@
 // Guards that scripts cannot try: entries of more elements than memory holds, and long paths.
 #include "tests/gateway/gateway_test.h"
-#include "tests/gateway/statuses.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
 using GuardsTest = GatewayTest;
+
+constexpr long CDF_NAME_TRUNC = -1002, BAD_NUM_ELEMS = -2011;
 
 TEST_F(GuardsTest, EntriesOfMoreElementsThanTheLibraryCounts) {
   const File file = create("a");
