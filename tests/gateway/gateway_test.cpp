@@ -115,6 +115,9 @@ std::string shown(const vlArray* array) {
   out << ':';
   if (vlGetClassID(array) == vlCHAR_CLASS) {
     showText(out << ' ', array);
+  } else if (vlGetClassID(array) == vlCELL_CLASS) {
+    const std::size_t count = vlGetNumberOfElements(array);
+    for (std::size_t i = 0; i < count; ++i) out << ' ' << shown(vlhost::cellValue(array, i));
   } else {
     visitElements(array, [&](const auto* elements, std::size_t count) {
       std::for_each(elements, elements + count, [&](auto element) { out << ' ' << +element; });

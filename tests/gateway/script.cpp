@@ -173,6 +173,7 @@ void ScriptTest::run(Place first, Place last, Names names) {
                  static_cast<int>(next.text == "end");
         return depth == 0;
       });
+      ASSERT_TRUE(end != last) << "line " << line->number << " has no end";
       loop(text.substr(4), line + 1, end, names);
       line = end;
     } else if (text.rfind("let ", 0) == 0) {

@@ -78,21 +78,14 @@ def test_files_without_permission(tmp_path):
         call("create", tmp_path / "new.cdf")
 
 
-@pytest.mark.parametrize(
-    ("inputs", "tag", "message"),
-    [
-        ((), "tooFewArguments", "Must provide at least one input argument."),
-        ((5,), "firstArgNotChar", "First argument must be a function string."),
-        (("OPEN",), "invalidOperation", 'Unrecognized operation:  "OPEN".'),
-        (("close",), "tooFewInputs", "0 inputs were given to close, but 1 are required."),
-    ],
-)
-def test_calls_that_are_none(inputs, tag, message):
-    with pytest.raises(tarvik.CDFError) as caught:
-        call(*inputs)
-    assert isinstance(caught.value, TypeError)
-    assert (caught.value.tag, caught.value.message) == (tag, message)
-    assert caught.value.operation == (inputs[0] if inputs and inputs[0] != 5 else None)
+def test_calls_that_are_none():
+    cases = [((), "tooFewArguments", None), ((5,), "firstArgNotChar", None)]
+    cases += [(("OPEN",), "invalidOperation", "OPEN"), (("close",), "tooFewInputs", "close")]
+    for inputs, tag, operation in cases:
+        with pytest.raises(tarvik.CDFError) as caught:
+            call(*inputs)
+        assert isinstance(caught.value, TypeError)
+        assert (caught.value.tag, caught.value.operation) == (tag, operation)
 
 
 def test_warnings_blame_the_caller(probe):
