@@ -11,7 +11,15 @@
 #include "cdf/items.h"
 
 namespace broken {
+
+std::set<const void*> received;
+
 namespace {
+
+void note(const void* memory) {
+  received.insert(memory);
+}
+void note(long) {}
 
 std::optional<Answer> laidDown;
 std::vector<CDFid> answered;
@@ -38,6 +46,7 @@ CDFstatus answer(CDFid file, Request request, long* output) {
 /// A request made by a function is one on a file, as if its list had the item.
 template <typename F, typename... Arguments>
 CDFstatus standIn(long item, long* output, F* genuineOne, CDFid file, Arguments... arguments) {
+  (note(arguments), ...);
   const auto request = [&] { return genuineOne(file, arguments...); };
   return concerns(item) || concerns(tarvik::CDF_) ? answer(file, request, output) : request();
 }
@@ -93,7 +102,10 @@ CDFstatus CDFlib(long function, ...) {
   broken::ItemList list{function};
   va_list rest;
   va_start(rest, function);
-  for (std::size_t i = 1; list.at(i - 1) != tarvik::NULL_; ++i) list.at(i) = va_arg(rest, long);
+  for (std::size_t i = 1; list.at(i - 1) != tarvik::NULL_; ++i) {
+    list.at(i) = va_arg(rest, long);
+    broken::received.insert(broken::pointer(list.at(i)));
+  }
   va_end(rest);
   const auto request = [&list] { return std::apply(GENUINE(CDFlib), list); };
   const bool concerned = std::any_of(list.begin(), list.end(), broken::concerns);
@@ -116,6 +128,22 @@ CDFstatus CDFinquireAttrEntry(CDFid id, int kind, long attribute, long entry, lo
 CDFstatus CDFgetAttrEntry(CDFid id, int kind, long attribute, long entry, void* value) {
   return broken::standIn(broken::getAttrEntry, nullptr, GENUINE(CDFgetAttrEntry), id, kind,
                          attribute, entry, value);
+}
+
+CDFstatus CDFputAttrEntry(CDFid id, int kind, long attribute, long entry, long datatype,
+                          long numElements, const void* value) {
+  return broken::standIn(broken::putAttrEntry, nullptr, GENUINE(CDFputAttrEntry), id, kind,
+                         attribute, entry, datatype, numElements, value);
+}
+
+CDFstatus CDFgetVarRecordData(CDFid id, int kind, long variable, long record, void* values) {
+  return broken::standIn(broken::recordData, nullptr, GENUINE(CDFgetVarRecordData), id, kind,
+                         variable, record, values);
+}
+
+CDFstatus CDFputVarRecordData(CDFid id, int kind, long variable, long record, const void* values) {
+  return broken::standIn(broken::recordData, nullptr, GENUINE(CDFputVarRecordData), id, kind,
+                         variable, record, values);
 }
 
 int CDFgetValidate() {

@@ -5,12 +5,17 @@
 
 #include <cstddef>
 #include <optional>
+#include <set>
 #include <vector>
 
 namespace broken {
 
 /// Stand for functions where an item is meant.
-constexpr long inquireAttr = -1, inquireAttrEntry = -2, getAttrEntry = -3, getValidate = -4;
+constexpr long inquireAttr = -1, inquireAttrEntry = -2, getAttrEntry = -3, getValidate = -4,
+               putAttrEntry = -5, recordData = -6;
+
+/// Whatever the library was given that may be an address.
+extern std::set<const void*> received;
 
 /// What a request is answered that contains an item, or calls a function.
 struct Answer {

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <map>
-#include <set>
 
 #include "cdf/call.h"
 #include "tests/gateway/samples.h"
@@ -33,14 +32,11 @@ const std::map<std::string, std::string> firstTags = {
 };
 
 /// Operations that make no request on a file, or one for which nothing stands in.
-const std::set<std::string> others = {
-    "computeEpoch",        "computeEpoch16",    "create",
-    "deleteAttrEntry",     "deleteAttrgEntry",  "epoch16Breakdown",
-    "epochBreakdown",      "getAttrMaxEntry",   "getAttrMaxgEntry",
-    "getAttrNum",          "getConstantNames",  "getConstantValue",
-    "getLibraryCopyright", "getLibraryVersion", "getNumAttrEntries",
-    "getNumAttrgEntries",  "getValidate",       "getVarNum",
-    "setValidate"};
+const std::string others =
+    " computeEpoch computeEpoch16 create deleteAttrEntry deleteAttrgEntry epoch16Breakdown "
+    "epochBreakdown getAttrMaxEntry getAttrMaxgEntry getAttrNum getConstantNames getConstantValue "
+    "getLibraryCopyright getLibraryVersion getNumAttrEntries getNumAttrgEntries getValidate "
+    "getVarNum setValidate ";
 
 class BrokenLibraryTest : public SamplesTest {
  protected:
@@ -73,7 +69,7 @@ TEST_F(BrokenLibraryTest, EveryNegativeStatusIsAFailure) {
   for (const long status : {-1L, -1999L, -2000L, -2234L}) {
     const Answering answering({CDF_, status});
     for (const Sample& sample : samples()) {
-      if (others.count(sample.operation) != 0) continue;
+      if (others.find(" " + sample.operation + " ") != std::string::npos) continue;
       const auto tag = firstTags.find(sample.operation);
       EXPECT_EQ(
           raisedWith(sample.operation, sample.inputs),
@@ -91,9 +87,9 @@ TEST_F(BrokenLibraryTest, APositiveStatusIsSuccess) {
       SCOPED_TRACE(sample.operation);
       std::vector<std::string> result;
       for (const Array& output : callWith(sample.operation, sample.inputs)) {
-        if (sample.operation == "open" || sample.operation == "create") {
+        if (opensAFile(sample)) {
           close({valuesOf<std::uint64_t>(output).at(0)});
-        } else if (vlGetClassID(output.get()) != vlCELL_CLASS) {
+        } else {
           result.push_back(shown(output));
         }
       }
@@ -124,6 +120,8 @@ TEST_F(BrokenLibraryTest, LaterStepsHaveTheirTags) {
       {"getLibraryVersion", LIB_VERSION_}, {"getLibraryCopyright", LIB_COPYRIGHT_},
       {"inquireAttr", broken::inquireAttr}, {"inquireAttrEntry", broken::inquireAttrEntry},
       {"getAttrEntry", broken::inquireAttrEntry}, {"getAttrgEntry", broken::getAttrEntry},
+      {"putAttrEntry", broken::putAttrEntry}, {"putAttrgEntry", broken::putAttrEntry},
+      {"getVarRecordData", broken::recordData}, {"putVarRecordData", broken::recordData},
       // clang-format on
   };
   for (const auto& row : rows) {
@@ -201,17 +199,16 @@ TEST_F(BrokenLibraryTest, CodesThatNoTableHolds) {
 
 // Their names are those of the named constants in another case.
 TEST_F(BrokenLibraryTest, EveryEncodingHasItsName) {
-  const std::pair<long, const char*> rows[] = {
-      {1, "NETWORK_ENCODING"},    {2, "SUN_ENCODING"},        {3, "VAX_ENCODING"},
-      {4, "DECSTATION_ENCODING"}, {5, "SGi_ENCODING"},        {6, "IBMPC_ENCODING"},
-      {7, "IBMRS_ENCODING"},      {8, "HOST_ENCODING"},       {9, "MAC_ENCODING"},
-      {11, "HP_ENCODING"},        {12, "NeXT_ENCODING"},      {13, "ALPHAOSF1_ENCODING"},
-      {14, "ALPHAVMSd_ENCODING"}, {15, "ALPHAVMSg_ENCODING"}, {16, "ALPHAVMSi_ENCODING"},
+  const char* const names[] = {
+      "NETWORK", "SUN",   "VAX", "DECSTATION", "SGi",       "IBMPC",     "IBMRS",     "HOST",
+      "MAC",     nullptr, "HP",  "NeXT",       "ALPHAOSF1", "ALPHAVMSd", "ALPHAVMSg", "ALPHAVMSi",
   };
-  for (const auto& [code, name] : rows) {
-    const Answering answering(give(CDF_ENCODING_, code));
+  for (std::size_t i = 0; i < std::size(names); ++i) {
+    if (names[i] == nullptr) continue;
+    const Answering answering(give(CDF_ENCODING_, static_cast<long>(i) + 1));
+    const std::string name = std::string(names[i]) + "_ENCODING";
     EXPECT_EQ(textOf(call("inquire", file_).at(0)), name);
-    EXPECT_EQ(numberOf(call("getConstantValue", name).at(0)), static_cast<double>(code));
+    EXPECT_EQ(numberOf(call("getConstantValue", name).at(0)), static_cast<double>(i + 1));
   }
   const Answering answering(give(CDF_CHECKSUM_, 2));
   EXPECT_EQ(textOf(call("getChecksum", file_).at(0)), "OTHER_CHECKSUM");

@@ -18,26 +18,6 @@ fs::path newFolder() {
   return mkdtemp(name.data());
 }
 
-template <typename T, typename Visit>
-bool visitIf(const vlArray* array, Visit visit, vlClassID classId = classOf<T>()) {
-  if (vlGetClassID(array) != classId) return false;
-  visit(static_cast<T*>(vlGetData(array)), vlGetNumberOfElements(array));
-  return true;
-}
-
-/// Calls `visit` with the typed elements of a numeric or logical array and their count.
-template <typename Visit>
-void visitElements(const vlArray* array, Visit visit) {
-  const bool visited =
-      visitIf<double>(array, visit) || visitIf<float>(array, visit) ||
-      visitIf<std::int8_t>(array, visit) || visitIf<std::uint8_t>(array, visit) ||
-      visitIf<std::int16_t>(array, visit) || visitIf<std::uint16_t>(array, visit) ||
-      visitIf<std::int32_t>(array, visit) || visitIf<std::uint32_t>(array, visit) ||
-      visitIf<std::int64_t>(array, visit) || visitIf<std::uint64_t>(array, visit) ||
-      visitIf<vlLogical>(array, visit, vlLOGICAL_CLASS);
-  EXPECT_TRUE(visited) << vlGetClassName(array);
-}
-
 void showText(std::ostream& out, const vlArray* text) {
   const auto* units = static_cast<const vlChar*>(vlGetData(text));
   std::for_each(units, units + vlGetNumberOfElements(text), [&](vlChar unit) {
@@ -68,12 +48,6 @@ Array newArray(vlClassID classId, const Dims& dims) {
     default:
       return Array(vlCreateNumericArray(dims.size(), dims.data(), classId, vlREAL));
   }
-}
-
-Array logicals(const std::vector<bool>& values) {
-  Array array = newArray(vlLOGICAL_CLASS, {1, values.size()});
-  std::copy(values.begin(), values.end(), vlGetLogicals(array.get()));
-  return array;
 }
 
 Array chars(const Dims& dims, const std::u16string& elements) {
@@ -131,12 +105,6 @@ Dims dimsOf(const Array& array) {
   return {dims, dims + vlGetNumberOfDimensions(array.get())};
 }
 
-std::vector<bool> logicalsOf(const Array& array) {
-  const vlLogical* first = vlGetLogicals(array.get());
-  EXPECT_NE(first, nullptr) << vlGetClassName(array.get());
-  return std::vector<bool>(first, first + vlGetNumberOfElements(array.get()));
-}
-
 std::string shown(const vlArray* array) {
   std::ostringstream out;
   out << std::setprecision(17) << vlGetClassName(array);
@@ -147,6 +115,9 @@ std::string shown(const vlArray* array) {
   out << ':';
   if (vlGetClassID(array) == vlCHAR_CLASS) {
     showText(out << ' ', array);
+  } else if (vlGetClassID(array) == vlCELL_CLASS) {
+    const std::size_t count = vlGetNumberOfElements(array);
+    for (std::size_t i = 0; i < count; ++i) out << ' ' << shown(vlhost::cellValue(array, i));
   } else {
     visitElements(array, [&](const auto* elements, std::size_t count) {
       std::for_each(elements, elements + count, [&](auto element) { out << ' ' << +element; });
@@ -201,12 +172,6 @@ Raised GatewayTest::raisedWith(const std::string& operation, const Inputs& input
   return {};
 }
 
-void GatewayTest::expectRefused(const std::vector<Refusal>& refusals) {
-  for (const Refusal& row : refusals) {
-    EXPECT_EQ(raisedWith(row.operation, row.inputs), row.raised) << row.operation;
-  }
-}
-
 File GatewayTest::create(const std::string& name) {
   return {valuesOf<std::uint64_t>(call("create", path(name)).at(0)).at(0)};
 }
@@ -228,11 +193,4 @@ Raised failureOf(const std::string& operation, long status, const std::string& t
                     tarvik::STATUS_TEXT_, text.data());
   return {"VORLAN:tarvik:" + operation + ":" + tag,
           std::string("CDF library failure, \"") + text.data() + "\"."};
-}
-
-Inputs fileAnd(File file, const std::vector<double>& numbers) {
-  Inputs inputs;
-  inputs.emplace_back(file);
-  inputs.insert(inputs.end(), numbers.begin(), numbers.end());
-  return inputs;
 }

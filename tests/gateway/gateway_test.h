@@ -28,28 +28,46 @@ constexpr vlClassID classOf() {
   if constexpr (std::is_same_v<T, std::uint64_t>) return vlUINT64_CLASS;
 }
 
+/// Every class of an array.
+inline constexpr vlClassID allClasses[] = {
+    vlCELL_CLASS,   vlLOGICAL_CLASS, vlCHAR_CLASS,   vlDOUBLE_CLASS, vlSINGLE_CLASS,
+    vlINT8_CLASS,   vlUINT8_CLASS,   vlINT16_CLASS,  vlUINT16_CLASS, vlINT32_CLASS,
+    vlUINT32_CLASS, vlINT64_CLASS,   vlUINT64_CLASS,
+};
+
+template <typename T, typename Visit>
+bool visitIf(const vlArray* array, Visit visit, vlClassID classId = classOf<T>()) {
+  if (vlGetClassID(array) != classId) return false;
+  visit(static_cast<T*>(vlGetData(array)), vlGetNumberOfElements(array));
+  return true;
+}
+
+/// Calls `visit` with the typed elements of an array and their count.
+template <typename Visit>
+void visitElements(const vlArray* array, Visit visit) {
+  const bool visited =
+      visitIf<double>(array, visit) || visitIf<float>(array, visit) ||
+      visitIf<std::int8_t>(array, visit) || visitIf<std::uint8_t>(array, visit) ||
+      visitIf<std::int16_t>(array, visit) || visitIf<std::uint16_t>(array, visit) ||
+      visitIf<std::int32_t>(array, visit) || visitIf<std::uint32_t>(array, visit) ||
+      visitIf<std::int64_t>(array, visit) || visitIf<std::uint64_t>(array, visit) ||
+      visitIf<vlLogical>(array, visit, vlLOGICAL_CLASS) ||
+      visitIf<vlChar>(array, visit, vlCHAR_CLASS);
+  EXPECT_TRUE(visited) << vlGetClassName(array);
+}
+
 using Dims = std::vector<std::size_t>;
 
 /// A zeroed array of the class; cells are empty.
 Array newArray(vlClassID classId, const Dims& dims);
 
-/// A numeric array of the given dimensions; the values stand in storage order.
-template <typename T>
-Array numbers(const Dims& dims, const std::vector<T>& values) {
-  Array array = newArray(classOf<T>(), dims);
-  EXPECT_EQ(vlGetNumberOfElements(array.get()), values.size());
-  std::copy(values.begin(), values.end(), static_cast<T*>(vlGetData(array.get())));
-  return array;
-}
-
 /// A numeric row.
 template <typename T>
 Array row(const std::vector<T>& values) {
-  return numbers<T>({1, values.size()}, values);
+  Array array = newArray(classOf<T>(), {1, values.size()});
+  std::copy(values.begin(), values.end(), static_cast<T*>(vlGetData(array.get())));
+  return array;
 }
-
-/// A logical row.
-Array logicals(const std::vector<bool>& values);
 
 /// A char array of the given dimensions from 16-bit elements in storage order.
 Array chars(const Dims& dims, const std::u16string& elements);
@@ -100,7 +118,6 @@ std::vector<T> valuesOf(const Array& array) {
   const auto* first = static_cast<const T*>(vlGetData(array.get()));
   return {first, first + vlGetNumberOfElements(array.get())};
 }
-std::vector<bool> logicalsOf(const Array& array);
 
 /// Class, dimensions and elements as one text, as "int32 1x2: 3 4" or "char 1x4: abc<FF80>".
 std::string shown(const vlArray* array);
@@ -123,13 +140,6 @@ inline Raised vorlan(const std::string& tag, const std::string& message) {
   return {"VORLAN:tarvik:" + tag, message};
 }
 
-/// A call that must fail, and how.
-struct Refusal {
-  std::string operation;
-  Inputs inputs;
-  Raised raised;
-};
-
 /// Loads the gateway afresh for each test. At the end no file may be registered in it and no host
 /// array may be alive that was not before.
 class GatewayTest : public testing::Test {
@@ -151,7 +161,6 @@ class GatewayTest : public testing::Test {
     return raisedWith(operation, pack(std::forward<Arguments>(arguments)...));
   }
   Raised raisedWith(const std::string& operation, const Inputs& inputs);
-  void expectRefused(const std::vector<Refusal>& refusals);
 
   /// A path in the test's own folder.
   std::string path(const std::string& name) const { return (folder_ / name).string(); }
@@ -185,6 +194,3 @@ class GatewayTest : public testing::Test {
 
 /// What an operation raises for a status of the library: "CDF library failure, \"TEXT\".".
 Raised failureOf(const std::string& operation, long status, const std::string& tag = "failure");
-
-/// The inputs of an operation that takes a file identifier and numbers.
-Inputs fileAnd(File file, const std::vector<double>& numbers);

@@ -1,17 +1,9 @@
-/// Valid inputs of every operation, and files to use them on: for what is tried with all
-/// operations.
+/// Valid inputs of every operation, and files to use them on, as samples.txt has them.
 #pragma once
 
 #include <map>
 
-#include "tests/gateway/gateway_test.h"
-
-/// Every class of an array.
-inline constexpr vlClassID allClasses[] = {
-    vlCELL_CLASS,   vlLOGICAL_CLASS, vlCHAR_CLASS,   vlDOUBLE_CLASS, vlSINGLE_CLASS,
-    vlINT8_CLASS,   vlUINT8_CLASS,   vlINT16_CLASS,  vlUINT16_CLASS, vlINT32_CLASS,
-    vlUINT32_CLASS, vlINT64_CLASS,   vlUINT64_CLASS,
-};
+#include "tests/gateway/script.h"
 
 struct Sample {
   std::string operation;
@@ -23,7 +15,7 @@ inline bool opensAFile(const Sample& sample) {
   return sample.operation == "open" || sample.operation == "create";
 }
 
-class SamplesTest : public GatewayTest {
+class SamplesTest : public ScriptTest {
  protected:
   void SetUp() override;
 
@@ -46,4 +38,5 @@ class SamplesTest : public GatewayTest {
   Contents contents() const;
 
   Contents made_;
+  std::vector<Line> rows_;
 };

@@ -85,15 +85,8 @@ def test_example(name, tmp_path, monkeypatch):
 
 def test_keywords_defaults_and_named_results(tmp_path):
     with tarvik.create(tmp_path / "x.cdf") as file:
-        number = tarvik.createVar(
-            file,
-            "B",
-            constants.CDF_REAL4,
-            numElements=1,
-            dimSizes=[],
-            recVariance=True,
-            dimVariances=[],
-        )
+        shape = {"numElements": 1, "dimSizes": [], "recVariance": True, "dimVariances": []}
+        number = tarvik.createVar(file, "B", constants.CDF_REAL4, **shape)
         tarvik.putVarData(file, number, record=0, indices=[], value=np.float32(2.5))
         assert tarvik.getVarData(file, variable=number, record=0) == 2.5
         assert tarvik.getVarData(file, number, 0, None) == 2.5
@@ -109,6 +102,7 @@ def test_keywords_defaults_and_named_results(tmp_path):
 def test_every_constant_has_a_family_and_its_value():
     members = {m.name: m.value for family in constants.families.values() for m in family}
     names = tarvik.getConstantNames()
+    assert names == sorted(names)
     assert members == {name: tarvik.getConstantValue(name) for name in names}
     assert all(getattr(constants, name) == members[name] for name in names)
 
@@ -133,14 +127,10 @@ def test_stubs_are_sound_and_complete(tmp_path):
     )
     wrong = tmp_path / "wrong.py"
     wrong.write_text("import tarvik\ntarvik.getVarName('x', 0)\ntarvik.inquire(1).nothing\n")
+    mypy = [sys.executable, "-m", "mypy", "--strict", "--cache-dir", tmp_path / "cache"]
+    env = {"MYPYPATH": str(Path(tarvik.__file__).parents[1]), "PATH": ""}
     results = [
-        subprocess.run(
-            [sys.executable, "-m", "mypy", "--strict", "--cache-dir", tmp_path / "cache", source],
-            capture_output=True,
-            text=True,
-            cwd=tmp_path,
-            env={"MYPYPATH": str(Path(tarvik.__file__).parents[1]), "PATH": ""},
-        )
+        subprocess.run([*mypy, source], capture_output=True, text=True, cwd=tmp_path, env=env)
         for source in (right, wrong)
     ]
     assert results[0].returncode == 0, results[0].stdout

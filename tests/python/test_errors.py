@@ -25,6 +25,7 @@ KINDS = [
     ("invalidOperation", "no", TypeError),
     ("open:failure", LIBRARY.format("NOT_A_CDF"), None),
     ("x:failure", 'the variable "NO_SUCH_VAR: x" is odd', None),
+    ("x", "no UTF-8: caf\udce9", None),
 ]
 
 
@@ -38,17 +39,9 @@ def test_kinds(probe, identifier, message, kind):
     assert (error.operation, error.tag) == ("fail", identifier.rpartition(":")[2])
     named = message.startswith("CDF library failure")
     assert error.status_name == (message.split('"')[1].partition(":")[0] if named else None)
-    bases = type(error).__mro__
-    assert kind is None or kind in bases
-    assert kind is not None or type(error) is tarvik.CDFError
+    assert type(error) is tarvik.CDFError if kind is None else isinstance(error, kind)
     again = pickle.loads(pickle.dumps(error))
     assert (type(again), str(again), again.__dict__) == (type(error), message, error.__dict__)
-
-
-def test_messages_need_not_be_utf8(probe):
-    with pytest.raises(tarvik.CDFError) as caught:
-        probe.call("fail", "VORLAN:tarvik:x", b"caf\xe9")
-    assert caught.value.message == "caf\udce9"
 
 
 def test_files_that_cannot_be_had(tmp_path):
@@ -85,21 +78,14 @@ def test_files_without_permission(tmp_path):
         call("create", tmp_path / "new.cdf")
 
 
-@pytest.mark.parametrize(
-    ("inputs", "tag", "message"),
-    [
-        ((), "tooFewArguments", "Must provide at least one input argument."),
-        ((5,), "firstArgNotChar", "First argument must be a function string."),
-        (("OPEN",), "invalidOperation", 'Unrecognized operation:  "OPEN".'),
-        (("close",), "tooFewInputs", "0 inputs were given to close, but 1 are required."),
-    ],
-)
-def test_calls_that_are_none(inputs, tag, message):
-    with pytest.raises(tarvik.CDFError) as caught:
-        call(*inputs)
-    assert isinstance(caught.value, TypeError)
-    assert (caught.value.tag, caught.value.message) == (tag, message)
-    assert caught.value.operation == (inputs[0] if inputs and inputs[0] != 5 else None)
+def test_calls_that_are_none():
+    cases = [((), "tooFewArguments", None), ((5,), "firstArgNotChar", None)]
+    cases += [(("OPEN",), "invalidOperation", "OPEN"), (("close",), "tooFewInputs", "close")]
+    for inputs, tag, operation in cases:
+        with pytest.raises(tarvik.CDFError) as caught:
+            call(*inputs)
+        assert isinstance(caught.value, TypeError)
+        assert (caught.value.tag, caught.value.operation) == (tag, operation)
 
 
 def test_warnings_blame_the_caller(probe):

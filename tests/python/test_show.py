@@ -37,12 +37,9 @@ def document(command):
     """Show as JSON, strictly read."""
 
     def run(*arguments):
-        def refuse(constant):
-            raise AssertionError(f"{constant} is no JSON")
-
         code, text, _ = command("show", "--json", *arguments)
         assert text.isascii()
-        return code, json.loads(text, parse_constant=refuse)
+        return code, json.loads(text, parse_constant=pytest.fail)
 
     return run
 
@@ -53,17 +50,14 @@ def odd_file(new_file, tmp_path):
     with new_file("odd.cdf") as file:
         title = tarvik.createAttr(file, "title ", constants.GLOBAL_SCOPE)
         tarvik.putAttrEntry(file, title, 0, constants.CDF_CHAR, HOSTILE)
-        tarvik.putAttrEntry(
-            file, title, 2, constants.CDF_CHAR, b"caf\xe9 caf\xc3\xa9 " + b"x" * 3000
-        )
+        long_text = b"caf\xe9 caf\xc3\xa9 " + b"x" * 3000
+        tarvik.putAttrEntry(file, title, 2, constants.CDF_CHAR, long_text)
         limits = tarvik.createAttr(file, "limits", constants.VARIABLE_SCOPE)
         special = np.array([np.nan, np.inf, -np.inf, 0.1], "f4")
         text = tarvik.createVar(file, "n" * 250, constants.CDF_CHAR, 9, [], True, [])
         tarvik.putAttrEntry(file, limits, text, constants.CDF_REAL4, special)
         tarvik.putVarData(file, text, 0, [], b"\x1b]0;t\x07\xe9[b")
-        matrix = tarvik.createVar(
-            file, "matrix", constants.CDF_INT4, 1, [2, 3], True, [True, False]
-        )
+        matrix = tarvik.createVar(file, "matrix", 4, 1, [2, 3], True, [True, False])
         tarvik.setVarCompression(file, matrix, constants.GZIP_COMPRESSION, 6)
         tarvik.putVarData(file, matrix, 1, [1, 0], np.int32(7))
         tarvik.createVar(file, "time", 33, 1, [], True, [])
@@ -73,18 +67,12 @@ def odd_file(new_file, tmp_path):
 def test_everything_in_a_mission_file(document, example_file):
     code, found = document(example_file, "--variable", "flux_He", "--variable", "Epoch")
     assert code == 0
-    facts = ("version", "format", "majority", "encoding", "records", "variable_count", "size")
-    assert [found[key] for key in facts] == [
-        "2.5.22",
-        "SINGLE_FILE",
-        "COLUMN_MAJOR",
-        "NETWORK_ENCODING",
-        24,
-        61,
-        example_file.stat().st_size,
-    ]
+    facts = {"version": "2.5.22", "format": "SINGLE_FILE", "majority": "COLUMN_MAJOR"}
+    facts |= {"encoding": "NETWORK_ENCODING", "records": 24, "variable_count": 61}
+    facts |= {"global_attribute_count": 26, "size": example_file.stat().st_size}
+    assert {key: found[key] for key in facts} == facts
     texts = {a["name"]: [e["value"] for e in a["entries"]] for a in found["global_attributes"]}
-    assert len(texts) == found["global_attribute_count"] == 26
+    assert len(texts) == 26
     assert texts["TITLE"] == ["ACE> Solar Isotope Spectrometer"]
     assert texts["Acknowledgement"][2] == "Caltech, USA"
 
@@ -101,11 +89,8 @@ def test_everything_in_a_mission_file(document, example_file):
             for entry in variable["attributes"]:
                 number = tarvik.getAttrNum(file, entry["name"])
                 value = tarvik.getAttrEntry(file, number, variable["number"])
-                assert (
-                    np.allclose(entry["value"], value)
-                    if entry["datatype"] != "cdf_char"
-                    else (entry["value"] == value)
-                )
+                text = isinstance(value, str)
+                assert entry["value"] == value if text else np.allclose(entry["value"], value)
 
 
 def test_what_json_does_not_know_and_what_cannot_be_read(document, odd_file):
@@ -146,10 +131,11 @@ def test_a_pipe_gets_whole_lines_and_nothing_that_moves_a_terminal(command, odd_
     assert r"second \x07 line" in lines
     assert "third" in lines
     assert any(line.startswith(r"[2] caf\xe9 café " + "x" * 3000) for line in lines)
-    assert re.search(rf"^ *0  {'n' * 250}  cdf_char +9  \[1\] +1  T/ +none", text, re.MULTILINE)
-    assert re.search(
-        r"^ *1  matrix +cdf_int4 +1  \[2\] x 2 x 3 +2  T/TF +GZIP 6", text, re.MULTILINE
-    )
+    for row in (
+        rf"0  {'n' * 250}  cdf_char +9  \[1\] +1  T/ +none",
+        r"1  matrix +cdf_int4 +1  \[2\] x 2 x 3 +2  T/TF +GZIP 6",
+    ):
+        assert re.search(f"^ *{row}", text, re.MULTILINE), row
     assert "limits  nan, inf, -inf, 0.1" in lines
 
 
@@ -191,43 +177,31 @@ def test_exit_codes(command, tmp_path, example_file):
     text.write_text("no CDF file, but long enough to be one")
     shutil.copyfile(example_file, tmp_path / "there.cdf")
     missing = tmp_path / "missing\x1b\n.cdf"
-    shown = r"tarvik: .*{}: {}\n"
+    # The arguments, the code, a part of stdout and how often it is there, and all of stderr.
     cases = [
-        (["show", tmp_path / "there"], 0, ""),
-        (["show"], 2, r"(?s)Usage: .*Missing argument 'FILE...'.*"),
-        (["show", text, "--none"], 2, r"(?s)Usage: .*No such option.*"),
-        (["show", missing], 3, shown.format(r"missing\\x1b\\n\.cdf", r"NO_SUCH_CDF: [^\n]*")),
-        (["show", tmp_path], 3, shown.format("", "NO_SUCH_CDF: [^\n]*")),
-        (["show", text], 4, shown.format("text.cdf", "NOT_A_CDF[^\n]*")),
-        (
-            ["show", example_file, "--variable", "x"],
-            4,
-            shown.format("", 'there is no variable "x"'),
-        ),
+        (["show", tmp_path / "there"], 0, ("TITLE  ", 1), ""),
+        (["show"], 2, ("", 1), r"(?s)Usage: .*Missing argument 'FILE...'.*"),
+        (["show", text, "--none"], 2, ("", 1), r"(?s)Usage: .*No such option.*"),
+        (["show", missing], 3, ("", 1), r"tarvik: .*missing\\x1b\\n\.cdf: NO_SUCH_CDF: [^\n]*\n"),
+        (["show", tmp_path], 3, ("", 1), "tarvik: .*: NO_SUCH_CDF: [^\n]*\n"),
+        (["show", text], 4, ("", 1), r"tarvik: .*text.cdf: NOT_A_CDF[^\n]*\n"),
+        (["show", example_file, "--variable", "x"], 4, ("", 1), '.*: there is no variable "x"\n'),
+        (["show", example_file, missing, example_file], 3, ("TITLE  ", 2), r".*NO_SUCH_CDF.*\n"),
+        (["show", "--json", missing, example_file], 3, ('"caches": ', 1), r".*NO_SUCH_CDF.*\n"),
+        (["--version"], 0, (f"tarvik {tarvik.__version__}, CDF library 3.", 1), ""),
     ]
-    for arguments, code, words in cases:
+    for arguments, code, (part, times), words in cases:
         found = command(*arguments)
-        assert (found[0], bool(found[1])) == (code, code == 0), arguments
+        assert found[0] == code, arguments
+        assert found[1].count(part) == times if part else not found[1], arguments
         assert re.fullmatch(words, found[2]), found[2]
-
-
-def test_a_file_that_fails_does_not_keep_the_others(command, tmp_path, example_file):
-    code, text, words = command("show", example_file, tmp_path / "none.cdf", example_file)
-    assert (code, text.count("TITLE  "), words.count("\n")) == (3, 2, 1)
-    code, text, words = command("show", "--json", tmp_path / "none.cdf", example_file)
-    assert (code, len(json.loads(text)), words.count("\n")) == (3, 1, 1)
 
 
 def test_a_reader_that_goes_away(example_file):
     reading, writing = os.pipe()
     os.close(reading)
-    done = subprocess.run(
-        [sys.executable, "-m", "tarvik", "show", *[example_file] * 3],
-        stdout=writing,
-        stderr=subprocess.PIPE,
-        check=False,
-        timeout=60,
-    )
+    arguments = [sys.executable, "-m", "tarvik", "show", *[example_file] * 3]
+    done = subprocess.run(arguments, stdout=writing, stderr=subprocess.PIPE, timeout=60)
     os.close(writing)
     assert (done.returncode, done.stderr) == (141, b"")
 
@@ -255,12 +229,6 @@ def test_demo(command, tmp_path):
     threads = threading.active_count()
     assert command("demo")[0] == 0
     assert threading.active_count() == threads
-
-
-def test_versions(command):
-    code, text, _ = command("--version")
-    assert code == 0
-    assert re.fullmatch(rf"tarvik {re.escape(tarvik.__version__)}, CDF library 3\.\d+\.\d+\n", text)
 
 
 def test_the_example_reads_the_mission_file(capsys, example_file):

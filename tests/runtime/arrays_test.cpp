@@ -50,6 +50,18 @@ TEST_F(ArraysTest, DimensionsAreCompletedToTwoAndKeptFromThere) {
   }
 }
 
+TEST_F(ArraysTest, EveryClassHasItsName) {
+  const std::pair<vlClassID, const char*> kRows[] = {
+      {vlDOUBLE_CLASS, "double"}, {vlSINGLE_CLASS, "single"}, {vlINT8_CLASS, "int8"},
+      {vlUINT8_CLASS, "uint8"},   {vlINT16_CLASS, "int16"},   {vlUINT16_CLASS, "uint16"},
+      {vlINT32_CLASS, "int32"},   {vlUINT32_CLASS, "uint32"}, {vlINT64_CLASS, "int64"},
+      {vlUINT64_CLASS, "uint64"}};
+  for (const auto& [id, name] : kRows) EXPECT_STREQ(vlGetClassName(numeric({1}, id).get()), name);
+  EXPECT_STREQ(vlGetClassName(Array(vlCreateString("")).get()), "char");
+  EXPECT_STREQ(vlGetClassName(Array(vlCreateLogicalArray(0, nullptr)).get()), "logical");
+  EXPECT_STREQ(vlGetClassName(Array(vlCreateCellMatrix(0, 0)).get()), "cell");
+}
+
 TEST_F(ArraysTest, WhatCannotBeMadeIsRefused) {
   const auto expectBad = [](auto code) { EXPECT_EQ(errorOf(code), "VORLAN:badArray"); };
   for (const vlClassID id : {vlUNKNOWN_CLASS, vlCELL_CLASS, vlSTRUCT_CLASS, vlCHAR_CLASS,
@@ -84,8 +96,9 @@ TEST_F(ArraysTest, ACellOwnsItsValuesAndRefusesWhatItCannotHold) {
   vlArray* const inner = vlCreateCellMatrix(1, 1);
   vlArray* const innermost = vlCreateCellMatrix(1, 1);
   vlSetCell(inner, 0, innermost);
+  for (int i = 0; i < 2; ++i) vlSetCell(innermost, 0, vlCreateString("the second in its place"));
   vlSetCell(outer, 1, inner);  // and the text is gone
-  EXPECT_EQ(vlhost::holdings().arrays, 4u);
+  EXPECT_EQ(vlhost::holdings().arrays, 5u);
   const auto refused = [](vlArray* cell, std::size_t index, vlArray* value) {
     return errorOf([&] { vlSetCell(cell, index, value); }) == "VORLAN:badCell";
   };
@@ -156,10 +169,8 @@ TEST_F(ArraysTest, LargeArraysAndBlocksGoBackToTheSystem) {
 TEST_F(ArraysTest, SizesBeyondAllMemoryAreRefused) {
   constexpr std::size_t kMax = PTRDIFF_MAX, kOne = 1;
   const std::vector<std::size_t> kRows[] = {{kMax / 2 + 1},
-
                                             {kMax + 1, 1},
                                             {kMax + 2, 1},
-
                                             {kOne << 59, 1},
                                             {kOne << 61, 1},
                                             {(kOne << 61) + 1},

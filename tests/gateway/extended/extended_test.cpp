@@ -153,13 +153,23 @@ TEST_F(ExtendedTest, ShapesAndClasses) {
       vorlan("computeTT2000:badDatatype", "The input argument must be double precision.");
   const Raised notInt64 =
       vorlan("tt2000Breakdown:badDatatype", "The input argument must be int64.");
-  expectRefused({{"computeTT2000", {newArray(vlDOUBLE_CLASS, {1, 8})}, badLength},
-                 {"computeTT2000", {newArray(vlINT64_CLASS, {1, 10})}, badLength},
-                 {"computeTT2000", {newArray(vlINT64_CLASS, {1, 9})}, notDouble},
-                 {"computeTT2000", {newArray(vlCELL_CLASS, {1, 9})}, notDouble},
-                 {"tt2000Breakdown", {newArray(vlDOUBLE_CLASS, {1, 1})}, notInt64},
-                 {"tt2000Breakdown", {newArray(vlUINT64_CLASS, {1, 1})}, notInt64},
-                 {"tt2000Breakdown", {newArray(vlCELL_CLASS, {0, 0})}, notInt64}});
+  const struct {
+    const char* operation;
+    vlClassID classId;
+    Dims input;
+    Raised raised;
+  } refusals[] = {
+      {"computeTT2000", vlDOUBLE_CLASS, {1, 8}, badLength},
+      {"computeTT2000", vlINT64_CLASS, {1, 10}, badLength},
+      {"computeTT2000", vlINT64_CLASS, {1, 9}, notDouble},
+      {"computeTT2000", vlCELL_CLASS, {1, 9}, notDouble},
+      {"tt2000Breakdown", vlDOUBLE_CLASS, {1, 1}, notInt64},
+      {"tt2000Breakdown", vlUINT64_CLASS, {1, 1}, notInt64},
+      {"tt2000Breakdown", vlCELL_CLASS, {0, 0}, notInt64},
+  };
+  for (const auto& row : refusals) {
+    EXPECT_EQ(raised(row.operation, newArray(row.classId, row.input)), row.raised) << row.operation;
+  }
 }
 
 // Both in one process, each with files of its own and the same CDF library.
