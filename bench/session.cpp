@@ -81,6 +81,12 @@ Array Call::operator()(const std::vector<const vlArray*>& inputs) const {
   return result.outputs.empty() ? nullptr : std::move(result.outputs[0]);
 }
 
+std::function<void()> Call::with(const std::vector<const vlArray*>& inputs) const {
+  std::vector<const vlArray*> arguments = {name_.get()};
+  arguments.insert(arguments.end(), inputs.begin(), inputs.end());
+  return [arguments, name = name_] { plugin().call(arguments, 1); };
+}
+
 void must(CDFstatus status) {
   if (status >= 0) return;
   tarvik::StatusTextBuffer words{};

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -27,12 +28,15 @@ Array unfilled(vlClassID classId, const std::vector<std::size_t>& dims);
 /// The same with values that repeat after some hundreds, so that they can be compressed.
 Array filled(vlClassID classId, const std::vector<std::size_t>& dims);
 
-/// The loaded plug-in; its name arrays are made once, as a host keeps the names of a program.
+/// An operation of the loaded plug-in. Its name is made once, as a host keeps the names of a
+/// program.
 class Call {
  public:
   explicit Call(const char* operation);
   /// The first output, or null.
   Array operator()(const std::vector<const vlArray*>& inputs) const;
+  /// The call with inputs that are kept elsewhere, ready to be made again and again.
+  std::function<void()> with(const std::vector<const vlArray*>& inputs) const;
 
  private:
   std::shared_ptr<vlArray> name_;
