@@ -13,6 +13,7 @@ namespace {
 using namespace tarvik;  // The names of the library's items.
 
 constexpr long recordBytes = 8192;  ///< Of the variables that hyperslabs are read from.
+constexpr long megabyte = 1024000;  ///< A whole number of records.
 
 struct Type {
   const char* name;
@@ -199,16 +200,16 @@ void addBulk() {
     long bytes, calls, turns;
   } sizes[] = {{16, 2000, 15},
                {8192, 1000, 15},
-               {1024000, 20, 15},
-               {80 * 1024000, 1, 9},
-               {400 * 1024000, 1, 5}};
+               {megabyte, 20, 15},
+               {80 * megabyte, 1, 9},
+               {400 * megabyte, 1, 5}};
   for (const auto& size : sizes) {
     if (trial() && size.bytes > 8192) continue;
     for (const Type& type : {real8, epoch16, characters}) {
       for (const bool isSlab : {true, false}) {
         for (const long majority : {ROW_MAJOR, COLUMN_MAJOR}) {
           // The largest once for each type, since the majority changes nothing in the transfer.
-          if (size.bytes > 100 * 1024000 && (majority == COLUMN_MAJOR || !isSlab)) continue;
+          if (size.bytes > 100 * megabyte && (majority == COLUMN_MAJOR || !isSlab)) continue;
           addBoth({type, isSlab, size.bytes, majority, none}, size.calls, size.turns);
         }
       }
@@ -216,7 +217,7 @@ void addBulk() {
   }
   for (const Compression& compression : compressions) {
     for (const Type& type : {real8, characters}) {
-      addBoth({type, true, trial() ? 8192 : 4 * 1024000, ROW_MAJOR, compression}, 1, 5);
+      addBoth({type, true, trial() ? 8192 : 4 * megabyte, ROW_MAJOR, compression}, 1, 5);
     }
   }
 }
