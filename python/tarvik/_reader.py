@@ -4,6 +4,7 @@
 only while one of its functions runs.
 """
 
+import os
 from dataclasses import dataclass, field
 
 import numpy as np
@@ -29,6 +30,7 @@ _NUMBERS = {
     "u4": ["cdf_uint4"],
     "c16": ["cdf_epoch16"],
 }
+_LOWEST_USUAL = -32000  # the library's own pad values of two bytes and more are below
 _NAT = np.datetime64("NaT", "ns")
 _DTYPES = {name: np.dtype(code) for code, names in _NUMBERS.items() for name in names}
 
@@ -53,6 +55,8 @@ class Variable:
         Its entries by the attributes' names.
     fill : numpy.generic or None
         The entry of FILLVAL, in the dtype of the values; None where none of them could be it.
+    pad : numpy.generic or None
+        What unwritten records read as, where that stands out: a negative number of many digits.
     """
 
     number: int
@@ -64,6 +68,7 @@ class Variable:
     row_major: bool
     attributes: dict = field(default_factory=dict)
     fill: object = None
+    pad: object = None
 
     @property
     def extents(self):
@@ -95,7 +100,7 @@ def describe(path):
     An attribute that has several global entries is a list of them. A number alone is a NumPy
     scalar, several are an array; times are texts in ISO 8601, which hold any year and leap seconds.
     """
-    with extended.open(path) as file:
+    with extended.open(os.fsencode(path)) as file:
         facts = extended.inquire(file)
         own, shared = [{} for _ in range(int(facts.numVariables))], {}
         for number in range(int(facts.numAttributes)):
@@ -154,9 +159,15 @@ def _variable(file, number, row_major, entries):
     stored = np.dtype(f"S{int(elements)}") if datatype in TEXTS else _DTYPES[datatype]
     attributes = {title: _plain(*entry) for title, entry in entries.items()}
     fill = _fill(stored, *entries["FILLVAL"]) if "FILLVAL" in entries else None
+    pad = _pad(file, number) if stored.kind in "if" and datatype not in TIMES else None
     return Variable(
-        number, name, datatype, bool(varies), shape, stored, row_major, attributes, fill
+        number, name, datatype, bool(varies), shape, stored, row_major, attributes, fill, pad
     )
+
+
+def _pad(file, number):
+    pad = np.ravel(extended.getVarPadValue(file, number))[0]
+    return pad if pad < _LOWEST_USUAL else None
 
 
 def _fill(stored, datatype, value):
@@ -207,7 +218,7 @@ def _read_runs(path, variable, runs):
     record, *rest = runs if variable.varies else (range(1), *runs)
     rest = rest[:: -1 if variable.row_major else 1]
     place = [run.start for run in rest], [len(run) for run in rest], [run.step for run in rest]
-    with extended.open(path) as file:
+    with extended.open(os.fsencode(path)) as file:
         raw = extended.hyperGetVarData(
             file, variable.number, record.start, len(record), record.step, *place
         )
