@@ -118,7 +118,7 @@ def test_pictures(sample, tmp_path, command):  # noqa: F811
     )
     assert (border == 1).all()  # nothing is cut off there
     code, _, words = command("plot", sample, "-o", out)
-    assert (code, words) == (3, f"tarvik: {out}: is there already; --force writes over it\n")
+    assert (code, words) == (3, f"tarvik: {out}: out.png exists; --force replaces it\n")
     np.testing.assert_array_equal(picture(out), pixels)
     assert command("plot", sample, "-o", out, "--force")[0] == 0
     assert picture(out).shape[0] < pixels.shape[0] / 3

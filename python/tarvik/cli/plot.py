@@ -16,7 +16,7 @@ _MOST_PANELS = 8
 @click.argument("file")
 @click.argument("names", nargs=-1, metavar="[VARIABLE]...")
 @click.option("-o", "--output", required=True, metavar="OUT", help="The picture: .png, .pdf, .svg.")
-@click.option("--force", is_flag=True, help="Write over a file that is there.")
+@click.option("--force", is_flag=True, help="Replace a file that is there already.")
 def command(file, names, output, force):
     """Draw variables of a CDF file into a picture.
 
@@ -92,7 +92,7 @@ def _say(place, words):
 def _new_file(path, force):
     """Give a file to write to, which takes its name only when all was written."""
     if not force and os.path.lexists(path):
-        raise FileExistsError("is there already; --force writes over it")
+        raise FileExistsError(f"{os.path.basename(path)} exists; --force replaces it")
     folder = os.path.dirname(os.path.abspath(path))
     with tempfile.NamedTemporaryFile(dir=folder, prefix=".tarvik-", delete=False) as target:
         try:
