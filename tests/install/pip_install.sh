@@ -31,4 +31,6 @@ with tarvik.extended.open("made.cdf") as file:
     print(tarvik.__file__, file)
 assert tarvik.extended.computeTT2000([2000, 1, 1, 11, 58, 55, 816, 0, 0]) == 0
 '
+"$python" -I -c 'import sys, xarray; xarray.open_dataset(sys.argv[1]).Epoch[23]' \
+  "$project/examples/data/ac_h2_sis_20101105_v06.cdf"
 [ -s made.cdf ] || die "no file was made"

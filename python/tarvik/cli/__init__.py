@@ -7,6 +7,7 @@ from functools import partial
 import click
 
 from tarvik import __version__, call
+from tarvik.cli import plot
 from tarvik.cli.text import visible
 
 _WRONG_FILE = 3
@@ -137,3 +138,6 @@ def demo(folder, names, as_json):
     from tarvik.cli.demo import make_and_show
 
     return partial(make_and_show, folder, names or ("Epoch", "B"), as_json, _complain)
+
+
+tarvik.add_command(plot.command)

@@ -1,0 +1,164 @@
+"""The command `tarvik plot`: what its panels show, and the pictures."""
+
+import subprocess
+import sys
+
+import numpy as np
+import pytest
+import samples
+from samples import TT2000
+from tarvik import _panels, _reader
+from test_real_files import for_every_file, path  # noqa: F401
+from test_show import command  # noqa: F401
+
+EPOCH = samples.times(6)
+NAN = np.nan
+BY_TIME = {"DEPEND_0": "Epoch"}
+LIMITS = {"FILLVAL": -1.0, "VALIDMIN": 0.0, "VALIDMAX": np.array([9.0, 99.0, 99.0])}
+FIELD = np.array(
+    [[1.0, 10, 20], [2, -1, 21], [NAN, 100, 22], [10, 13, -5], [5, 14, 24], [6, 15, 25]]
+)
+SHOWN = np.array(
+    [[1, 10, 20], [2, NAN, 21], [NAN, NAN, 22], [NAN, 13, NAN], [5, 14, 24], [6, 15, 25]]
+)
+SPECTRA = np.arange(24.0).reshape(6, 4)
+LOG = {"SCALETYP": "log", "UNITS": "cm!E-2!Ns!E-1"}
+VARIABLES = {
+    "Epoch": (EPOCH, True, {}, TT2000),
+    "B": (
+        FIELD,
+        True,
+        {**BY_TIME, **LIMITS, "LABL_PTR_1": "axes", "LABLAXIS": "B field", "UNITS": "nT"},
+    ),
+    "flux": (SPECTRA, True, {**BY_TIME, **LOG, "DEPEND_1": "energy", "VAR_TYPE": "data"}),
+    "moving": (SPECTRA, True, {**BY_TIME, "DEPEND_1": "energies", "UNITS": " "}),
+    "series": (SPECTRA, True, {**BY_TIME, "DEPEND_1": "energy", "DISPLAY_TYPE": "time_series"}),
+    "energy": (np.array([8.0, 4, 2, 1]), False, {"SCALETYP": "LOG", "UNITS": "keV"}),
+    "energies": (np.where(SPECTRA == 5, -1, SPECTRA), True, {**BY_TIME, "FILLVAL": -1.0}),
+    "axes": (np.array(["x", "$y$", "z "], "S3"), False, {}),
+    "wide": (np.zeros((6, 30)), True, {}),
+    "other": (np.arange(7.0), True, {"DEPEND_0": "no such"}),
+    "cube": (np.zeros((6, 2, 2)), True, BY_TIME),
+    "scalar": (1.5, False, {}),
+    "none": (np.zeros(0), True, BY_TIME),
+    "zeros": (np.zeros(6), True, {**BY_TIME, **LOG}),
+}
+TIME = "time (UTC)"
+# Kind, label of x, label of the values, whether these are logarithmic, y, names.
+PANELS = {
+    "B": ("lines", TIME, "B field (nT)", False, None, ["x", "$y$", "z"]),
+    "flux": ("spectrogram", TIME, "flux (cm⁻²s⁻¹)", True, "energy (keV)", []),
+    "moving": ("spectrogram", TIME, "moving", False, "energies", []),
+    "series": ("lines", TIME, "series", False, None, ["8.0", "4.0", "2.0", "1.0"]),
+    "energy": ("lines", "index", "energy (keV)", True, None, []),
+    "wide": ("spectrogram", TIME, "wide", False, "channel", []),
+    "other": ("lines", "record", "other", False, None, []),
+    "zeros": ("lines", TIME, "zeros (cm⁻²s⁻¹)", False, None, []),
+}
+REFUSED = {
+    "Epoch": "it holds times",
+    "axes": "it holds texts",
+    "cube": "it has more than one dimension in each record",
+    "scalar": "it is a single value",
+    "none": "it has no records",
+}
+
+
+@pytest.fixture
+def sample(tmp_path):
+    samples.write(tmp_path / "sample.cdf", VARIABLES)
+    return tmp_path / "sample.cdf"
+
+
+def test_panels(sample, monkeypatch):
+    variables = _reader.describe(sample).variables
+    made = {name: _panels.make_panel(sample, variables, variables[name]) for name in PANELS}
+    for name, p in made.items():
+        y = p.y and p.y.label
+        found = (p.kind, p.x.label, p.values.label, p.values.logarithmic, y, list(p.names))
+        assert found == PANELS[name], name
+    np.testing.assert_array_equal(made["B"].values.values, SHOWN)
+    np.testing.assert_array_equal(made["moving"].y.values[1], [4, NAN, 6, 7])
+    noon = np.datetime64("2020-01-01T12:00", "ns")
+    np.testing.assert_array_equal(made["B"].x.values, noon + np.arange(6) * np.timedelta64(60, "s"))
+    assert {name: _panels.reason_against(variables[name]) for name in REFUSED} == REFUSED
+    assert [v.name for v in _panels.drawable(variables)] == ["flux"]
+    monkeypatch.setitem(_panels._MOST_RECORDS, "spectrogram", 4)
+    few = _panels.make_panel(sample, variables, variables["moving"])
+    assert (few.step, few.values.values.tolist()) == (2, SPECTRA[::2].tolist())
+    assert few.y.values.shape == few.values.values.shape
+
+
+def test_cells_of_a_spectrogram():
+    drawing = pytest.importorskip("tarvik._drawing", exc_type=ImportError)
+    y = _panels.Scale(np.array([4.0, 2, 1]), "", True)
+    x = np.array([0.0, 1, 2, 10, 11])
+    across, up, cells = drawing._cells(x, y, np.arange(15.0).reshape(5, 3))
+    # A cell has half the way to its neighbours; none covers the gap.
+    assert across[:, 0].tolist() == [-0.5, 0.5, 0.5, 1.5, 1.5, 2.5, 9.5, 10.5, 10.5, 11.5]
+    np.testing.assert_allclose(up[0], 2.0 ** np.array([-0.5, 0.5, 1.5, 2.5]))
+    assert cells[::2].tolist() == [[2, 1, 0], [5, 4, 3], [8, 7, 6], [11, 10, 9], [14, 13, 12]]
+    assert cells[1::2].mask.all()
+
+
+def picture(file):
+    """The pixels: rows, columns, colours."""
+    return pytest.importorskip("matplotlib.image").imread(file)
+
+
+@pytest.mark.filterwarnings("error")
+def test_pictures(sample, tmp_path, command):  # noqa: F811
+    pytest.importorskip("matplotlib")
+    out = tmp_path / "out.png"
+    assert command("plot", sample, *PANELS, "-o", out) == (0, "", "")
+    pixels = picture(out)
+    assert pixels.shape[0] > pixels.shape[1] > 1000
+    border = np.concatenate(
+        [part.reshape(-1, 4) for part in (pixels[:2], pixels[-2:], pixels[:, :2], pixels[:, -2:])]
+    )
+    assert (border == 1).all()  # nothing is cut off there
+    code, _, words = command("plot", sample, "-o", out)
+    assert (code, words) == (3, f"tarvik: {out}: out.png exists; --force replaces it\n")
+    np.testing.assert_array_equal(picture(out), pixels)
+    assert command("plot", sample, "-o", out, "--force")[0] == 0
+    assert picture(out).shape[0] < pixels.shape[0] / 3
+    assert sorted(f.name for f in tmp_path.iterdir()) == ["out.png", "sample.cdf"]
+    for name, start in {"x.pdf": b"%PDF", "x.svg": b"<?xml"}.items():
+        assert command("plot", sample, "B", "-o", tmp_path / name)[0] == 0
+        assert (tmp_path / name).read_bytes().startswith(start)
+
+
+@for_every_file
+@pytest.mark.filterwarnings("error")
+def test_pictures_of_real_files(path, tmp_path, command):  # noqa: F811
+    pytest.importorskip("matplotlib")
+    code, _, words = command("plot", path, "-o", tmp_path / "x.png")
+    empty = path.name.startswith(("thg", "wi"))
+    assert code == (4 if empty else 0), words
+    assert (tmp_path / "x.png").exists() != empty
+
+
+def test_refusals(sample, tmp_path, command):  # noqa: F811
+    pytest.importorskip("matplotlib")
+    out = tmp_path / "x.png"
+    cases = [
+        ([sample, "cube"], out, 4, "sample.cdf: cube has no plot: it has more than one dimension"),
+        ([sample, "no"], out, 4, 'there is no variable "no"'),
+        ([tmp_path / "no.cdf"], out, 3, "NO_SUCH_CDF"),
+        ([sample], tmp_path / "x.gif", 2, "does not end in .png, .pdf or .svg"),
+        ([sample], tmp_path / "no" / "x.png", 3, "No such file or directory"),
+    ]
+    for inputs, output, code, words in cases:
+        found = command("plot", *inputs, "-o", output)
+        assert (found[0], words in found[2]) == (code, True), found
+    assert [f.name for f in tmp_path.iterdir()] == ["sample.cdf"]
+
+
+def test_without_matplotlib(sample, tmp_path):
+    program = "import sys; sys.modules['matplotlib'] = None; from tarvik.cli import main; main()"
+    arguments = ["plot", str(sample), "-o", str(tmp_path / "x.png")]
+    done = subprocess.run(
+        [sys.executable, "-c", program, *arguments], capture_output=True, text=True, check=False
+    )
+    words = "tarvik: plot: needs matplotlib: pip install 'tarvik[plot]'\n"
+    assert (done.returncode, done.stderr) == (4, words)

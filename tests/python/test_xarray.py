@@ -1,0 +1,266 @@
+"""CDF files in xarray, and work on many of them that Dask spreads over processes."""
+
+import pickle
+import subprocess
+import sys
+from types import SimpleNamespace
+
+import numpy as np
+import pytest
+import samples
+import tarvik
+from conftest import ROOT
+from samples import INT8, TT2000
+from tarvik import _reader
+from tarvik import constants as c
+from test_layouts import READERS, TEXT
+from test_real_files import for_every_file, path  # noqa: F401
+
+xr = pytest.importorskip("xarray", reason="xarray is not installed")
+RNG = np.random.default_rng(20200101)
+FLUX = RNG.normal(5, 1, (20, 4, 3)).astype("f4")
+FLUX[3, 1, 2] = -1e31
+COUNTS = RNG.integers(0, 99, (20, 3)).astype("i2")
+COUNTS[7] = -999
+EPOCH = samples.times(20)
+ENERGY = np.array([1.0, 2, 4, 8])
+DEPENDS = {"DEPEND_0": "Epoch ", "DEPEND_1": "energy", "LABL_PTR_2": "axis"}
+VARIABLES = {
+    "Epoch": (EPOCH, True, {"VALIDMIN": np.int64(0)}, TT2000),
+    "flux": (FLUX, True, {**DEPENDS, "FILLVAL": np.float32(-1e31), "UNITS": "1/s"}),
+    "counts": (COUNTS, True, {"DEPEND_0": "Epoch", "FILLVAL": np.int16(-999)}),
+    "energy": (ENERGY, False, {"FILLVAL": -1.0}),
+    "by_record": (RNG.normal(0, 1, (20, 4)), True, {"DEPEND_0": "Epoch", "DEPEND_1": "energy"}),
+    "of_them": (RNG.normal(0, 1, (20, 4)), True, {"DEPEND_0": "Epoch", "DEPEND_1": "by_record"}),
+    "axis": (np.array(["x  ", "y", "ü".encode()], "S4"), False, {}),
+    "matrix": (np.arange(9.0).reshape(3, 3), False, {"DEPEND_1": "no such variable"}),
+    "old": (np.array([63745099200000.0, -1e31, 0.0]), True, {"FILLVAL": -1e31}, c.CDF_EPOCH),
+    "fine": ([[63745099200.0, 5e9], [-1e31, -1e31]], True, {}, c.CDF_EPOCH16),
+    "big": (np.array([2**60 + 1, -5, 7]), True, {"DEPEND_0": "Epoch"}, INT8),
+    "latin": (
+        np.array([b"caf\xe9", "café".encode()]),
+        True,
+        {"CATDESC": b"\xe9".decode("latin-1")},
+    ),
+    "dim_3": (np.arange(2.0), False, {}),
+    "none": (np.zeros((0, 2)), True, {}),
+}
+DIMENSIONS = {
+    "Epoch": ("Epoch",),
+    "flux": ("Epoch", "energy", "axis"),
+    "counts": ("Epoch", "dim_3_"),
+    "energy": ("energy",),
+    "by_record": ("Epoch", "energy"),
+    "of_them": ("Epoch", "energy"),
+    "axis": ("axis",),
+    "matrix": ("dim_3_", "dim_3__2"),
+    "old": ("record",),
+    "fine": ("fine_record",),
+    "big": ("record",),
+    "latin": ("latin_record",),
+    "dim_3": ("dim_2",),
+    "none": ("none_record", "dim_2"),
+}
+TEXTS = [("TITLE", "a sample"), ("TEXT", "one"), ("TEXT", "two"), ("n", 1.5), ("n", np.arange(2.0))]
+
+
+@pytest.fixture(params=[c.ROW_MAJOR, c.COLUMN_MAJOR], ids=["rows", "columns"])
+def sample(request, tmp_path):
+    samples.write(tmp_path / "sample.cdf", VARIABLES, request.param, TEXTS)
+    return tmp_path / "sample.cdf"
+
+
+@pytest.fixture
+def calls(monkeypatch):
+    """The inputs of all reads of values behind the file and the variable."""
+    made = []
+
+    def read(file, variable, *inputs):
+        made.append(inputs)
+        return tarvik.extended.hyperGetVarData(file, variable, *inputs)
+
+    others = {name: getattr(tarvik.extended, name) for name in dir(tarvik.extended)}
+    monkeypatch.setattr(_reader, "extended", SimpleNamespace(**{**others, "hyperGetVarData": read}))
+    return made
+
+
+@for_every_file
+@pytest.mark.parametrize("reader", READERS)
+@pytest.mark.filterwarnings("ignore:VIRTUAL_RECORD_DATA")
+def test_values_of_real_files(path, reader):  # noqa: F811
+    theirs = READERS[reader](path)
+    dataset = xr.open_dataset(path, engine="tarvik", decode_cf=False)
+    assert dataset.variables.keys() == theirs.keys()
+    times = xr.open_dataset(path, engine="tarvik", mask_and_scale=False)
+    with tarvik.open(path) as file:
+        kinds = {n: tarvik.getVarSparseRecords(file, tarvik.getVarNum(file, n)) for n in theirs}
+    for name, (datatype, values) in theirs.items():
+        ours = dataset[name].values
+        # cdflib puts zeros among the pad values.
+        if not values.size or (reader == "cdflib" and kinds[name] != "NO_SPARSERECORDS"):
+            continue
+        if datatype in TEXT:
+            values = np.array([text_of(text) for text in values.ravel()]).reshape(values.shape)
+        elif datatype == c.CDF_EPOCH16:
+            values = values.view("c16")[..., 0]
+        elif datatype == TT2000:
+            values = values.view("i8")  # one reader has them in a structure
+        # Values for all records stand behind a first dimension of one there; a reader keeps
+        # extents of one.
+        values = values.reshape(ours.shape)
+        np.testing.assert_array_equal(ours, values, name)
+        if (
+            reader == "pycdfpp"
+            and times[name].dtype.kind == "M"
+            and not np.isnat(times[name]).any()
+        ):
+            pycdfpp = pytest.importorskip("pycdfpp")
+            expected = pycdfpp.to_datetime64(pycdfpp.load(str(path))[name]).reshape(ours.shape)
+            np.testing.assert_array_equal(times[name], expected, name)
+
+
+def text_of(text):
+    try:
+        return text.decode().rstrip(" \0")
+    except UnicodeDecodeError:
+        return text.decode("latin-1").rstrip(" \0")
+
+
+def test_a_dataset(sample):
+    with xr.open_dataset(sample) as found:  # the engine is found by the file's first bytes
+        assert {name: v.dims for name, v in found.variables.items()} == DIMENSIONS
+        assert set(found.coords) == {"Epoch", "energy", "axis", "by_record"}
+        assert found.attrs["TITLE"] == "a sample"
+        assert found.attrs["TEXT"] == ["one", "two"]
+        assert found.attrs["n"][0] == 1.5
+        np.testing.assert_array_equal(found.attrs["n"][1], [0, 1])
+        assert found.flux.attrs["UNITS"] == "1/s"
+        assert found.flux.attrs["FILLVAL"] == np.float32(-1e31)
+        assert found.Epoch.attrs["VALIDMIN"] == "2000-01-01T11:58:55.816000000"
+        assert found.latin.attrs["CATDESC"] == "é"
+        flux = np.where(FLUX < -1e30, np.nan, FLUX)
+        np.testing.assert_array_equal(found.flux, flux, strict=True)
+        np.testing.assert_array_equal(found.counts, np.where(COUNTS == -999, np.nan, COUNTS))
+        assert (found.counts.dtype.kind, found.big.dtype, found.big[0]) == ("f", "i8", 2**60 + 1)
+        noon = np.datetime64("2020-01-01T12:00", "ns")
+        np.testing.assert_array_equal(found.Epoch, noon + np.arange(20) * np.timedelta64(60, "s"))
+        np.testing.assert_array_equal(found.old, np.array([noon, "NaT", "NaT"], "M8[ns]"))
+        np.testing.assert_array_equal(
+            found.fine, np.array([noon + np.timedelta64(5, "ms"), "NaT"], "M8[ns]")
+        )
+        assert found.axis.values.tolist() == ["x", "y", "ü"]
+        assert found.latin.values.tolist() == ["café", "café"]
+        assert found.sel(axis="y", energy=4, Epoch=noon).flux == FLUX[0, 2, 1]
+
+
+def test_options(sample):
+    raw = xr.open_dataset(sample, engine="tarvik", decode_cf=False, drop_variables=["axis", "big"])
+    assert not {"axis", "big"} & raw.variables.keys()
+    assert raw.flux.dims == DIMENSIONS["flux"]
+    np.testing.assert_array_equal(raw.flux, FLUX, strict=True)
+    np.testing.assert_array_equal(raw.counts, COUNTS, strict=True)
+    np.testing.assert_array_equal(raw.Epoch, EPOCH, strict=True)
+    assert raw.fine.values[0] == 63745099200 + 5e9j
+    with pytest.raises(FileNotFoundError):
+        xr.open_dataset(sample.parent / "missing.cdf", engine="tarvik")
+
+
+KEYS = [
+    (3,),
+    (slice(2, 19, 5), -1),
+    (slice(None, None, -3), slice(None, None, -2), slice(1, 3)),
+    ([5, 0, 17], slice(None), [2, 2]),
+    (FLUX[:, 0, 0] > 5, 1, slice(0, 0)),
+    (slice(-4, None), slice(3, None, -1), 0),
+    (slice(30, 40),),
+]
+
+
+@pytest.mark.parametrize("key", KEYS, ids=str)
+def test_indexing(sample, key):
+    found = xr.open_dataset(sample, engine="tarvik", mask_and_scale=False)
+    sizes = zip(key, found.flux.dims)
+    expected = xr.DataArray(FLUX, dims=found.flux.dims).isel({name: part for part, name in sizes})
+    np.testing.assert_array_equal(found.flux[key], expected, strict=True)
+    points = xr.DataArray([4, 2, 2], dims="point")
+    ours = found.flux.isel(Epoch=points, axis=points % 3)
+    np.testing.assert_array_equal(ours.transpose("point", ...), FLUX[[4, 2, 2], :, [1, 2, 2]])
+
+
+def test_what_is_read(sample, calls):
+    found = xr.open_dataset(sample, engine="tarvik")
+    # The indices: Epoch, energy, axis. Nothing with more dimensions.
+    assert sorted(inputs[1] * int(np.prod(inputs[4])) for inputs in calls) == [1 * 3, 1 * 4, 20]
+    calls.clear()
+    found.flux[5].values  # noqa: B018
+    ((start, records, _, _, counts, _),) = calls
+    assert (start, records, sorted(counts)) == (5, 1, [3, 4])
+    calls.clear()
+    found.flux[2:19:5, ::2, 1].values  # noqa: B018
+    ((start, records, step, _, counts, steps),) = calls
+    assert (start, records, step, sorted(counts), sorted(steps)) == (2, 4, 5, [1, 2], [1, 2])
+
+
+def test_copies_and_chunks(sample):
+    found = xr.open_dataset(sample, engine="tarvik")
+    copied = pickle.loads(pickle.dumps(found))
+    xr.testing.assert_identical(copied.load(), xr.load_dataset(sample, engine="tarvik"))
+    # No handle is left behind: the file can be replaced, and what is read next is the new one.
+    sample.unlink()
+    samples.write(sample, {**VARIABLES, "flux": (FLUX + 1, *VARIABLES["flux"][1:])})
+    assert found.flux[0, 0, 0] == FLUX[0, 0, 0] + 1
+    pytest.importorskip("dask", reason="dask is not installed")
+    with tarvik.open(sample) as file:
+        tarvik.setCompression(
+            file, c.GZIP_COMPRESSION, 6
+        )  # all of it: each read makes a scratch file
+    chunked = xr.open_dataset(sample, engine="tarvik", chunks={"Epoch": 3})
+    for scheduler in ("threads", "processes"):
+        total = chunked.flux.sum().compute(scheduler=scheduler, num_workers=4)
+        np.testing.assert_allclose(total, xr.load_dataset(sample, engine="tarvik").flux.sum(), 1e-5)
+
+
+def test_other_files_are_left_to_others(tmp_path, example_file):
+    entry = xr.backends.list_engines()["tarvik"]
+    other = tmp_path / "netcdf.cdf"
+    other.write_bytes(b"CDF\x01" + bytes(100))
+    answers = [
+        example_file,
+        str(example_file),
+        other,
+        tmp_path,
+        tmp_path / "no",
+        "http://a/b.cdf",
+        1.5,
+    ]
+    assert [entry.guess_can_open(file) for file in answers] == [True, True] + [False] * 5
+
+
+def test_without_xarray():
+    program = (
+        "import sys; sys.modules['xarray'] = None\n"
+        "import tarvik, tarvik._reader\n"
+        "try: import tarvik.xarray\n"
+        "except ImportError as error: print(error)"
+    )
+    done = subprocess.run(
+        [sys.executable, "-c", program], capture_output=True, text=True, check=True
+    )
+    assert done.stdout == "tarvik.xarray needs xarray: pip install 'tarvik[xarray]'\n"
+
+
+def test_work_spread_over_processes(tmp_path):
+    pytest.importorskip("distributed", reason="dask.distributed is not installed")
+    script = [sys.executable, ROOT / "examples/many_files.py", "--files", "12", tmp_path]
+    spread = subprocess.run(script, capture_output=True, text=True, timeout=300, check=True)
+    alone = subprocess.run([*script, "--serial"], capture_output=True, text=True, check=True)
+    lines = spread.stdout.splitlines()
+    assert len(list(tmp_path.glob("*.cdf"))) == 12
+    assert lines == alone.stdout.splitlines()
+    assert lines[0] == "12 files, 17280 records"
+    # Computed from the files by another reader.
+    every = np.concatenate([READERS["spacepy"](f)["B"][1] for f in tmp_path.glob("*.cdf")])
+    assert lines[1:] == [
+        f"{axis}: mean {np.nanmean(part):.4f} nT, highest {np.nanmax(part):.4f} nT"
+        for axis, part in zip(("B_x", "B_y", "B_z"), np.where(every == -1e31, np.nan, every).T)
+    ]
