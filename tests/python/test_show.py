@@ -197,7 +197,7 @@ def test_exit_codes(command, tmp_path, example_file):
         (["show"], 2, r"(?s)Usage: .*Missing argument 'FILE...'.*"),
         (["show", text, "--none"], 2, r"(?s)Usage: .*No such option.*"),
         (["show", missing], 3, shown.format(r"missing\\x1b\\n\.cdf", r"NO_SUCH_CDF: [^\n]*")),
-        (["show", tmp_path], 3, shown.format("", "NO_SUCH_CDF: [^\n]*")),
+        (["show", tmp_path], 3, shown.format("", "this is a folder, not a CDF file")),
         (["show", text], 4, shown.format("text.cdf", "NOT_A_CDF[^\n]*")),
         (
             ["show", example_file, "--variable", "x"],

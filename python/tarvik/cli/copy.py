@@ -38,7 +38,7 @@ def copy_file(source, target, wishes, force=False, verify=False):
     The target is put in place when it is complete and, where that is asked for, was read and found
     to be the same as the source.
     """
-    if not target.endswith((".cdf", ".CDF")):
+    if not target.endswith((".cdf", ".CDF")) and not os.path.isdir(target):
         target += ".cdf"  # as the library does
     with opened(source) as origin:
         facts = _facts(model.read_facts(origin), wishes)

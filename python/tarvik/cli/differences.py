@@ -132,9 +132,11 @@ def _plain(value):
 
 
 def _presence(kind, first, second):
-    for name in first.keys() ^ second.keys():
+    for name in dict.fromkeys([*first, *second]):
+        if name in first and name in second:
+            continue
         there = ["there" if name in side else _ABSENT for side in (first, second)]
-        yield Difference(f"{kind} {name}", "presence", *there)
+        yield Difference(f"{kind} {name}", "existence", *there)
 
 
 def _attribute_differences(first, second):
@@ -173,9 +175,16 @@ def _variable_differences(first, second, name, advance):
     yield from described
     if {"datatype", "elements", "dimensions"} & {difference.what for difference in described}:
         return
-    if ours.pad.tobytes() != others.pad.tobytes():
+    if not _same_pads(ours, others):
         yield Difference(subject, "pad value", *(_value_text(v, v.pad) for v in (ours, others)))
     yield from _value_differences(first, second, name, advance)
+
+
+def _same_pads(ours, others):
+    pads = [variable.pad.tobytes() for variable in (ours, others)]
+    # Of a text without a pad value of its own only the blank in front is certain.
+    unset = ours.datatype in model.TEXTS and all(pad.startswith(b" ") for pad in pads)
+    return unset or pads[0] == pads[1]
 
 
 def _value_differences(first, second, name, advance):

@@ -48,9 +48,11 @@ def about(place):
 
 def complain(place, error):
     """Say in one line on stderr what is wrong; return the exit code for it."""
-    text = getattr(error, "strerror", None) or str(error)
+    text = str(error)
     if getattr(error, "status_name", None):
         text = text.partition('"')[2].rpartition('"')[0]
+    elif isinstance(error, OSError) and error.strerror:
+        text = error.strerror
     say(f"{visible(place)}: {visible(text)}")
     return WRONG_FILE if isinstance(error, OSError) else REFUSED
 

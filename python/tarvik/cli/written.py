@@ -73,11 +73,11 @@ def _missing(doubtful, missing, path, variable, folder):
         trial = shutil.copyfile(path_on_disk(path), f"{temporary}/trial.cdf")
         with call("open", trial) as file:
             count = variable.written
+            anything = np.zeros((1, *_record_shape(variable)), variable.pad.dtype)
             for record in doubtful.tolist():
                 if len(found) == missing:
                     break
-                one = range(record, record + 1)
-                blocks.write(file, variable, one, blocks.read(file, variable, one))
+                blocks.write(file, variable, range(record, record + 1), anything)
                 now = int(call("getVarNumRecsWritten", file, variable.number))
                 if now > count:
                     found.append(record)
