@@ -136,8 +136,10 @@ def show(files, names, as_json):
     gateway's operations take them. "Varies" has a T for what varies and an F for what does not: the
     records, then each dimension.
 
-    With --json one file gives an object, several give a list of them. NaN and infinite numbers are
-    the strings "NaN", "Infinity" and "-Infinity"; a byte that is no UTF-8 is an escape as in \\xe9.
+    With --json one file gives an object, several give a list of them. A file that cannot be shown
+    is not in the list; where there is none to show, stdout stays empty. NaN and infinite numbers
+    are the strings "NaN", "Infinity" and "-Infinity"; a byte that is no UTF-8 is an escape as in
+    \\xe9.
 
     The exit code is 0 when all was shown, 2 for wrong usage, 3 for a file that is missing or
     unreadable, 4 when the CDF library refused.

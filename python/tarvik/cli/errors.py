@@ -8,7 +8,6 @@ from tarvik.cli.text import visible
 
 DONE = 0
 FOUND = 1  # `check` found something odd, `compare` a difference
-WRONG_USAGE = 2
 WRONG_FILE = 3
 REFUSED = 4
 INTERRUPTED = 130
