@@ -67,7 +67,10 @@ def standard_console():
 
 
 def print_table(console, table):
-    """Print a table without the blanks that fill its last column."""
+    """Print a table; in a pipe without the blanks that fill its last column."""
+    if console.is_terminal:
+        console.print(table)
+        return
     with console.capture() as captured:
         console.print(table)
     lines = captured.get().split("\n")
