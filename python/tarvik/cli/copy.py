@@ -7,7 +7,7 @@ from typing import Optional
 from tarvik import extended
 from tarvik.cli import blocks, model
 from tarvik.cli.differences import content_differences, two_sides
-from tarvik.cli.errors import NoSuchVariableError, about, say
+from tarvik.cli.errors import ImpossibleError, NoSuchVariableError, about, say
 from tarvik.cli.files import opened
 from tarvik.cli.progress import progress
 from tarvik.cli.staging import staged
@@ -70,7 +70,9 @@ def _facts(facts, wishes):
     facts = replace(facts, **{key: value for key, value in asked.items() if value})
     if facts.format == "MULTI_FILE":
         if wishes.compression or wishes.checksum == "MD5_CHECKSUM":
-            raise ValueError("a CDF file of several files has neither compression nor checksum")
+            raise ImpossibleError(
+                "a CDF file of several files has neither compression nor checksum"
+            )
         return replace(facts, compression=model.NO_COMPRESSION, checksum="NO_CHECKSUM")
     return facts
 
@@ -161,4 +163,4 @@ def _verify(source, path, names):
     with two_sides(source, path) as (origin, copy):
         found = next(content_differences(origin.limited_to(names), copy), None)
     if found is not None:
-        raise ValueError(f"the copy differs: {found.text()}")
+        raise ImpossibleError(f"the copy differs: {found.text()}")

@@ -27,7 +27,11 @@ class Failure(Exception):  # noqa: N818, it tells of an error and is not its kin
         return complain(self.place, self.error)
 
 
-class NoSuchVariableError(LookupError):
+class ImpossibleError(Exception):
+    """What was asked for cannot be done with this file."""
+
+
+class NoSuchVariableError(ImpossibleError):
     """A variable that was asked for is not in the file."""
 
     def __init__(self, name):
@@ -41,7 +45,7 @@ def about(place):
         yield
     except BrokenPipeError:
         raise
-    except (CDFError, OSError, LookupError, ValueError) as error:
+    except (CDFError, OSError, ImpossibleError) as error:
         raise Failure(place, error) from error
 
 

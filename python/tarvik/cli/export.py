@@ -5,7 +5,7 @@ from contextlib import contextmanager
 
 from tarvik.cli import blocks, model
 from tarvik.cli.columns import Column, blank_values
-from tarvik.cli.errors import DONE, NoSuchVariableError, about
+from tarvik.cli.errors import DONE, ImpossibleError, NoSuchVariableError, about
 from tarvik.cli.files import opened
 from tarvik.cli.formats import WRITERS
 from tarvik.cli.progress import progress
@@ -62,7 +62,7 @@ def _record_count(columns):
     first = varying[0]
     for other in varying:
         if other.records != first.records:
-            raise ValueError(
+            raise ImpossibleError(
                 f'"{first.name}" has {first.records} records and "{other.name}" {other.records}; '
                 "they cannot stand side by side"
             )
