@@ -1,5 +1,7 @@
 // The pad value of a variable: one value of its datatype, without dimensions, so that the file's
 // majority plays no part.
+#include <cstring>
+
 #include "cdf/call.h"
 #include "gateway/handlers.h"
 #include "gateway/status.h"
@@ -36,6 +38,8 @@ void getVarPadValue(int, vlArray* outputs[], int, const vlArray* inputs[],
   outputs[0] = readArray(
       dims, classId,
       [&](void* value) {
+        // Of its own pad value for text the library gives one character and leaves the rest.
+        std::memset(value, 0, room);
         check(entry, cdf::onVariable(variable.file, variable.number, GET_, zVAR_PADVALUE_, value));
       },
       room);

@@ -31,9 +31,9 @@ _CHOICES = """\
   library's own words: `CDF library failure, "NO_SUCH_CDF: The specified CDF does not exist.".`
 - **The call itself** raises `tooFewArguments` without a name, `firstArgNotChar` for a name that is
   no char array, `invalidOperation` for one that no operation has, and `tooFewInputs` and
-  `tooManyInputs`. A NUL ends the name of an operation, and of a constant. A host that cannot get the
-  memory for an array raises `VORLAN:outOfMemory`; a file that was just opened or created is closed
-  or deleted then.
+  `tooManyInputs`. A NUL ends the name of an operation, and of a constant. A host that cannot get
+  the memory for an array raises `VORLAN:outOfMemory`; a file that was just opened or created is
+  closed or deleted then.
 - **Files** that are open when the plug-in goes are closed after the warning `closingFileHandle`. An
   identifier's number is the library's, which gives it out again after a close: one that was kept
   may then mean another file. Python's `FileId` knows that it is closed.
@@ -42,11 +42,11 @@ _CHOICES = """\
 - **Texts** must be char arrays without NUL characters, which would reach the library cut short.
   Whether a name is too long or holds other characters than printable ASCII is the library's to say.
 - **Requests that the bare library cannot judge** are answered in its stead with its own status, in
-  the form of its refusals: names over 256 characters and paths that are over 512 with the extension
-  (the library cuts them and goes on), record numbers below zero, record 2147483647 and beyond, and
-  dimension indices, elements of an entry, and sizes of values and records that 32 bits do not count.
-  What merely asks for much is tried: writing record 2000000000 first writes all before it, unless
-  records are sparse.
+  the form of its refusals: names over 256 characters and paths that are over 512 with the
+  extension (the library cuts them and goes on), record numbers below zero, record 2147483647 and
+  beyond, and dimension indices, elements of an entry, and sizes of values and records that 32 bits
+  do not count. What merely asks for much is tried: writing record 2000000000 first writes all
+  before it, unless records are sparse.
 - **Counts**: in a read, a count below zero, or more elements than can be counted, is `badCount`; in
   a write a negative count is a wrong number of elements. A count of zero is refused by the library.
 - **Validation**: -1 is on and 0 is off, as the library takes them. It is on at first.

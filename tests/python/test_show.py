@@ -183,7 +183,7 @@ def test_exit_codes(command, tmp_path, example_file):
         (["show"], 2, ("", 1), r"(?s)Usage: .*Missing argument 'FILE...'.*"),
         (["show", text, "--none"], 2, ("", 1), r"(?s)Usage: .*No such option.*"),
         (["show", missing], 3, ("", 1), r"tarvik: .*missing\\x1b\\n\.cdf: NO_SUCH_CDF: [^\n]*\n"),
-        (["show", tmp_path], 3, ("", 1), "tarvik: .*: NO_SUCH_CDF: [^\n]*\n"),
+        (["show", tmp_path], 3, ("", 1), "tarvik: .*: this is a folder, not a CDF file\n"),
         (["show", text], 4, ("", 1), r"tarvik: .*text.cdf: NOT_A_CDF[^\n]*\n"),
         (["show", example_file, "--variable", "x"], 4, ("", 1), '.*: there is no variable "x"\n'),
         (["show", example_file, missing, example_file], 3, ("TITLE  ", 2), r".*NO_SUCH_CDF.*\n"),

@@ -1,26 +1,41 @@
 """The command `tarvik`."""
 
 import os
+import signal
 import sys
 from functools import partial
 
 import click
 
 from tarvik import __version__, call
-from tarvik.cli import plot
+from tarvik.cli.commands import COMMANDS
+from tarvik.cli.errors import INTERRUPTED, NO_READER, WRONG_FILE, Failure, complain
+from tarvik.cli.plot import plot
 from tarvik.cli.text import visible
-
-_WRONG_FILE = 3
-_REFUSED = 4
-_INTERRUPTED = 130
-_NO_READER = 141
 
 
 def main():
     """Run the command and end the program with its exit code."""
+    _prepare_streams()
+    for number in (signal.SIGTERM, signal.SIGHUP):
+        if signal.getsignal(number) == signal.SIG_DFL:
+            signal.signal(number, _end)
+    sys.exit(_run())
+
+
+def _prepare_streams():
+    """Have streams that take any text. Where one is closed, a CDF file would get its number."""
+    if sys.stderr is None:
+        sys.stderr = open(os.devnull, "w")  # noqa: SIM115, open until the end
+    if sys.stdout is None:
+        sys.exit(complain("stdout", OSError("it is closed")))
     for stream in (sys.stdout, sys.stderr):
         stream.reconfigure(errors="backslashreplace")
-    sys.exit(_run())
+
+
+def _end(number, _frame):
+    """End as an interruption does, so that nothing half-written stays."""
+    sys.exit(128 + number)
 
 
 def _run():
@@ -34,20 +49,32 @@ def _run():
         error.show()
         return error.exit_code
     except (KeyboardInterrupt, click.Abort):
-        return _INTERRUPTED
+        return INTERRUPTED
     except BrokenPipeError:
-        # Python would try once more to write what is left, and complain.
-        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
-        return _NO_READER
+        _leave_stdout()
+        return NO_READER
+    except Failure as failure:
+        code = failure.complain()
+        return code if _flushed() else WRONG_FILE
+    except OSError as error:
+        # Other files are named by a `Failure`.
+        _leave_stdout()
+        return complain(error.filename or "stdout", error)
 
 
-def _complain(place, error):
-    """Say in one line what is wrong; return the exit code for it."""
-    text = str(error)
-    if getattr(error, "status_name", None):
-        text = text.partition('"')[2].rpartition('"')[0]
-    print(f"tarvik: {visible(place)}: {visible(text)}", file=sys.stderr)
-    return _WRONG_FILE if isinstance(error, OSError) else _REFUSED
+def _flushed():
+    """Write what is left; tell whether stdout took it."""
+    try:
+        sys.stdout.flush()
+    except OSError:
+        _leave_stdout()
+        return False
+    return True
+
+
+def _leave_stdout():
+    """Python would try once more to write what is left, and complain."""
+    os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
 
 
 def _version(context, _parameter, asked):
@@ -58,9 +85,30 @@ def _version(context, _parameter, asked):
 
 
 @click.group(context_settings={"help_option_names": ["-h", "--help"]})
-@click.option("--version", is_flag=True, is_eager=True, expose_value=False, callback=_version)
+@click.option(
+    "--version",
+    is_flag=True,
+    is_eager=True,
+    expose_value=False,
+    callback=_version,
+    help="Show the versions of this program and of the CDF library.",
+)
 def tarvik():
-    """Look at CDF files."""
+    """Look at CDF files, check, compare, copy and export them.
+
+    \b
+    tarvik show measurements.cdf
+    tarvik export measurements.cdf Epoch B --to csv -o field.csv
+    tarvik copy measurements.cdf smaller.cdf --compression gzip:6
+    tarvik COMMAND --help
+
+    Completion in a shell: eval "$(_TARVIK_COMPLETE=bash_source tarvik)", likewise zsh_source or
+    fish_source.
+    """
+
+
+for _command in (*COMMANDS, plot):
+    tarvik.add_command(_command)
 
 
 def _shown(command):
@@ -89,15 +137,17 @@ def show(files, names, as_json):
     gateway's operations take them. "Varies" has a T for what varies and an F for what does not: the
     records, then each dimension.
 
-    With --json one file gives an object, several give a list of them. NaN and infinite numbers are
-    the strings "NaN", "Infinity" and "-Infinity"; a byte that is no UTF-8 is an escape as in \\xe9.
+    With --json one file gives an object, several give a list of them. A file that cannot be shown
+    is not in the list; where there is none to show, stdout stays empty. NaN and infinite numbers
+    are the strings "NaN", "Infinity" and "-Infinity"; a byte that is no UTF-8 is an escape as in
+    \\xe9.
 
     The exit code is 0 when all was shown, 2 for wrong usage, 3 for a file that is missing or
     unreadable, 4 when the CDF library refused.
     """
     from tarvik.cli.show import show_files
 
-    return partial(show_files, files, names, as_json, _complain)
+    return partial(show_files, files, names, as_json, complain)
 
 
 @tarvik.command()
@@ -130,14 +180,12 @@ def constants():
 @click.argument("folder", required=False, metavar="[DIR]")
 @_shown
 def demo(folder, names, as_json):
-    """Make two small CDF files, read them back, compare, and show them.
+    """Make two small CDF files and show them.
 
-    They hold the same values, one stored row by row and the other column by column. They stay in
-    DIR; without it they are made in a temporary folder and go at the end.
+    They are read back and compared. They hold the same values, one stored row by row and the other
+    column by column. They stay in DIR; without it they are made in a temporary folder and go at the
+    end.
     """
     from tarvik.cli.demo import make_and_show
 
-    return partial(make_and_show, folder, names or ("Epoch", "B"), as_json, _complain)
-
-
-tarvik.add_command(plot.command)
+    return partial(make_and_show, folder, names or ("Epoch", "B"), as_json, complain)

@@ -8,14 +8,12 @@ import os
 
 from tarvik import CDFError, extended
 from tarvik.cli import values
+from tarvik.cli.errors import NoSuchVariableError
+from tarvik.cli.files import path_on_disk, refuse_what_is_no_file
 
 call = extended.call
 
 MAX_ROWS = 10
-
-
-class NoSuchVariableError(LookupError):
-    """A variable that was asked for is not in the file."""
 
 
 def read_file(path, names=()):
@@ -37,6 +35,7 @@ def read_file(path, names=()):
     NoSuchVariableError
         A name is none of a variable.
     """
+    refuse_what_is_no_file(path)
     with call("open", os.fsencode(path)) as file:
         content = _facts(file, path)
         attributes = [_attribute(file, number) for number in range(content["attribute_count"])]
@@ -55,7 +54,7 @@ def read_file(path, names=()):
         by_name = {variable["name"]: variable for variable in content["variables"]}
         for name in names:
             if name not in by_name:
-                raise NoSuchVariableError(f'there is no variable "{name}"')
+                raise NoSuchVariableError(name)
             _add_values(file, by_name[name])
         return content
 
@@ -64,7 +63,7 @@ def _facts(file, path):
     encoding, majority, last_record, variables, attributes = call("inquire", file)
     return {
         "file": path,
-        "size": _size(path),
+        "size": os.path.getsize(path_on_disk(path)),
         "version": ".".join(f"{part:.0f}" for part in call("getVersion", file)),
         "format": call("getFormat", file),
         "majority": majority,
@@ -83,12 +82,6 @@ def _facts(file, path):
         "global_attribute_count": int(call("getNumgAttributes", file)),
         "variable_attribute_count": int(call("getNumvAttributes", file)),
     }
-
-
-def _size(path):
-    """Bytes on the disk; the library adds an extension to a name that has none."""
-    named = (path, f"{path}.cdf", f"{path}.CDF")
-    return next((os.path.getsize(name) for name in named if os.path.isfile(name)), None)
 
 
 def _compression(outputs):

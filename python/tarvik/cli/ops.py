@@ -7,7 +7,9 @@ from rich.table import Table
 from tarvik import constants, extended
 from tarvik._catalogue import all_operations
 from tarvik._operations import describe
-from tarvik.cli.render import standard_console
+from tarvik.cli.render import print_table, standard_console
+
+_WIDTH = 96  # of lines, in a pipe as well
 
 
 def list_operations():
@@ -45,6 +47,7 @@ def _print_tables(tables):
     tables = [(title, rows) for title, rows in tables]
     width = max(len(row[0]) for _, rows in tables for row in rows)
     console = standard_console()
+    console.width = min(console.width, _WIDTH)
     for title, rows in tables:
         console.print(f"{title}", style="bold")
         table = Table(box=None, show_header=False, pad_edge=False, padding=(0, 2, 0, 0))
@@ -52,7 +55,7 @@ def _print_tables(tables):
         table.add_column()
         for row in rows:
             table.add_row(*row)
-        console.print(table)
+        print_table(console, table)
         console.print()
 
 

@@ -1,9 +1,6 @@
 """`tarvik plot`."""
 
 import os
-import sys
-import tempfile
-from contextlib import contextmanager
 from functools import partial
 
 import click
@@ -17,7 +14,7 @@ _MOST_PANELS = 8
 @click.argument("names", nargs=-1, metavar="[VARIABLE]...")
 @click.option("-o", "--output", required=True, metavar="OUT", help="The picture: .png, .pdf, .svg.")
 @click.option("--force", is_flag=True, help="Replace a file that is there already.")
-def command(file, names, output, force):
+def plot(file, names, output, force):
     """Draw variables of a CDF file into a picture.
 
     \b
@@ -39,69 +36,46 @@ def command(file, names, output, force):
 
 
 def _plot(file, names, output, kind, force):
-    from tarvik import CDFError, _panels, _reader
-    from tarvik.cli import _complain
+    from tarvik import _panels, _reader
+    from tarvik.cli.errors import ImpossibleError, about, say
+    from tarvik.cli.files import refuse_what_is_no_file
+    from tarvik.cli.staging import staged
+    from tarvik.cli.text import visible
 
-    try:
-        from tarvik._drawing import draw
-    except ImportError as error:
-        if (error.name or "").partition(".")[0] != "matplotlib":
-            raise
-        return _complain("plot", LookupError("needs matplotlib: pip install 'tarvik[plot]'"))
-    place = file
-    try:
+    with about("plot"):
+        try:
+            from tarvik._drawing import draw
+        except ImportError as error:
+            if (error.name or "").partition(".")[0] != "matplotlib":
+                raise
+            raise ImpossibleError("needs matplotlib: pip install 'tarvik[plot]'") from None
+    with about(file):
+        refuse_what_is_no_file(file)
         variables = _reader.describe(file).variables
         chosen = _chosen(variables, names)
         panels = [_panels.make_panel(file, variables, variable) for variable in chosen]
-        for panel in panels:
-            if panel.step > 1:
-                _say(file, f"{panel.name}: one record of {panel.step} is drawn")
-        place = output
-        with _new_file(output, force) as target:
-            draw(panels, os.path.basename(file), target, kind)
-    except (CDFError, OSError, LookupError) as error:
-        return _complain(place, error)
+    for panel in panels:
+        if panel.step > 1:
+            say(f"{visible(file)}: {panel.name}: one record of {panel.step} is drawn")
+    with staged(output, force) as path, open(path, "wb") as target:
+        draw(panels, os.path.basename(file), target, kind)
     return 0
 
 
 def _chosen(variables, names):
     from tarvik import _panels
+    from tarvik.cli.errors import ImpossibleError, NoSuchVariableError, say
 
     for name in names:
         if name not in variables:
-            raise LookupError(f'there is no variable "{name}"')
+            raise NoSuchVariableError(name)
         if reason := _panels.reason_against(variables[name]):
-            raise LookupError(f"{name} has no plot: {reason}")
+            raise ImpossibleError(f"{name} has no plot: {reason}")
     found = [variables[name] for name in names] or _panels.drawable(variables)
     if not found:
-        raise LookupError("there is no variable that has a plot")
+        raise ImpossibleError("there is no variable that has a plot")
     if not names and len(found) > _MOST_PANELS:
         left = ", ".join(variable.name for variable in found[_MOST_PANELS:])
-        _say("plot", f"the first {_MOST_PANELS} of {len(found)} variables; not {left}")
+        say(f"plot: the first {_MOST_PANELS} of {len(found)} variables; not {left}")
         found = found[:_MOST_PANELS]
     return found
-
-
-def _say(place, words):
-    from tarvik.cli.text import visible
-
-    print(f"tarvik: {visible(place)}: {visible(words)}", file=sys.stderr)
-
-
-@contextmanager
-def _new_file(path, force):
-    """Give a file to write to, which takes its name only when all was written."""
-    if not force and os.path.lexists(path):
-        raise FileExistsError(f"{os.path.basename(path)} exists; --force replaces it")
-    folder = os.path.dirname(os.path.abspath(path))
-    with tempfile.NamedTemporaryFile(dir=folder, prefix=".tarvik-", delete=False) as target:
-        try:
-            yield target
-            target.flush()
-            mask = os.umask(0)
-            os.umask(mask)
-            os.chmod(target.name, 0o666 & ~mask)
-            os.replace(target.name, path)
-        except BaseException:
-            os.unlink(target.name)
-            raise

@@ -66,6 +66,17 @@ def standard_console():
     )
 
 
+def print_table(console, table):
+    """Print a table; in a pipe without the blanks that fill its last column."""
+    if console.is_terminal:
+        console.print(table)
+        return
+    with console.capture() as captured:
+        console.print(table)
+    lines = captured.get().split("\n")
+    console.file.write("\n".join(line.rstrip() for line in lines))
+
+
 class Printer:
     """Prints content on stdout."""
 
@@ -178,7 +189,7 @@ class Printer:
             table.add_column(title, **options)
         for variable in variables:
             table.add_row(*_cells(variable))
-        self._console.print(table)
+        print_table(self._console, table)
 
     def _variable_attributes(self, variables):
         if variables:

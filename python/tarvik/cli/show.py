@@ -3,7 +3,8 @@
 import json
 
 from tarvik import CDFError
-from tarvik.cli.content import NoSuchVariableError, read_file
+from tarvik.cli.content import read_file
+from tarvik.cli.errors import NoSuchVariableError
 from tarvik.cli.render import Printer
 from tarvik.cli.text import for_json
 

@@ -9,6 +9,12 @@ _BREAKDOWNS = {
     "cdf_epoch16": extended.epoch16Breakdown,
     "cdf_time_tt2000": extended.tt2000Breakdown,
 }
+# The parts of a time, each with what stands before it; then three digits for each part of a second.
+_PARTS = (("", 4), ("-", 2), ("-", 2), ("T", 2), (":", 2), (":", 2))
+
+
+def is_time(datatype):
+    return datatype in _BREAKDOWNS
 
 
 def as_text(datatype, values):
@@ -24,25 +30,31 @@ def as_text(datatype, values):
     Returns
     -------
     numpy.ndarray or None
-        An array of texts; None for another datatype.
+        An array of texts, empty ones for what is not finite; None for another datatype.
     """
     breakdown = _BREAKDOWNS.get(datatype)
     if breakdown is None:
         return None
     parts = breakdown(np.asfortranarray(values))
-    shape = values.shape[1:] if datatype == "cdf_epoch16" else values.shape
-    columns = parts.reshape((parts.shape[0], -1), order="F").T.astype(np.int64)
-    texts = [_iso(column) if ok else "" for column, ok in zip(columns, _finite(datatype, values))]
-    return np.array(texts, dtype=object).reshape(shape, order="F")
-
-
-def _finite(datatype, values):
+    columns = parts.reshape((parts.shape[0], -1), order="F").astype(np.int64)
+    finite = np.isfinite(values)
     if datatype == "cdf_epoch16":
-        return np.isfinite(values).all(axis=0).ravel(order="F")
-    return np.isfinite(values).ravel(order="F")
+        finite = finite.all(axis=0)
+    texts = _iso(columns).astype(object)
+    texts[~finite.ravel(order="F")] = ""
+    return texts.reshape(finite.shape, order="F")
 
 
 def _iso(parts):
-    year, month, day, hour, minute, second, *fraction = parts
-    digits = "".join(f"{part:03d}" for part in fraction)
-    return f"{year:04d}-{month:02d}-{day:02d}T{hour:02d}:{minute:02d}:{second:02d}.{digits}"
+    """Texts of one width, written digit by digit for all times at once."""
+    layout = (*_PARTS, (".", 3), ("", 3), ("", 3))[: len(parts)]
+    width = sum(len(mark) + digits for mark, digits in layout)
+    characters = np.empty((parts.shape[1], width), np.uint8)
+    place = 0
+    for numbers, (mark, digits) in zip(parts, layout):
+        if mark:
+            characters[:, place] = ord(mark)
+        place += len(mark) + digits
+        for power in range(digits):
+            characters[:, place - 1 - power] = numbers // 10**power % 10 + ord("0")
+    return characters.view(f"S{width}").ravel().astype(f"U{width}")

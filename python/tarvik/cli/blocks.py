@@ -1,0 +1,64 @@
+"""The records of a variable, so many at a time that they fit into little memory.
+
+Arrays have the records first, then the dimensions as the file's own descriptions have them, then
+the characters of a text or the two numbers of a `cdf_epoch16`. All values go through unchanged.
+"""
+
+import numpy as np
+
+from tarvik import extended
+from tarvik.cli.model import as_array
+
+BLOCK_BYTES = 8 << 20
+
+
+def blocks(records, bytes_each, limit=BLOCK_BYTES):
+    """Cut a range of records into ranges of one record or more, up to the limit of bytes."""
+    size = max(1, limit // max(1, bytes_each))
+    for start in range(0, len(records), size):
+        yield records[start : start + size]
+
+
+def read(file, variable, records):
+    """Read a range of records, which must not be empty."""
+    raw = extended.call("hyperGetVarData", file, variable.number, *_place(variable, records))
+    shape = (*variable.item, *_extents(variable), len(records))
+    return as_array(raw).reshape(shape, order="F").transpose(_axes(variable))
+
+
+def write(file, variable, records, values):
+    """Write a range of records."""
+    raw = np.asfortranarray(values.transpose(np.argsort(_axes(variable))))
+    extended.call("hyperPutVarData", file, variable.number, *_place(variable, records), raw)
+
+
+def bits(values):
+    """Numbers that are equal for the same bytes only, as those of NaN are not."""
+    return np.ascontiguousarray(values).view(f"u{values.dtype.itemsize}")
+
+
+def _place(variable, records):
+    rank = len(variable.dimensions)
+    return (
+        records.start,
+        len(records),
+        records.step,
+        [0] * rank,
+        list(_extents(variable)),
+        [1] * rank,
+    )
+
+
+def _extents(variable):
+    """The dimensions as the gateway has them."""
+    return variable.dimensions[::-1] if variable.row_major else variable.dimensions
+
+
+def _axes(variable):
+    """Which axes of the gateway's array become those of ours."""
+    first = len(variable.item)
+    last = first + len(variable.dimensions)
+    dimensions = range(first, last)
+    if variable.row_major:
+        dimensions = reversed(dimensions)
+    return (last, *dimensions, *range(first))

@@ -1,0 +1,65 @@
+"""What ends a command early, and the exit codes."""
+
+import sys
+from contextlib import contextmanager
+
+from tarvik import CDFError
+from tarvik.cli.text import visible
+
+DONE = 0
+FOUND = 1  # `check` found something odd, `compare` a difference
+WRONG_FILE = 3
+REFUSED = 4
+INTERRUPTED = 130
+NO_READER = 141
+
+
+class Failure(Exception):  # noqa: N818, it tells of an error and is not its kind
+    """An error, and the file it is about."""
+
+    def __init__(self, place, error):
+        super().__init__(place, error)
+        self.place = place
+        self.error = error
+
+    def complain(self):
+        """Say in one line what is wrong; return the exit code for it."""
+        return complain(self.place, self.error)
+
+
+class ImpossibleError(Exception):
+    """What was asked for cannot be done with this file."""
+
+
+class NoSuchVariableError(ImpossibleError):
+    """A variable that was asked for is not in the file."""
+
+    def __init__(self, name):
+        super().__init__(f'there is no variable "{name}"')
+
+
+@contextmanager
+def about(place):
+    """Raise an error of what is done here as a `Failure` with the file it is about."""
+    try:
+        yield
+    except BrokenPipeError:
+        raise
+    except (CDFError, OSError, ImpossibleError) as error:
+        raise Failure(place, error) from error
+
+
+def complain(place, error):
+    """Say in one line on stderr what is wrong; return the exit code for it."""
+    text = str(error)
+    if getattr(error, "status_name", None):
+        text = text.partition('"')[2].rpartition('"')[0]
+    elif isinstance(error, OSError) and error.strerror:
+        text = error.strerror
+    say(f"{visible(place)}: {visible(text)}")
+    return WRONG_FILE if isinstance(error, OSError) else REFUSED
+
+
+def say(words):
+    """Print words for people, which are no data."""
+    print(f"tarvik: {words}", file=sys.stderr)
