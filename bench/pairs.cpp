@@ -4,7 +4,6 @@
 #include <benchmark/benchmark.h>
 #include <chrono>
 #include <fstream>
-#include <iterator>
 #include <utility>
 
 namespace bench {
@@ -67,15 +66,20 @@ void run(benchmark::State& state, const Work& work) {
     state.SetIterationTime(times[0].back());
   }
 
-  // Ratios are taken turn by turn: a slow moment of the machine reaches the ways of one turn alike.
+  // Ratios and differences are taken turn by turn: a slow moment of the machine reaches the ways of
+  // one turn alike.
   for (std::size_t i = 0; i < ways.size(); ++i) {
     const std::string name = ways[i].name;
     state.counters[name + "_ns"] = median(times[i]) * 1e9 / static_cast<double>(calls);
     if (i == 0) continue;
-    std::vector<double> ratios;
-    std::transform(times[i].begin(), times[i].end(), times[0].begin(), std::back_inserter(ratios),
-                   [](double other, double own) { return other / own; });
+    std::vector<double> ratios, differences;
+    for (std::size_t turn = 0; turn < times[i].size(); ++turn) {
+      ratios.push_back(times[i][turn] / times[0][turn]);
+      differences.push_back(times[0][turn] - times[i][turn]);
+    }
     state.counters["vs_" + name] = median(ratios);
+    state.counters["above_" + name + "_ns"] =
+        median(differences) * 1e9 / static_cast<double>(calls);
   }
   for (const Way& way : ways) {
     if (work.bytes >= largeBytes) {

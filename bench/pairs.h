@@ -3,8 +3,9 @@
 ///
 /// The first way is the gateway's; the others are direct uses of the CDF library. Reported are the
 /// medians of the turns: `<way>_ns` for one call of each way, and for each way but the first
-/// `vs_<way>`, its time divided by the gateway's: the gateway's speed as a share of that way's.
-/// Where much is moved, `<way>_peak` is the memory that a call needed, in copies of the data.
+/// `vs_<way>`, its time divided by the gateway's: the gateway's speed as a share of that way's; and
+/// `above_<way>_ns`, what one call of the gateway takes more. Where much is moved, `<way>_peak` is
+/// the memory that a call needed, in copies of the data.
 #pragma once
 
 #include <functional>

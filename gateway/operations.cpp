@@ -1,7 +1,7 @@
 #include "gateway/operations.h"
 
-#include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstring>
 #include <string_view>
 
@@ -12,7 +12,7 @@ namespace tarvik {
 
 namespace {
 
-constexpr std::array rows = {
+constexpr std::array operations = {
 #define OPERATION(name, handler, id, minInputs, maxInputs) \
   OperationEntry{id, #name, minInputs, maxInputs, ops::handler},
 #include "gateway/operations.def"
@@ -25,20 +25,48 @@ constexpr std::size_t operationCount = 90;
 constexpr std::size_t operationCount = 88;
 #endif
 
-/// The rows in the order of their names, in which a name is found in a few steps.
-constexpr auto sortedByName() {
-  auto sorted = rows;
-  for (std::size_t i = 1; i < sorted.size(); ++i) {
-    for (std::size_t j = i; j > 0 && std::string_view(sorted[j].name) < sorted[j - 1].name; --j) {
-      const OperationEntry moved = sorted[j];
-      sorted[j] = sorted[j - 1];
-      sorted[j - 1] = moved;
-    }
+/// FNV-1a.
+constexpr std::uint32_t hashOf(const char* name) {
+  std::uint32_t hash = 2166136261U;
+  for (; *name != '\0'; ++name) {
+    hash = (hash ^ static_cast<unsigned char>(*name)) * 16777619U;
   }
-  return sorted;
+  return hash;
 }
 
-constexpr auto operations = sortedByName();
+/// Where a row is found by its name: its index stands at the hash of the name or in one of the
+/// next places, before the first that is empty.
+constexpr std::size_t slotCount = 256;
+constexpr std::uint8_t emptySlot = 255;
+static_assert(operationCount < slotCount / 2);
+
+constexpr auto slotsByName() {
+  std::array<std::uint8_t, slotCount> slots{};
+  for (std::uint8_t& slot : slots) {
+    slot = emptySlot;
+  }
+  for (std::size_t i = 0; i < operations.size(); ++i) {
+    std::size_t place = hashOf(operations[i].name) % slotCount;
+    while (slots[place] != emptySlot) {
+      place = (place + 1) % slotCount;
+    }
+    slots[place] = static_cast<std::uint8_t>(i);
+  }
+  return slots;
+}
+
+constexpr auto slots = slotsByName();
+
+const OperationEntry* findByName(const char* name) {
+  for (std::size_t place = hashOf(name) % slotCount; slots[place] != emptySlot;
+       place = (place + 1) % slotCount) {
+    const OperationEntry* row = &operations[slots[place]];
+    if (std::strcmp(name, row->name) == 0) {
+      return row;
+    }
+  }
+  return nullptr;
+}
 
 constexpr bool namesAndIdsAreUnique() {
   for (std::size_t i = 0; i < operations.size(); ++i) {
@@ -89,11 +117,8 @@ void checkInputCount(const OperationEntry& row, int numInputs) {
 }  // namespace
 
 const OperationEntry* findOperation(const char* name, int numInputs) {
-  const auto* row = std::lower_bound(operations.begin(), operations.end(), name,
-                                     [](const OperationEntry& entry, const char* wanted) {
-                                       return std::strcmp(entry.name, wanted) < 0;
-                                     });
-  if (row == operations.end() || std::strcmp(name, row->name) != 0) {
+  const OperationEntry* row = findByName(name);
+  if (row == nullptr) {
     vlpErrMsgIdAndTxt("VORLAN:tarvik:invalidOperation", "Unrecognized operation:  \"%s\".", name);
   }
   checkInputCount(*row, numInputs);
