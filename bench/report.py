@@ -156,7 +156,7 @@ def _aims(rows, peers):
         (
             "bulk numbers, 1 MB and more, beside direct calls into fresh memory",
             "at least 0.98 of the speed",
-            f"{median:.2f} (median of {len(fresh)})",
+            f"{median:.3f} (median of {len(fresh)})",
             median >= 0.98,
         ),
         (
