@@ -1,11 +1,12 @@
 """What the Python tests share."""
 
 import os
+import sys
 from pathlib import Path
 
 import pytest
 import tarvik
-from tarvik import _host
+from tarvik import _host, cli
 
 ROOT = Path(__file__).parents[2]
 
@@ -39,3 +40,16 @@ def new_file(tmp_path):
 def example_file():
     """A file of a mission that comes with the project."""
     return ROOT / "examples/data/ac_h2_sis_20101105_v06.cdf"
+
+
+@pytest.fixture
+def command(capfd, monkeypatch):
+    """Run the command; give exit code, stdout and stderr."""
+
+    def run(*arguments):
+        monkeypatch.setattr(sys, "argv", ["tarvik", *map(str, arguments)])
+        with pytest.raises(SystemExit) as ended:
+            cli.main()
+        return (ended.value.code, *capfd.readouterr())
+
+    return run

@@ -11,24 +11,11 @@ import time
 
 import numpy as np
 import pytest
-from tarvik import cli, extended
+from tarvik import extended
 from tarvik.cli import blocks
 
 constants = extended.constants
 NUMBER = np.int32
-
-
-@pytest.fixture
-def command(capfd, monkeypatch):
-    """Run the command; give exit code, stdout and stderr."""
-
-    def run(*arguments):
-        monkeypatch.setattr(sys, "argv", ["tarvik", *map(str, arguments)])
-        with pytest.raises(SystemExit) as ended:
-            cli.main()
-        return (ended.value.code, *capfd.readouterr())
-
-    return run
 
 
 @pytest.fixture(autouse=True)

@@ -9,7 +9,6 @@ import samples
 from samples import TT2000
 from tarvik import _panels, _reader
 from test_real_files import for_every_file, path  # noqa: F401
-from test_show import command  # noqa: F401
 
 EPOCH = samples.times(6)
 NAN = np.nan
@@ -107,7 +106,7 @@ def picture(file):
 
 
 @pytest.mark.filterwarnings("error")
-def test_pictures(sample, tmp_path, command):  # noqa: F811
+def test_pictures(sample, tmp_path, command):
     pytest.importorskip("matplotlib")
     out = tmp_path / "out.png"
     assert command("plot", sample, *PANELS, "-o", out) == (0, "", "")
@@ -138,7 +137,7 @@ def test_pictures_of_real_files(path, tmp_path, command):  # noqa: F811
     assert (tmp_path / "x.png").exists() != empty
 
 
-def test_refusals(sample, tmp_path, command):  # noqa: F811
+def test_refusals(sample, tmp_path, command):
     pytest.importorskip("matplotlib")
     out = tmp_path / "x.png"
     cases = [

@@ -13,23 +13,10 @@ import threading
 import numpy as np
 import pytest
 import tarvik
-from tarvik import cli, constants
+from tarvik import constants
 
 ESCAPE = "\x1b"
 HOSTILE = "\x1b[31mred\x1b[0m [bold]x[/bold] :smile: \u202e \x9b a\tb\r\nsecond \x07 line\nthird"
-
-
-@pytest.fixture
-def command(capsys, monkeypatch):
-    """Run the command; give exit code, stdout and stderr."""
-
-    def run(*arguments):
-        monkeypatch.setattr(sys, "argv", ["tarvik", *map(str, arguments)])
-        with pytest.raises(SystemExit) as ended:
-            cli.main()
-        return (ended.value.code, *capsys.readouterr())
-
-    return run
 
 
 @pytest.fixture
