@@ -107,30 +107,31 @@ def describe(path):
             attribute = extended.inquireAttr(file, number)
             if attribute.scope == "GLOBAL_SCOPE":
                 numbers = range(int(attribute.maxgEntry) + 1)
-                found = _entries(file, "g", number, numbers).values()
-                if found:
-                    values = [_plain(*entry) for entry in found]
+                found = entries(file, "g", number, numbers)
+                values = [_plain(datatype, value) for _, datatype, _, value in found]
+                if values:
                     shared[attribute.name] = values if len(values) > 1 else values[0]
             else:
                 numbers = range(min(len(own), int(attribute.maxEntry) + 1))
-                for owner, entry in _entries(file, "", number, numbers).items():
-                    own[owner][attribute.name] = entry
+                for owner, datatype, _, value in entries(file, "", number, numbers):
+                    own[owner][attribute.name] = datatype, value
         row_major = facts.majority == "ROW_MAJOR"
-        variables = [_variable(file, n, row_major, entries) for n, entries in enumerate(own)]
+        variables = [_variable(file, n, row_major, own[n]) for n in range(len(own))]
     return Content({variable.name: variable for variable in variables}, shared)
 
 
-def _entries(file, kind, attribute, numbers):
-    """Datatypes and values of the entries that there are among these, by their numbers."""
-    found = {}
+def entries(file, kind, attribute, numbers):
+    """Yield number, datatype, elements and value of the entries that there are among these.
+
+    The kind is "g" for those of the file, otherwise empty.
+    """
     for number in numbers:
         place = (file, attribute, number)
         try:
-            datatype, _ = extended.call(f"inquireAttr{kind}Entry", *place)
-            found[number] = datatype, extended.call(f"getAttr{kind}Entry", *place)
+            datatype, elements = extended.call(f"inquireAttr{kind}Entry", *place)
         except KeyError:  # there need not be one of each number
             continue
-    return found
+        yield number, datatype, int(elements), extended.call(f"getAttr{kind}Entry", *place)
 
 
 def _plain(datatype, value):
@@ -151,14 +152,14 @@ def _decoded(text):
         return text.decode("latin-1")
 
 
-def _variable(file, number, row_major, entries):
+def _variable(file, number, row_major, own):
     name, datatype, elements, extents, varies, _ = extended.inquireVar(file, number)
     shape = tuple(np.ravel(extents).astype(int).tolist())[:: -1 if row_major else 1]
     if varies:
         shape = (int(extended.getVarMaxWrittenRecNum(file, number)) + 1, *shape)
     stored = np.dtype(f"S{int(elements)}") if datatype in TEXTS else _DTYPES[datatype]
-    attributes = {title: _plain(*entry) for title, entry in entries.items()}
-    fill = _fill(stored, *entries["FILLVAL"]) if "FILLVAL" in entries else None
+    attributes = {title: _plain(*entry) for title, entry in own.items()}
+    fill = _fill(stored, *own["FILLVAL"]) if "FILLVAL" in own else None
     pad = _pad(file, number) if stored.kind in "if" and datatype not in TIMES else None
     return Variable(
         number, name, datatype, bool(varies), shape, stored, row_major, attributes, fill, pad

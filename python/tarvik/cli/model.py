@@ -9,10 +9,10 @@ from dataclasses import dataclass, field
 import numpy as np
 
 from tarvik import extended
+from tarvik._reader import TEXTS, entries
 
 call = extended.call
 
-TEXTS = frozenset({"cdf_char", "cdf_uchar"})
 NO_COMPRESSION = ("NO_COMPRESSION", None)
 NO_SPARSE = "NO_SPARSERECORDS"
 
@@ -197,22 +197,17 @@ def _compression(outputs):
 
 def read_attribute(file, number):
     name, scope, last_global, last_of_variable = call("inquireAttr", file, number)
-    entries = [
+    found = [
         *_entries(file, number, False, int(last_global)),
         *_entries(file, number, True, int(last_of_variable)),
     ]
-    return Attribute(number, name, scope, tuple(entries))
+    return Attribute(number, name, scope, tuple(found))
 
 
 def _entries(file, attribute, of_variable, last):
-    kind = "" if of_variable else "g"
-    for number in range(last + 1):
-        place = (file, attribute, number)
-        try:
-            datatype, elements = call(f"inquireAttr{kind}Entry", *place)
-        except KeyError:
-            continue  # there need not be an entry of each number
-        value = as_array(call(f"getAttr{kind}Entry", *place))
+    found = entries(file, "" if of_variable else "g", attribute, range(last + 1))
+    for number, datatype, elements, value in found:
+        value = as_array(value)
         if datatype in TEXTS:
-            value = value.tobytes().ljust(int(elements), b"\0")
+            value = value.tobytes().ljust(elements, b"\0")
         yield Entry(number, of_variable, datatype, value)

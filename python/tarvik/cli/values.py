@@ -3,9 +3,9 @@
 import numpy as np
 
 from tarvik import extended
+from tarvik._reader import TEXTS
 from tarvik.cli import times
 
-TEXTS = frozenset({"cdf_char", "cdf_uchar"})
 _MAX_VALUES = 1_000_000
 
 
