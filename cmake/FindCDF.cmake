@@ -11,7 +11,8 @@
 # is remembered: every configuration looks again.
 #
 # Gives the imported target CDF::CDF and CDF_RUNTIME_LIBRARY, the copy that is shipped;
-# CDF_INCLUDE_DIR where a cdf.h belongs to the library.
+# CDF_INCLUDE_DIR where a cdf.h belongs to the library; CDF_TERMS, the library's licence, its own where
+# one lies beside it; CDF_WHEEL, name and checksum of the wheel where tools/fetch-cdf took it out of one.
 
 # A wheel of the project is built without other preparation.
 string(COMPARE NOTEQUAL "${SKBUILD}" "" cdf_fetch_default)
@@ -59,6 +60,15 @@ if(CDF_FOUND AND NOT TARGET CDF::CDF)
   get_filename_component(cdf_folder ${CDF_LIBRARY} DIRECTORY)
   find_path(CDF_INCLUDE_DIR cdf.h NO_CACHE NO_DEFAULT_PATH
     PATHS ENV CDF_INC ${cdf_folder}/../include ${cdf_folder}/include ${cdf_folder})
+
+  find_file(CDF_TERMS CDF_copyright.txt NO_CACHE NO_DEFAULT_PATH
+    PATHS ${cdf_folder} ${cdf_folder}/.. ${cdf_folder}/../..)
+  if(NOT CDF_TERMS)
+    set(CDF_TERMS ${PROJECT_SOURCE_DIR}/licenses/CDF.txt)
+  endif()
+  if(EXISTS ${cdf_folder}/wheel.txt)
+    set(CDF_WHEEL ${cdf_folder}/wheel.txt)
+  endif()
 
   # Some builds of the library carry no SONAME; then the file's name is what dependents record.
   execute_process(COMMAND ${CMAKE_READELF} -d ${cdf_file} OUTPUT_VARIABLE cdf_dynamic)

@@ -28,7 +28,7 @@ if not os.path.exists(sysconfig.get_path("include") + "/Python.h"): print("pytho
 ' 2>/dev/null || printf '%s\n' python3 python3-venv python3-dev
 }
 
-# find_missing run|bench|check: fills the array `missing`.
+# find_missing run|wheel|bench|check: fills the array `missing`.
 find_missing() {
   mapfile -t missing < <(python_packages)
   need g++ command -v g++
@@ -36,7 +36,7 @@ find_missing() {
   need cmake has_cmake
   need ninja-build command -v ninja
   need libboost-dev has_header boost/version.hpp
-  [ "$1" != run ] || return 0
+  case $1 in run | wheel) return ;; esac
   need libbenchmark-dev has_header benchmark/benchmark.h
   [ "$1" = check ] || return 0
   need git command -v git
@@ -56,7 +56,7 @@ as_root() {
   fi
 }
 
-# ensure_packages run|bench|check: installs what is missing, or names it and ends.
+# ensure_packages run|wheel|bench|check: installs what is missing, or names it and ends.
 ensure_packages() {
   find_missing "$1"
   [ ${#missing[@]} -gt 0 ] || return 0

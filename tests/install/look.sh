@@ -7,7 +7,8 @@ die() {
 }
 
 # look_at TREE PROJECT: the folder of the plug-ins in the tree goes to `libraries`. No file of the
-# tree may name a folder of the project, and the libraries may look for others beside them only.
+# tree may name a folder of the project, and the libraries may look for others beside them only. The
+# terms of the CDF library lie in the tree.
 look_at() {
   local tree=$1 project=$2 name plugin library exported
   plugin=$(find "$tree" -name tarvik.so)
@@ -21,6 +22,7 @@ look_at() {
     ldd "$plugin" | grep -F 'libcdf' | grep -qF "=> $libraries/" ||
       die "$name does not find the CDF library beside it"
   done
+  [ -s "$(find "$tree" -path '*/licenses/CDF.txt')" ] || die "the terms of the CDF library are missing"
   while read -r library; do
     if readelf -d "$library" | sed -n 's/.*R.*PATH.*\[\(.*\)\]/\1/p' | grep -vxE '[$]ORIGIN(/lib)?'; then
       die "$library looks for libraries in that folder"

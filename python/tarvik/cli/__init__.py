@@ -4,6 +4,7 @@ import os
 import signal
 import sys
 from functools import partial
+from pathlib import Path
 
 import click
 
@@ -81,6 +82,7 @@ def _version(context, _parameter, asked):
     if asked:
         library = ".".join(f"{part:.0f}" for part in call("getLibraryVersion"))
         click.echo(f"tarvik {__version__}, CDF library {library}")
+        click.echo(f"licences: {Path(__file__).parents[1] / 'licenses'}")
         context.exit()
 
 
@@ -91,7 +93,7 @@ def _version(context, _parameter, asked):
     is_eager=True,
     expose_value=False,
     callback=_version,
-    help="Show the versions of this program and of the CDF library.",
+    help="Show the versions of this program and the CDF library, and where their licences are.",
 )
 def tarvik():
     """Look at CDF files, check, compare, copy and export them.
