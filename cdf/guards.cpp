@@ -61,6 +61,18 @@ CDFstatus judgePathToOpen(const std::string& path) {
   return named || fitsWithExtension(path) ? allowed : CDF_NAME_TRUNC;
 }
 
+// Seen in this order, whichever of the names was asked for.
+std::string fileToOpen(const std::string& path) {
+  const bool hasExtension = endsWith(path, ".cdf") || endsWith(path, ".CDF");
+  const std::string stem = hasExtension ? path.substr(0, path.size() - extension.size()) : path;
+  for (const char* end : {".cdf", ".CDF"}) {
+    if (access((stem + end).c_str(), F_OK) == 0) {
+      return stem + end;
+    }
+  }
+  return path;
+}
+
 // A longer name is cut, and the variable with the cut name is made or renamed all the same.
 CDFstatus judgeVariableName(const std::string& name) {
   return name.size() <= CDF_VAR_NAME_LEN256 ? allowed : VAR_NAME_TRUNC;

@@ -13,6 +13,8 @@ namespace tarvik::cdf {
 struct VariableShape;
 
 CDFstatus judgePathToOpen(const std::string& path);
+/// The file that the library opens for a path.
+std::string fileToOpen(const std::string& path);
 CDFstatus judgePathToCreate(const std::string& path);
 CDFstatus judgeVariableName(const std::string& name);
 CDFstatus judgeAttributeName(const std::string& name);

@@ -2,6 +2,7 @@
 
 #include "cdf/call.h"
 #include "cdf/guards.h"
+#include "cdf/screen/screen.h"
 #include "cdf/sparse_reader.h"
 
 namespace tarvik::cdf {
@@ -41,8 +42,10 @@ CDFstatus transferHyperslab(CDFid file, long variable, const Hyperslab& slab, lo
 }  // namespace
 
 CDFstatus openFile(const std::string& path, CDFid* file) {
-  return unlessRefused(judgePathToOpen(path),
-                       [&] { return call(OPEN_, CDF_, path.c_str(), file); });
+  return unlessRefused(judgePathToOpen(path), [&] {
+    return unlessRefused(screenFile(fileToOpen(path)),
+                         [&] { return call(OPEN_, CDF_, path.c_str(), file); });
+  });
 }
 
 CDFstatus createFile(const std::string& path, CDFid* file) {

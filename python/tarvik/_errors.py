@@ -2,6 +2,7 @@
 
 import errno
 import fnmatch
+import functools
 import os
 import re
 
@@ -172,10 +173,15 @@ def _name_of(arguments):
 
 
 def _kind_of(error):
-    names = [error.status_name or error.tag, error.identifier]
+    kind = _kind_named(error.status_name or error.tag) or _kind_named(error.identifier)
+    return _seen_by_the_system(kind, error) if kind and issubclass(kind, OSError) else kind
+
+
+@functools.lru_cache(maxsize=1024)
+def _kind_named(name):
     for kind, patterns in _KINDS:
-        if any(fnmatch.fnmatchcase(name, pattern) for name in names for pattern in patterns):
-            return _seen_by_the_system(kind, error) if issubclass(kind, OSError) else kind
+        if any(fnmatch.fnmatchcase(name, pattern) for pattern in patterns):
+            return kind
     return None
 
 

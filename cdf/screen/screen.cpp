@@ -1,0 +1,125 @@
+#include "cdf/screen/screen.h"
+
+#include <cstdint>
+
+#include "cdf/screen/file_bytes.h"
+#include "cdf/screen/file_records.h"
+#include "cdf/screen/variables.h"
+
+// What the library does with a bad value was seen with version 3.9.1.
+
+namespace tarvik::cdf {
+
+namespace {
+
+constexpr CDFstatus CORRUPTED_V2_CDF = -2028;
+constexpr CDFstatus CORRUPTED_V3_CDF = -2223;
+
+constexpr std::uint32_t MARK_OLDEST = 0x0000FFFF;
+constexpr std::uint32_t MARK_2_6 = 0xCDF26002;
+constexpr std::uint32_t MARK_3 = 0xCDF30001;
+constexpr std::uint32_t MARK_COMPRESSED = 0xCCCC0001;
+
+constexpr std::int32_t RLE_COMPRESSION = 1;
+/// No encoding that a file can be in; the library crashes in decoding from it.
+constexpr std::int32_t HOST_ENCODING = 8;
+
+// A zero is followed by how many more of them there are.
+bool runLengthsFit(Fields data, std::int64_t size, std::int64_t uncompressedSize) {
+  std::int64_t count = 0;
+  for (; size > 0; --size, ++count) {
+    if (data.byte() == 0) {
+      count += data.byte();
+      --size;
+    }
+  }
+  return size == 0 && count == uncompressedSize;
+}
+
+// The library allocates as many bytes as the uncompressed size says and reads the record into as
+// many as its own size says. Run lengths that add up to another size corrupt its memory.
+bool compressedFits(FileRecords& records) {
+  const std::int64_t place = FileRecords::first;
+  if (!records.stands(place, RecordType::CCR)) {
+    return false;
+  }
+  Fields fields = records.contentAt(place);
+  const std::int64_t parameters = fields.offset();
+  const std::int64_t uncompressedSize = fields.offset();
+  Fields data = fields.skipNumbers(1);
+  const std::int64_t size =
+      records.sizeAt(place) - records.headSize() - (records.isWide() ? 20 : 12);
+  if (!records.stands(parameters, RecordType::CPR) || size < 1 || uncompressedSize < 1 ||
+      uncompressedSize / mostInflation > size) {
+    return false;
+  }
+  return records.contentAt(parameters).number() != RLE_COMPRESSION ||
+         runLengthsFit(data, size, uncompressedSize);
+}
+
+bool entriesFit(FileRecords& records, const Chain& chain, std::int32_t attribute) {
+  return records.chainFits(chain, [&](std::int64_t place, Fields fields) {
+    const std::int32_t ofAttribute = fields.number();
+    const std::int32_t number = fields.skipNumbers(1).number();
+    const std::int32_t numElements = fields.number();
+    return ofAttribute == attribute && number >= 0 && numElements > 0 &&
+           numElements <= records.sizeAt(place);
+  });
+}
+
+// The library takes an attribute's number as an index, and follows the chains of its entries as
+// often as their counts say.
+bool attributesFit(FileRecords& records, const Chain& chain) {
+  return records.chainFits(chain, [&](std::int64_t, Fields fields) {
+    Chain global = {fields.offset(), RecordType::AgrEDR, 0};
+    const std::int32_t number = fields.skipNumbers(1).number();
+    global.count = fields.number();
+    Chain ofVariables = {fields.skipNumbers(2).offset(), RecordType::AzEDR, 0};
+    ofVariables.count = fields.number();
+    return number >= 0 && number < chain.count && entriesFit(records, global, number) &&
+           entriesFit(records, ofVariables, number);
+  });
+}
+
+bool descriptionsFit(FileRecords& records) {
+  if (!records.stands(FileRecords::first, RecordType::CDR)) {
+    return false;
+  }
+  Fields header = records.contentAt(FileRecords::first);
+  const std::int64_t place = header.offset();
+  const std::int32_t version = header.number();
+  const std::int32_t release = header.number();
+  if (header.number() == HOST_ENCODING || !records.stands(place, RecordType::GDR)) {
+    return false;
+  }
+  Fields fields = records.contentAt(place);
+  Chain rVariables = {fields.offset(), RecordType::rVDR, 0};
+  Chain zVariables = {fields.offset(), RecordType::zVDR, 0};
+  Chain attributes = {fields.offset(), RecordType::ADR, 0};
+  rVariables.count = fields.skipOffsets(1).number();
+  attributes.count = fields.number();
+  const std::int32_t numRDimensions = fields.skipNumbers(1).number();
+  zVariables.count = fields.number();
+  const VariableLayout layout = {{numRDimensions, fields.skipOffsets(1).skipNumbers(3)},
+                                 version < 2 || (version == 2 && release < 5)};
+  return attributesFit(records, attributes) && variablesFit(records, rVariables, layout) &&
+         variablesFit(records, zVariables, layout);
+}
+
+}  // namespace
+
+CDFstatus screenFile(const std::string& path) {
+  FileBytes bytes(path);
+  Fields marks(bytes, 0, false);
+  const auto mark = static_cast<std::uint32_t>(marks.number());
+  const auto kind = static_cast<std::uint32_t>(marks.number());
+  const bool wide = mark == MARK_3;
+  if (!wide && mark != MARK_2_6 && mark != MARK_OLDEST) {
+    return 0;
+  }
+  FileRecords records(bytes, wide);
+  const bool fits = kind == MARK_COMPRESSED ? compressedFits(records) : descriptionsFit(records);
+  return fits ? 0 : wide ? CORRUPTED_V3_CDF : CORRUPTED_V2_CDF;
+}
+
+}  // namespace tarvik::cdf

@@ -1,0 +1,129 @@
+#include "cdf/screen/variables.h"
+
+#include <limits>
+
+#include "cdf/call.h"
+
+// What the library does with a bad value was seen with version 3.9.1.
+
+namespace tarvik::cdf {
+
+namespace {
+
+constexpr std::int64_t largest = std::numeric_limits<std::int32_t>::max();
+constexpr std::int32_t mostDimensions = CDF_MAX_DIMS;
+constexpr std::int32_t COMPRESSED = 4;  // of a variable's flags
+constexpr std::int64_t nowhere = -1;
+/// Deeper than the library builds its indices of records.
+constexpr int mostLevels = 8;
+
+/// The bytes that are stored of a record; 0 or less where the description makes no sense.
+std::int64_t recordBytes(std::int32_t datatype, std::int32_t numElements, Dimensions dimensions,
+                         Fields variances) {
+  long bytes = 1;
+  call(GET_, DATATYPE_SIZE_, static_cast<long>(datatype), &bytes);
+  std::int64_t product = static_cast<std::int64_t>(bytes) * numElements;
+  if (dimensions.count < 0 || dimensions.count > mostDimensions) {
+    return 0;
+  }
+  for (std::int32_t i = 0; i < dimensions.count; ++i) {
+    const std::int32_t size = dimensions.sizes.number();
+    if (size < 1 || product > largest) {
+      return 0;
+    }
+    product *= variances.number() == 0 ? 1 : size;
+  }
+  return product;
+}
+
+/// Goes along the index of a variable's records, and into those below it, as the library does
+/// without end. It also goes through the records of a compressed block one by one.
+class Index {
+ public:
+  Index(FileRecords& records, std::int64_t recordBytes)
+      : records_(records), recordBytes_(recordBytes) {}
+
+  bool fits(std::int64_t place, int levels = mostLevels) {
+    for (; place != 0 && place != nowhere; place = records_.contentAt(place).offset()) {
+      if (levels == 0 || !records_.stands(place, RecordType::VXR) || !entriesFit(place, levels)) {
+        return false;
+      }
+    }
+    return true;
+  }
+
+ private:
+  bool entriesFit(std::int64_t place, int levels) {
+    Fields fields = records_.contentAt(place).skipOffsets(1);
+    const std::int32_t numEntries = fields.number();
+    const std::int32_t numUsed = fields.number();
+    if (numUsed < 0 || numUsed > numEntries) {
+      return false;
+    }
+    const auto entries = static_cast<std::uint64_t>(numEntries);
+    Fields firsts = fields;
+    Fields lasts = fields.skipNumbers(entries);
+    Fields blocks = fields.skipNumbers(entries);
+    for (std::int32_t i = 0; i < numUsed; ++i) {
+      const std::int64_t before = firsts.number() - std::int64_t{1};
+      if (!blockFits(blocks.offset(), lasts.number() - before, levels)) {
+        return false;
+      }
+    }
+    return true;
+  }
+
+  bool blockFits(std::int64_t place, std::int64_t numRecords, int levels) {
+    if (numRecords < 1 || !records_.begins(place)) {
+      return false;
+    }
+    switch (records_.typeAt(place)) {
+      case RecordType::VXR:
+        return fits(place, levels - 1);
+      case RecordType::VVR:
+        return numRecords <= records_.sizeAt(place) / recordBytes_;
+      case RecordType::CVVR:
+        return numRecords * recordBytes_ / mostInflation <= records_.sizeAt(place);
+      default:
+        return false;
+    }
+  }
+
+  FileRecords& records_;
+  std::int64_t recordBytes_;
+};
+
+// A compressed block is of as many records as the blocking factor says. The library counts its
+// bytes in 32 bits and then writes beyond its room.
+bool variableFits(FileRecords& records, Fields fields, const Chain& chain,
+                  const VariableLayout& layout) {
+  const std::int32_t datatype = fields.number();
+  const std::int32_t lastRecord = fields.number();
+  const std::int64_t index = fields.offset();
+  const std::int32_t flags = fields.skipOffsets(1).number();
+  const std::int32_t numElements = fields.skipNumbers(4).skip(layout.hasGap ? 128 : 0).number();
+  const std::int32_t number = fields.number();
+  const std::int32_t blockingFactor = fields.skipOffsets(1).number();
+  fields.skip(records.isWide() ? 256 : 64);
+  Dimensions dimensions = layout.ofRVariables;
+  if (chain.type == RecordType::zVDR) {
+    dimensions.count = fields.number();
+    dimensions.sizes = fields;
+    fields.skipNumbers(static_cast<std::uint32_t>(dimensions.count));
+  }
+  const std::int64_t bytes = recordBytes(datatype, numElements, dimensions, fields);
+  return lastRecord >= -1 && number >= 0 && number < chain.count && blockingFactor >= 0 &&
+         bytes > 0 && bytes <= largest &&
+         ((flags & COMPRESSED) == 0 || blockingFactor <= largest / bytes) &&
+         Index(records, bytes).fits(index);
+}
+
+}  // namespace
+
+bool variablesFit(FileRecords& records, const Chain& chain, const VariableLayout& layout) {
+  return records.chainFits(chain, [&](std::int64_t, Fields fields) {
+    return variableFits(records, fields, chain, layout);
+  });
+}
+
+}  // namespace tarvik::cdf

@@ -1,0 +1,102 @@
+"""Damaged files are refused before the library believes what they say of themselves."""
+
+import shutil
+from pathlib import Path
+
+import numpy as np
+import pytest
+import tarvik
+from mutations import record_types
+from tarvik import constants
+
+EXAMPLE = Path(__file__).parents[2] / "examples/data/ac_h2_sis_20101105_v06.cdf"
+HUGE = 0x7FFFFFFF
+ITSELF = object()
+
+CDR, GDR, ADR, VXR, ZVDR, AZ_EDR = 1, 2, 4, 6, 8, 9
+
+# The type of a record, where a field of 4 bytes stands in it in files of versions 3 and 2, and what
+# is put there; each made the bare library crash, run without end or take all memory.
+DAMAGE = {
+    "encoding": (CDR, 28, 20, 8),
+    "number of variables": (GDR, 60, 40, HUGE),
+    "number of attributes": (GDR, 48, 28, HUGE),
+    "attribute's number": (ADR, 32, 20, HUGE),
+    "number of global entries": (ADR, 36, 24, HUGE),
+    "number of variables' entries": (ADR, 56, 40, HUGE),
+    "next attribute": (ADR, 16, 8, ITSELF),
+    "elements of an entry": (AZ_EDR, 32, 24, HUGE),
+    "next entry": (AZ_EDR, 16, 8, ITSELF),
+    "next variable": (ZVDR, 16, 8, ITSELF),
+    "elements of a value": (ZVDR, 64, 48, HUGE),
+    "next index": (VXR, 16, 8, ITSELF),
+    "entries used in an index": (VXR, 24, 16, 0x80000000),
+}
+
+
+@pytest.fixture(autouse=True)
+def without_validation():
+    """The library's own validation, which sees some of the damage, is off."""
+    tarvik.setValidate(constants.VALIDATEFILEOFF)
+    yield
+    tarvik.setValidate(constants.VALIDATEFILEON)
+
+
+@pytest.fixture
+def current(tmp_path):
+    """A file of version 3 with a variable that is compressed and entries of both kinds."""
+    path = tmp_path / "current.cdf"
+    with tarvik.create(path) as file:
+        variable = tarvik.createVar(file, "a", constants.CDF_REAL8, 1, [], True, [])
+        tarvik.setVarCompression(file, variable, constants.GZIP_COMPRESSION, 6)
+        tarvik.hyperPutVarData(file, variable, 0, 5000, 1, [], [], [], np.arange(5000.0))
+        other = tarvik.createVar(file, "b", constants.CDF_INT4, 1, [2], True, [True])
+        for scope, number in ((constants.GLOBAL_SCOPE, 0), (constants.VARIABLE_SCOPE, other)):
+            attribute = tarvik.createAttr(file, f"of {number}", scope)
+            put = tarvik.putAttrEntry if number else tarvik.putAttrgEntry
+            put(file, attribute, 0, constants.CDF_CHAR, "text")
+    return path
+
+
+@pytest.fixture
+def earlier(tmp_path):
+    """A file of version 2."""
+    return Path(shutil.copy(EXAMPLE, tmp_path / "earlier.cdf"))
+
+
+def damage(path, place, value):
+    content = bytearray(path.read_bytes())
+    content[place : place + 4] = value.to_bytes(4, "big")
+    path.write_bytes(content)
+
+
+@pytest.mark.parametrize("what", DAMAGE)
+@pytest.mark.parametrize("generation", ["current", "earlier"])
+def test_damaged_descriptions_are_refused(generation, what, request):
+    path = request.getfixturevalue(generation)
+    kind, *fields, value = DAMAGE[what]
+    is_current = generation == "current"
+    record = next(place for place, found in record_types(path.read_bytes()) if found == kind)
+    damage(path, record + fields[not is_current], record if value is ITSELF else value)
+    with pytest.raises(tarvik.CDFError, match=f"CORRUPTED_V{3 if is_current else 2}_CDF"):
+        tarvik.open(path)
+
+
+def test_a_blocking_factor_beyond_memory_is_refused(current):
+    record = next(place for place, kind in record_types(current.read_bytes()) if kind == ZVDR)
+    damage(current, record + 80, HUGE)
+    with pytest.raises(tarvik.CDFError, match="CORRUPTED_V3_CDF"):
+        tarvik.open(current)
+
+
+@pytest.mark.parametrize(
+    ("place", "value"),
+    [(12, HUGE), (24, 8), (28, 1), (32, HUGE), (32, 1), (44, 0x00020101)],
+    ids=["record's size", "parameters", "size of 4 GB", "size of 2 GB", "small size", "data"],
+)
+def test_damaged_files_compressed_as_a_whole_are_refused(current, place, value):
+    with tarvik.open(current) as file:
+        tarvik.setCompression(file, constants.RLE_COMPRESSION)
+    damage(current, place, value)
+    with pytest.raises(tarvik.CDFError, match="CORRUPTED_V3_CDF"):
+        tarvik.open(current)
