@@ -29,6 +29,7 @@ ELSEWHERE = {
     "operations.md": "each example runs on a file of its own in test_catalogue.py",
 }
 NOT_RUN = {
+    "sh": "installs, builds or needs other machines; tests/install does the like",
     "cpp": "fragments; whole programs like them are built in tests/install and tests/gateway",
 }
 # Commands find these, and no build is needed: ./run shows its files by "tarvik show".
@@ -37,8 +38,8 @@ COMMANDS = {
     "bin/python": 'exec "$PYTHON" "$@"',
     "run": 'exec tarvik show "$@"',
 }
-# Pictures are compared by the mean brightness of tiles. Another font, which moves all by a pixel, makes
-# half a percent of them differ, a line that is missing five.
+# Pictures are compared by the mean brightness of tiles. Another font, which moves all by a pixel,
+# makes half a percent of them differ; a line that is missing makes it five.
 TILE = 16  # pixels
 MOST_DIFFERENCE = 0.05  # of a tile, where 1 is black against white
 MOST_DIFFERENT = 0.02  # of all tiles
