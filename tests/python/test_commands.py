@@ -251,7 +251,7 @@ def test_check(command, tmp_path, sample, example_file):
         extended.setChecksum(file, constants.MD5_CHECKSUM)
     code, text, words = command("check", clean, tmp_path / "none.cdf", example_file)
     assert (code, words.count("\n")) == (3, 1)
-    assert "clean.cdf: clean (1 variables and 0 attributes read, checksum verified)" in text
+    assert "clean.cdf: clean (1 variable and 0 attributes read, checksum verified)" in text
     damaged = bytearray(clean.read_bytes())
     damaged[damaged.index(np.arange(9, dtype="i4").tobytes()) + 4] ^= 1
     clean.write_bytes(damaged)

@@ -10,7 +10,7 @@ from tarvik.cli import blocks, model
 from tarvik.cli.errors import DONE, FOUND, Failure
 from tarvik.cli.files import opened
 from tarvik.cli.progress import progress
-from tarvik.cli.text import for_json, undecoded, visible
+from tarvik.cli.text import counted, for_json, undecoded, visible
 
 call = extended.call
 
@@ -63,11 +63,11 @@ def _document(path):
 
 
 def _print(document):
-    count = len(document["remarks"])
-    state = "clean" if document["clean"] else f"{count} remark{'s' * (count > 1)}"
+    state = "clean" if document["clean"] else counted(len(document["remarks"]), "remark")
     checksum = "no checksum" if document["checksum"] == "NO_CHECKSUM" else "checksum verified"
-    read = f"{document['variables']} variables and {document['attributes']} attributes read"
-    print(f"{visible(document['file'])}: {state} ({read}, {checksum})")
+    variables = counted(document["variables"], "variable")
+    attributes = counted(document["attributes"], "attribute")
+    print(f"{visible(document['file'])}: {state} ({variables} and {attributes} read, {checksum})")
     for remark in document["remarks"]:
         print(f"  {visible(remark['subject'])}: {visible(remark['what'])}")
 

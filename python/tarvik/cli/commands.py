@@ -102,7 +102,8 @@ def export(file, variables, format_name, records, blank, output, force):
     tarvik export measurements.cdf Epoch B --to parquet --blank fill -o field.parquet
 
     Each record is a row; variables with as many records stand side by side, and one whose records
-    do not vary goes beside each. Indices count from zero, in the order of the file's dimensions.
+    do not vary goes beside each. Indices count from zero, in the order of a reader in C: "show" has
+    the dimensions of a row-major file the other way round.
 
     \b
     csv      a column for each value: Epoch, B[0], B[1]; blank is empty

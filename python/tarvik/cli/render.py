@@ -13,7 +13,7 @@ from rich.console import Console
 from rich.table import Table
 from rich.text import Text
 
-from tarvik.cli.text import nested, visible, visible_lines
+from tarvik.cli.text import counted, nested, visible, visible_lines
 
 _UNLIMITED = 100_000
 _LIST_LIMIT = 8
@@ -129,13 +129,13 @@ class Printer:
 
     def _facts(self, content):
         counts = (
-            f"{content['variable_count']} variables, "
-            f"{content['global_attribute_count']} global attributes, "
-            f"{content['variable_attribute_count']} attributes of variables"
+            counted(content["variable_count"], "variable"),
+            counted(content["global_attribute_count"], "global attribute"),
+            f"{counted(content['variable_attribute_count'], 'attribute')} of variables",
         )
         shown = {
             **content,
-            "counts": counts,
+            "counts": ", ".join(counts),
             "size": None if content["size"] is None else f"{content['size']:,} bytes",
             "compression": _compression(content["compression"]) or None,
             "caches": "file {file}, stage {stage}, compression {compression}".format(

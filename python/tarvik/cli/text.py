@@ -34,6 +34,11 @@ def _escaped(character):
     return character
 
 
+def counted(number, noun):
+    """Return "1 variable" or "2 variables"."""
+    return f"{number} {noun}{'' if number == 1 else 's'}"
+
+
 def visible_lines(text):
     """Return the text as lines that are each fit to be shown."""
     unified = text.replace("\r\n", "\n").replace("\r", "\n").expandtabs()
