@@ -57,27 +57,31 @@ bool compressedFits(FileRecords& records) {
          runLengthsFit(data, size, uncompressedSize);
 }
 
-bool entriesFit(FileRecords& records, const Chain& chain, std::int32_t attribute) {
+bool entriesFit(FileRecords& records, const Chain& chain, std::int32_t highest,
+                std::int32_t attribute) {
   return records.chainFits(chain, [&](std::int64_t place, Fields fields) {
     const std::int32_t ofAttribute = fields.number();
     const std::int32_t number = fields.skipNumbers(1).number();
     const std::int32_t numElements = fields.number();
-    return ofAttribute == attribute && number >= 0 && numElements > 0 &&
+    return ofAttribute == attribute && number >= 0 && number <= highest && numElements > 0 &&
            numElements <= records.sizeAt(place);
   });
 }
 
-// The library takes an attribute's number as an index, and follows the chains of its entries as
-// often as their counts say.
+// The library takes the number of an attribute, and those of its entries, as indices up to what is
+// said to be the highest, and follows the chains of entries as often as their counts say.
 bool attributesFit(FileRecords& records, const Chain& chain) {
   return records.chainFits(chain, [&](std::int64_t, Fields fields) {
     Chain global = {fields.offset(), RecordType::AgrEDR, 0};
     const std::int32_t number = fields.skipNumbers(1).number();
     global.count = fields.number();
-    Chain ofVariables = {fields.skipNumbers(2).offset(), RecordType::AzEDR, 0};
+    const std::int32_t highestGlobal = fields.number();
+    Chain ofVariables = {fields.skipNumbers(1).offset(), RecordType::AzEDR, 0};
     ofVariables.count = fields.number();
-    return number >= 0 && number < chain.count && entriesFit(records, global, number) &&
-           entriesFit(records, ofVariables, number);
+    const std::int32_t highestOfVariables = fields.number();
+    return number >= 0 && number < chain.count &&
+           entriesFit(records, global, highestGlobal, number) &&
+           entriesFit(records, ofVariables, highestOfVariables, number);
   });
 }
 

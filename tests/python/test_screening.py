@@ -26,6 +26,7 @@ DAMAGE = {
     "number of variables' entries": (ADR, 56, 40, HUGE),
     "next attribute": (ADR, 16, 8, ITSELF),
     "elements of an entry": (AZ_EDR, 32, 24, HUGE),
+    "number of an entry": (AZ_EDR, 28, 20, HUGE),
     "next entry": (AZ_EDR, 16, 8, ITSELF),
     "next variable": (ZVDR, 16, 8, ITSELF),
     "elements of a value": (ZVDR, 64, 48, HUGE),
