@@ -43,16 +43,24 @@ class Index {
   Index(FileRecords& records, std::int64_t recordBytes)
       : records_(records), recordBytes_(recordBytes) {}
 
-  bool fits(std::int64_t place, int levels = mostLevels) {
-    for (; place != 0 && place != nowhere; place = records_.contentAt(place).offset()) {
-      if (levels == 0 || !records_.stands(place, RecordType::VXR) || !entriesFit(place, levels)) {
-        return false;
-      }
-    }
-    return true;
+  /// Both are 0 or -1 where there is no index.
+  bool fits(std::int64_t head, std::int64_t tail) {
+    return head <= 0 ? head >= nowhere && tail <= 0 : lastOf(head, mostLevels) == tail;
   }
 
  private:
+  /// The last part of an index, or 0 where any part is unfit.
+  std::int64_t lastOf(std::int64_t place, int levels) {
+    while (levels > 0 && records_.stands(place, RecordType::VXR) && entriesFit(place, levels)) {
+      const std::int64_t next = records_.contentAt(place).offset();
+      if (next == 0) {
+        return place;
+      }
+      place = next;
+    }
+    return 0;
+  }
+
   bool entriesFit(std::int64_t place, int levels) {
     Fields fields = records_.contentAt(place).skipOffsets(1);
     const std::int32_t numEntries = fields.number();
@@ -79,7 +87,7 @@ class Index {
     }
     switch (records_.typeAt(place)) {
       case RecordType::VXR:
-        return fits(place, levels - 1);
+        return lastOf(place, levels - 1) != 0;
       case RecordType::VVR:
         return numRecords <= records_.sizeAt(place) / recordBytes_;
       case RecordType::CVVR:
@@ -99,8 +107,9 @@ bool variableFits(FileRecords& records, Fields fields, const Chain& chain,
                   const VariableLayout& layout) {
   const std::int32_t datatype = fields.number();
   const std::int32_t lastRecord = fields.number();
-  const std::int64_t index = fields.offset();
-  const std::int32_t flags = fields.skipOffsets(1).number();
+  const std::int64_t indexHead = fields.offset();
+  const std::int64_t indexTail = fields.offset();
+  const std::int32_t flags = fields.number();
   const std::int32_t numElements = fields.skipNumbers(4).skip(layout.hasGap ? 128 : 0).number();
   const std::int32_t number = fields.number();
   const std::int32_t blockingFactor = fields.skipOffsets(1).number();
@@ -115,7 +124,7 @@ bool variableFits(FileRecords& records, Fields fields, const Chain& chain,
   return lastRecord >= -1 && number >= 0 && number < chain.count && blockingFactor >= 0 &&
          bytes > 0 && bytes <= largest &&
          ((flags & COMPRESSED) == 0 || blockingFactor <= largest / bytes) &&
-         Index(records, bytes).fits(index);
+         Index(records, bytes).fits(indexHead, indexTail);
 }
 
 }  // namespace
