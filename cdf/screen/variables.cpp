@@ -14,8 +14,8 @@ constexpr std::int64_t largest = std::numeric_limits<std::int32_t>::max();
 constexpr std::int32_t mostDimensions = CDF_MAX_DIMS;
 constexpr std::int32_t COMPRESSED = 4;  // of a variable's flags
 constexpr std::int64_t nowhere = -1;
-/// Deeper than the library builds its indices of records.
-constexpr int mostLevels = 8;
+/// The library gives an index another level about each time that its parts triple.
+constexpr int mostLevels = 64;
 
 /// The bytes that are stored of a record; 0 or less where the description makes no sense.
 std::int64_t recordBytes(std::int32_t datatype, std::int32_t numElements, Dimensions dimensions,
@@ -40,25 +40,23 @@ std::int64_t recordBytes(std::int32_t datatype, std::int32_t numElements, Dimens
 /// without end. It also goes through the records of a compressed block one by one.
 class Index {
  public:
-  Index(FileRecords& records, std::int64_t recordBytes)
-      : records_(records), recordBytes_(recordBytes) {}
+  Index(FileRecords& records, std::int64_t recordBytes, std::int64_t tail)
+      : records_(records), recordBytes_(recordBytes), tail_(tail) {}
 
-  /// Both are 0 or -1 where there is no index.
-  bool fits(std::int64_t head, std::int64_t tail) {
-    return head <= 0 ? head >= nowhere && tail <= 0 : lastOf(head, mostLevels) == tail;
+  /// Both ends are 0 or -1 where there is no index; else the tail is one of its parts.
+  bool fits(std::int64_t head) {
+    return head <= 0 ? head >= nowhere && tail_ <= 0 : partsFit(head, mostLevels) && tailSeen_;
   }
 
  private:
-  /// The last part of an index, or 0 where any part is unfit.
-  std::int64_t lastOf(std::int64_t place, int levels) {
-    while (levels > 0 && records_.stands(place, RecordType::VXR) && entriesFit(place, levels)) {
-      const std::int64_t next = records_.contentAt(place).offset();
-      if (next == 0) {
-        return place;
+  bool partsFit(std::int64_t place, int levels) {
+    for (; place != 0; place = records_.contentAt(place).offset()) {
+      if (levels == 0 || !records_.stands(place, RecordType::VXR) || !entriesFit(place, levels)) {
+        return false;
       }
-      place = next;
+      tailSeen_ = tailSeen_ || place == tail_;
     }
-    return 0;
+    return true;
   }
 
   bool entriesFit(std::int64_t place, int levels) {
@@ -87,7 +85,7 @@ class Index {
     }
     switch (records_.typeAt(place)) {
       case RecordType::VXR:
-        return lastOf(place, levels - 1) != 0;
+        return partsFit(place, levels - 1);
       case RecordType::VVR:
         return numRecords <= records_.sizeAt(place) / recordBytes_;
       case RecordType::CVVR:
@@ -99,6 +97,8 @@ class Index {
 
   FileRecords& records_;
   std::int64_t recordBytes_;
+  std::int64_t tail_;
+  bool tailSeen_ = false;
 };
 
 // A compressed block is of as many records as the blocking factor says. The library counts its
@@ -124,7 +124,7 @@ bool variableFits(FileRecords& records, Fields fields, const Chain& chain,
   return lastRecord >= -1 && number >= 0 && number < chain.count && blockingFactor >= 0 &&
          bytes > 0 && bytes <= largest &&
          ((flags & COMPRESSED) == 0 || blockingFactor <= largest / bytes) &&
-         Index(records, bytes).fits(indexHead, indexTail);
+         Index(records, bytes, indexTail).fits(indexHead);
 }
 
 }  // namespace

@@ -102,3 +102,24 @@ def test_damaged_files_compressed_as_a_whole_are_refused(current, place, value):
     damage(current, place, value)
     with pytest.raises(tarvik.CDFError, match="CORRUPTED_V3_CDF"):
         tarvik.open(current)
+
+
+@pytest.mark.parametrize("compression", [None, "GZIP_COMPRESSION"])
+def test_files_in_many_fragments_are_opened(tmp_path, compression):
+    """Records written in turn to two variables make an index of several levels."""
+    path = tmp_path / "fragments.cdf"
+    with tarvik.create(path) as file:
+        variables = [
+            tarvik.createVar(file, name, constants.CDF_REAL8, 1, [], True, []) for name in "ab"
+        ]
+        for variable in variables:
+            tarvik.setVarBlockingFactor(file, variable, 1)
+            if compression:
+                tarvik.setVarCompression(file, variable, constants.GZIP_COMPRESSION, 1)
+        for record in range(3000):
+            for variable in variables:
+                tarvik.putVarData(file, variable, record, [], float(record))
+    with tarvik.open(path) as file:
+        for variable in variables:
+            values = tarvik.hyperGetVarData(file, variable, 0, 3000, 1, [], [], [])
+            assert np.array_equal(np.ravel(values), np.arange(3000))
