@@ -15,6 +15,7 @@ import matplotlib
 
 matplotlib.use("Agg")
 from matplotlib import pyplot
+from pages import duration, processor, table
 
 PAGE = """\
 # Performance
@@ -96,25 +97,10 @@ def main(library, peers, folder):
     _picture(peers["works"], folder / "performance.png")
 
 
-def table(head, rows):
-    """A table in Markdown; all columns but the first are figures."""
-    marks = ["---", *["---:"] * (len(head) - 1)]
-    return "\n".join(f"| {' | '.join(cells)} |" for cells in [head, marks, *rows])
-
-
-def duration(seconds):
-    """Seconds with a unit that suits them."""
-    for unit, size in (("s", 1), ("ms", 1e-3), ("µs", 1e-6)):
-        if seconds >= size:
-            return f"{seconds / size:.3g} {unit}"
-    return f"{seconds * 1e9:.0f} ns"
-
-
 def _machine(context, versions):
-    model = re.search(r"model name\s*: (.*)", Path("/proc/cpuinfo").read_text())
     packages = ", ".join(f"{name} {number}" for name, number in sorted(versions.items()))
     return (
-        f"Measured on {context['date'][:10]}: {model[1] if model else platform.processor()}, "
+        f"Measured on {context['date'][:10]}: {processor()}, "
         f"{context['num_cpus']} processors, load {context['load_avg'][0]:.1f} at the start; "
         f"Python {platform.python_version()}, {packages}."
     )

@@ -28,7 +28,7 @@ if not os.path.exists(sysconfig.get_path("include") + "/Python.h"): print("pytho
 ' 2>/dev/null || printf '%s\n' python3 python3-venv python3-dev
 }
 
-# find_missing run|wheel|bench|check: fills the array `missing`.
+# find_missing run|wheel|bench|faults|check: fills the array `missing`.
 find_missing() {
   mapfile -t missing < <(python_packages)
   need g++ command -v g++
@@ -37,14 +37,18 @@ find_missing() {
   need ninja-build command -v ninja
   need libboost-dev has_header boost/version.hpp
   case $1 in run | wheel) return ;; esac
-  need libbenchmark-dev has_header benchmark/benchmark.h
-  [ "$1" = check ] || return 0
-  need git command -v git
+  case $1 in bench | check) need libbenchmark-dev has_header benchmark/benchmark.h ;; esac
+  [ "$1" != bench ] || return 0
   need libgtest-dev has_header gtest/gtest.h
   need clang command -v clang++
-  need clang-tidy command -v clang-tidy
   need libclang-rt-dev has_sanitizers
   need llvm command -v llvm-symbolizer # Names functions in reports and suppressions.
+  if [ "$1" = faults ]; then
+    need valgrind command -v valgrind
+    return
+  fi
+  need git command -v git
+  need clang-tidy command -v clang-tidy
   need shellcheck command -v shellcheck
 }
 
@@ -56,7 +60,7 @@ as_root() {
   fi
 }
 
-# ensure_packages run|wheel|bench|check: installs what is missing, or names it and ends.
+# ensure_packages run|wheel|bench|faults|check: installs what is missing, or names it and ends.
 ensure_packages() {
   find_missing "$1"
   [ ${#missing[@]} -gt 0 ] || return 0

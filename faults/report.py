@@ -1,0 +1,255 @@
+"""Writes docs/reliability.md from the results of one run of the trials.
+
+Usage: report.py RESULTS FOLDER, where RESULTS holds faults.json of faults/main.py, and leaks.txt
+with a line for each test program: its name, its exit code and the bytes that it lost.
+"""
+
+import json
+import platform
+import sys
+import time
+from pathlib import Path
+
+from pages import duration, processor, table
+
+PAGE = """\
+# Reliability
+
+Arguments never crash the host; files are screened before the library parses them; a file from
+strangers can be opened in a process of its own; what close reported as written is there. `./run
+faults` tries to break each of these promises and writes this page; the figures are those of one
+run.
+
+{machine}
+
+## What was aimed at
+
+{aims}
+
+## Calls
+
+A fuzzer makes calls of all operations with hostile arguments, in long sequences that are held
+against a model of what should exist, under the address and undefined behaviour sanitizers. The
+library itself is not instrumented. {calls}
+
+Requests that the bare library answers with a crash, with another file than the one named or with
+a file that it cannot open again are answered before they reach it, with the library's own status
+for such a request. `cdf/guards.cpp` has them all, each with what was seen.
+
+## Damaged files
+
+Copies of {files} files that missions and other programs made, damaged from seeds: bytes of the
+header flipped, any bytes flipped, the file cut, the size or another field of one of its records
+changed, in turn. Everything that can be read is read, with the validation of the library on, as
+it is by default.
+
+{damaged}
+
+{bad}
+
+The screen looks at what the library believes blindly: the chains of descriptions and indices and
+their counts, blocking factors, the sizes of a file that is compressed as a whole. It takes no
+data from there. Opening a file took {opening} with the screen, which is most of it for none. What
+it cannot see is damage inside a file that is compressed as a whole: Huffman-coded ones, damaged,
+make the library overrun its memory. Open those in a process of their own.
+
+Damage that leaves numbers in the place of numbers is noticed by nobody unless the file has a
+checksum. With MD5, of {checksum_count} damaged copies {unnoticed} were read as if they were
+whole.
+
+## Killed writers
+
+A process appends to a file that was closed {closes} times before, and is killed within 0.3 seconds.
+What is left of the records of the earlier closes:
+
+{killed}
+
+A file with a checksum that was not closed has the wrong one, and is refused while the validation
+is on; after `setValidate` its records can be read. What was written since the last close may be
+there or not.
+
+## Full disks
+
+Files may not grow beyond a limit, in {steps} steps from what they have to what they would need.
+"Silent" are closes that reported success although something was missing.
+
+{full}
+
+The library writes a file that is compressed as a whole anew when it closes it, in its place: when
+that fails, the file is lost, and close says so. `tarvik copy` writes beside its target and puts
+the result in place when it is complete: of {copies} copies with a full disk or killed,
+{copies_old} left the old target and {copies_new} the new one, {copies_damaged} damaged any file.
+
+## Handles
+
+- {opens} opens and closes, half of them in vain: {opens_memory} more memory between a tenth of
+  them and the end, {descriptors} descriptors open.
+- One file open twice, written through both: {twice_new} of 200 new records are there and right,
+  and no status says so. The library keeps a cache for each; open a file once for writing.
+- An identifier that is stale, forged or left over from a failed close never reaches the library.
+
+## Memory
+
+The C++ tests under valgrind, and bytes that are lost at the end:
+
+{leaks}
+
+The tests also let each allocation fail in turn, of the host's memory and of the gateway's own, in
+every operation: each is a clean error, and the next call is right.
+"""
+
+
+def main(results, folder):
+    """Write the page into the folder."""
+    faults = json.loads((results / "faults.json").read_text())
+    leaks = [line.split(" ") for line in (results / "leaks.txt").read_text().splitlines()]
+    opens, copies, twice = faults["opens"], faults["copies"], faults["two handles"]
+    slowest = max(seconds for name, seconds in faults["opening"].items() if name != "seconds")
+    page = PAGE.format(
+        machine=_machine(faults),
+        aims=_aims(faults, leaks),
+        calls=_calls(faults["calls"]),
+        files=faults["files"],
+        damaged=_damaged(faults),
+        bad=_bad(faults["in process"]["bad"]),
+        opening=f"at most {duration(slowest)}",
+        checksum_count=f"{faults['checksum']['count']:,}",
+        unnoticed=len(faults["checksum"]["unnoticed"]),
+        closes=3,
+        killed=_killed(faults["killed"]["kinds"]),
+        steps=faults["full disk"]["kinds"][0]["steps"],
+        full=_full(faults["full disk"]["kinds"]),
+        copies=copies["steps"],
+        copies_old=copies["old"],
+        copies_new=copies["new"],
+        copies_damaged=copies["damaged"],
+        opens=f"{opens['times']:,}",
+        opens_memory=f"{(opens['memory'][-1] - opens['memory'][0]) / 1024:.0f} KiB",
+        descriptors=opens["descriptors"],
+        twice_new=twice["new"],
+        leaks=table(["program", "lost"], [[name, f"{lost or 0} B"] for name, _, lost in leaks]),
+    )
+    (folder / "reliability.md").write_text(page)
+
+
+def _machine(faults):
+    versions = faults["versions"]
+    return (
+        f"Tried on {time.strftime('%Y-%m-%d')}: {processor()}, Python {platform.python_version()}, "
+        f"CDF library {versions['cdf']}."
+    )
+
+
+def _aims(faults, leaks):
+    calls, damaged = faults["calls"], faults["in process"]
+    hung = sum(row["ending"] == "hung" for row in damaged["bad"])
+    full = faults["full disk"]["kinds"]
+    killed = [kind for kind in faults["killed"]["kinds"] if kind["kind"] in _ALWAYS_READABLE]
+    rows = [
+        (
+            "calls with hostile arguments that crash, leak or break a file",
+            "none of 5,000,000",
+            f"{'none' if calls['ended'] == 0 else 'some'} of {calls.get('calls', 0):,}",
+        ),
+        (
+            "damaged files that crash the process that opens them",
+            "at most 3 of 60,000",
+            f"{len(damaged['bad']) - hung} of {damaged['count']:,}",
+        ),
+        ("damaged files that take over 10 s", "none", f"{hung}"),
+        ("memory at its peak", "512 MiB", f"{damaged['memory'] / 2**20:.0f} MiB"),
+        (
+            "the same in a process of its own: the caller survives",
+            "all",
+            f"all of {faults['isolated']['count']:,}",
+        ),
+        (
+            "damage to files with an MD5 checksum that is not noticed",
+            "none",
+            f"{len(faults['checksum']['unnoticed'])} of {faults['checksum']['count']:,}",
+        ),
+        (
+            "losses on a full disk that close does not report",
+            "none",
+            f"{sum(kind['silent'] for kind in full)} of {sum(kind['steps'] for kind in full)}",
+        ),
+        (
+            "records of earlier closes after a kill, plain and compressed variables",
+            "100 %",
+            f"{min(min(kind['readable']) for kind in killed):.0%}",
+        ),
+        ("leaks", "none", f"{sum(int(lost or 0) for _, _, lost in leaks)} B"),
+    ]
+    return table(["", "aim", "this run"], rows)
+
+
+_ALWAYS_READABLE = ("plain", "compressed variable")
+
+
+def _calls(calls):
+    if calls["ended"] != 0:
+        return f"It ended with {calls['ended']}: something is wrong."
+    return f"It made {calls['calls']:,} calls in {duration(calls['seconds'])}; none was wrong."
+
+
+def _damaged(faults):
+    own, isolated = faults["in process"], faults["isolated"]
+    endings = own["endings"]
+    rows = [
+        [
+            "in the process itself",
+            f"{own['count']:,}",
+            f"{endings.get('read', 0):,}",
+            f"{endings.get('refused', 0):,}",
+            str(endings.get("crashed", 0)),
+            str(endings.get("hung", 0)),
+        ],
+        [
+            "in a process of its own",
+            f"{isolated['count']:,}",
+            "",
+            "",
+            str(len(isolated["died"])),
+            "",
+        ],
+    ]
+    return table(["", "files", "opened", "refused", "crashed", "hung"], rows)
+
+
+def _bad(rows):
+    if not rows:
+        return "None crashed."
+    cells = [[row["file"], row["damage"], row["ending"], row["why"]] for row in rows]
+    return "Those that crashed or hung:\n\n" + table(["file", "damage", "ending", ""], cells)
+
+
+def _killed(kinds):
+    rows = [
+        [
+            kind["kind"],
+            str(kind["times"]),
+            str(kind["changed"]),
+            f"{sum(share == 1 for share in kind['readable'])}",
+            f"{sum(share == 1 for share in kind['unvalidated'])}",
+        ]
+        for kind in kinds
+    ]
+    head = ["file", "killed", "on disk changed", "all readable", "without validation"]
+    return table(head, rows)
+
+
+def _full(kinds):
+    rows = [
+        [
+            f"{kind['mode']}, {kind['kind']}",
+            str(sum(kind["reported"].values())),
+            str(kind["silent"]),
+            f"{min(kind['kept']):.0%}" if kind["kept"] else "",
+        ]
+        for kind in kinds
+    ]
+    return table(["", "reported", "silent", "earlier records left"], rows)
+
+
+if __name__ == "__main__":
+    main(*map(Path, sys.argv[1:]))

@@ -1,0 +1,189 @@
+"""Trials with writers that are killed, and with disks that are full."""
+
+import contextlib
+import hashlib
+import os
+import random
+import resource
+import shutil
+import signal
+import subprocess
+import sys
+import time
+from pathlib import Path
+
+import writing
+from tarvik import CDFError, constants, extended
+
+_CLOSES = 3  # before the writer that is killed
+_RECORDS = 500  # for each close
+_PROGRAM = Path(writing.__file__)
+
+
+def killed(times, folder):
+    """Kill writers while they append; find out what is left of the records of earlier closes."""
+    return [_killed(kind, times, Path(folder)) for kind in writing.KINDS]
+
+
+def _killed(kind, times, folder):
+    chance = random.Random(kind)
+    earlier = _CLOSES * _RECORDS
+    result = {"kind": kind, "times": times, "changed": 0, "readable": [], "unvalidated": []}
+    result["why"] = []
+    before = file_of(kind, folder / "before.cdf")
+    path = folder / "killed.cdf"
+    for _ in range(times):
+        shutil.copy(before, path)
+        with _writer("append", kind, path, earlier, 1 << 20) as writer:
+            writer.stdout.readline()
+            time.sleep(chance.uniform(0, 0.3))
+            writer.kill()
+        result["changed"] += path.read_bytes() != before.read_bytes()
+        count, why = writing.readable(path, earlier)
+        result["readable"].append(count / earlier)
+        extended.setValidate(constants.VALIDATEFILEOFF)
+        result["unvalidated"].append(writing.readable(path, earlier)[0] / earlier)
+        extended.setValidate(constants.VALIDATEFILEON)
+        result["why"].append(why)
+    return result
+
+
+def file_of(kind, path):
+    """Make a file whose records were written in several sessions."""
+    path.unlink(missing_ok=True)
+    file = writing.create(kind, path)
+    for number in range(_CLOSES):
+        writing.append(file, number * _RECORDS, _RECORDS)
+        extended.close(file)
+        file = extended.open(path)
+    extended.close(file)
+    return path
+
+
+def _writer(mode, kind, path, first, count, *limit):
+    arguments = (mode, kind, path, first, count, *limit)
+    return subprocess.Popen(
+        [sys.executable, _PROGRAM, *map(str, arguments)],
+        stdout=subprocess.PIPE,
+        stderr=subprocess.DEVNULL,
+        text=True,
+    )
+
+
+def full_disk(steps, folder):
+    """Let files not grow beyond a limit, in steps from what they have to what they would need."""
+    return [
+        _full_disk(mode, kind, steps, Path(folder))
+        for mode in ("create", "append")
+        for kind in writing.KINDS
+    ]
+
+
+def _full_disk(mode, kind, steps, folder):
+    path = folder / "full.cdf"
+    before = file_of(kind, folder / "before.cdf")
+    earlier = _CLOSES * _RECORDS if mode == "append" else 0
+    whole = earlier + _CLOSES * _RECORDS
+    room = _size_of_whole(mode, kind, path, before, earlier)
+    least = before.stat().st_size if mode == "append" else 0
+    result = {"mode": mode, "kind": kind, "steps": steps, "reported": {}, "silent": 0, "kept": []}
+    for step in range(steps):
+        _prepare(mode, path, before)
+        limit = least + (room - least) * step // steps
+        with _writer(mode, kind, path, earlier, whole - earlier, limit) as writer:
+            word = writer.stdout.read().split("\n")[-2]
+        if word == "closed":
+            result["silent"] += writing.readable(path, whole)[0] < whole
+        else:
+            result["reported"][word] = result["reported"].get(word, 0) + 1
+            if earlier:
+                result["kept"].append(writing.readable(path, earlier)[0] / earlier)
+    return result
+
+
+def _size_of_whole(mode, kind, path, before, earlier):
+    _prepare(mode, path, before)
+    with _writer(mode, kind, path, earlier, _CLOSES * _RECORDS) as writer:
+        writer.stdout.read()
+    return path.stat().st_size
+
+
+def _prepare(mode, path, before):
+    path.unlink(missing_ok=True)
+    if mode == "append":
+        shutil.copy(before, path)
+
+
+def copies(steps, folder):
+    """Copy a file over another one with too little disk, and with a kill in the midst."""
+    folder = Path(folder)
+    source = file_of("plain", folder / "source.cdf")
+    target = folder / "target.cdf"
+    old = file_of("compressed variable", folder / "old.cdf").read_bytes()
+    digest = _digest(source)
+    chance = random.Random(0)
+    complete = {"old": 0, "new": 0, "damaged": 0, "leftovers": 0, "steps": 2 * steps}
+    for step in range(2 * steps):
+        target.write_bytes(old)
+        limit = source.stat().st_size * (step + 1) // steps if step < steps else None
+        process = subprocess.Popen(
+            [sys.executable, "-m", "tarvik", "copy", "--force", source, target],
+            preexec_fn=lambda limit=limit: _limit(limit),
+            stdout=subprocess.DEVNULL,
+            stderr=subprocess.DEVNULL,
+        )
+        if step >= steps:
+            time.sleep(chance.uniform(0.2, 1.2))
+            process.kill()
+        process.wait()
+        whole = writing.readable(target, _CLOSES * _RECORDS)[0] == _CLOSES * _RECORDS
+        state = "old" if target.read_bytes() == old else "new" if whole else "damaged"
+        complete[state] += 1
+        complete["damaged"] += _digest(source) != digest
+    complete["leftovers"] = len(list(folder.glob("*target*"))) - 1
+    return complete
+
+
+def _limit(limit):
+    if limit is not None:
+        signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+        resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit))
+
+
+def _digest(path):
+    return hashlib.sha256(path.read_bytes()).hexdigest()
+
+
+def opens(times, folder):
+    """Open and close files, half of them in vain; find out what that leaves behind."""
+    good = file_of("plain", Path(folder, "good.cdf"))
+    bad = Path(folder, "bad.cdf")
+    bad.write_bytes(good.read_bytes()[:400])
+    memory = []
+    for number in range(times):
+        with contextlib.suppress(CDFError):
+            extended.close(extended.open(bad if number % 2 else good))
+        if number in (times // 10, times - 1):
+            memory.append(_resident())
+    return {"times": times, "memory": memory, "descriptors": len(os.listdir("/proc/self/fd"))}
+
+
+def _resident():
+    return int(Path("/proc/self/statm").read_text().split()[1]) * resource.getpagesize()
+
+
+def two_handles(folder):
+    """Write through two handles of one file; find out whose records are there afterwards."""
+    path = file_of("plain", Path(folder, "twice.cdf"))
+    earlier = _CLOSES * _RECORDS
+    first, second = extended.open(path), extended.open(path)
+    writing.append(first, earlier, 100)
+    writing.append(second, earlier + 100, 100)
+    extended.close(first)
+    extended.close(second)
+    count, why = writing.readable(path, earlier + 200)
+    return {
+        "earlier": writing.readable(path, earlier)[0] / earlier,
+        "new": count - earlier,
+        "why": why,
+    }

@@ -1,0 +1,74 @@
+"""Writes records to files for other processes, which may kill this one or take its disk away.
+
+Usage: writing.py append|create KIND FILE FIRST COUNT [BYTES]. Says "begun" when the file is open,
+and "closed", or why not, at the end. No file may grow beyond BYTES.
+"""
+
+import resource
+import signal
+import sys
+
+import numpy as np
+from tarvik import CDFError, constants, extended
+
+BLOCK = 100  # records a call
+SIZE = 50  # values of a record
+KINDS = ("plain", "compressed variable", "checksum", "compressed as a whole")
+
+
+def values_of(first, count):
+    """What the records hold, with the values of a record in a column."""
+    return np.add.outer(np.arange(SIZE) / 100, np.arange(first, first + count, dtype=float))
+
+
+def create(kind, path):
+    file = extended.create(path)
+    variable = extended.createVar(file, "data", constants.CDF_REAL8, 1, [SIZE], True, [True])
+    if kind == "compressed variable":
+        extended.setVarCompression(file, variable, constants.GZIP_COMPRESSION, 6)
+    if kind == "compressed as a whole":
+        extended.setCompression(file, constants.GZIP_COMPRESSION, 6)
+    if kind == "checksum":
+        extended.setChecksum(file, constants.MD5_CHECKSUM)
+    return file
+
+
+def append(file, first, count):
+    """Write records in several calls."""
+    for start in range(first, first + count, BLOCK):
+        values = np.asfortranarray(values_of(start, min(BLOCK, first + count - start)))
+        extended.hyperPutVarData(file, 0, start, values.shape[1], 1, [0], [SIZE], [1], values)
+
+
+def readable(path, count):
+    """How many of the first records can be read and are right, and why not all."""
+    try:
+        with extended.open(path) as file:
+            written = int(extended.getVarMaxWrittenRecNum(file, 0)) + 1
+            found = min(count, written)
+            if found == 0:
+                return 0, "there are no records"
+            values = extended.hyperGetVarData(file, 0, 0, found, 1, [0], [SIZE], [1])
+    except CDFError as error:
+        return 0, str(error)
+    right = np.all(values.reshape(SIZE, found) == values_of(0, found), axis=0)
+    return int(np.count_nonzero(right)), "" if right.all() else "values are wrong"
+
+
+def main(mode, kind, path, first, count, limit=None):
+    if limit is not None:
+        signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+        resource.setrlimit(resource.RLIMIT_FSIZE, (int(limit), int(limit)))
+    try:
+        file = create(kind, path) if mode == "create" else extended.open(path)
+        print("begun", flush=True)
+        append(file, int(first), int(count))
+        extended.close(file)
+    except CDFError as error:
+        print(f"{error.operation}: {error.status_name}", flush=True)
+    else:
+        print("closed", flush=True)
+
+
+if __name__ == "__main__":
+    main(*sys.argv[1:])
