@@ -70,6 +70,12 @@ CDFstatus judgeAttributeName(const std::string& name) {
   return name.size() <= CDF_ATTR_NAME_LEN256 ? allowed : ATTR_NAME_TRUNC;
 }
 
+// A name of 256 characters has no end where the library looks names up: it goes on to read what
+// lies behind, and finds none or the wrong one.
+bool canBeLookedUp(const std::string& name) {
+  return name.size() < std::min(CDF_VAR_NAME_LEN256, CDF_ATTR_NAME_LEN256);
+}
+
 // A value of 2147483647 characters crashes. A record of more bytes than 32 bits count divides by
 // zero where the count wraps to 0 (extents 65536 by 65536 of CDF_INT4), and otherwise makes a
 // variable that no call can read or write: -2035, then -2077 for every call on the file. Dimensions

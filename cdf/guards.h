@@ -16,6 +16,7 @@ CDFstatus judgePathToOpen(const std::string& path);
 CDFstatus judgePathToCreate(const std::string& path);
 CDFstatus judgeVariableName(const std::string& name);
 CDFstatus judgeAttributeName(const std::string& name);
+bool canBeLookedUp(const std::string& name);
 /// One value, and one record, of a new variable.
 CDFstatus judgeShape(const VariableShape& shape);
 CDFstatus judgeRecord(long record);

@@ -1,5 +1,7 @@
 #include "cdf/requests.h"
 
+#include <string_view>
+
 #include "cdf/call.h"
 #include "cdf/guards.h"
 #include "cdf/sparse_reader.h"
@@ -7,6 +9,9 @@
 namespace tarvik::cdf {
 
 namespace {
+
+constexpr CDFstatus NO_SUCH_ATTR = -2017;
+constexpr CDFstatus NO_SUCH_VAR = -2019;
 
 /// Makes the request unless it was judged unfit for the library.
 template <typename Request>
@@ -21,6 +26,35 @@ CDFstatus transferValue(CDFid file, long variable, const ValuePlace& place, long
     return onVariable(file, variable, zVAR_RECNUMBER_, place.record, zVAR_DIMINDICES_,
                       place.indices.data(), function, zVAR_DATA_, value);
   });
+}
+
+/// Takes note of a file that the library opened; gives the status back.
+CDFstatus welcome(CDFstatus status, CDFid file) {
+  if (status >= 0) {
+    arrived(file);
+  }
+  return status;
+}
+
+/// The library takes no notice of blanks at the end of names.
+std::string_view withoutBlanks(std::string_view name) {
+  return name.substr(0, name.find_last_not_of(' ') + 1);
+}
+
+/// Finds a longest name by a look at all of them; `nameOf` gives the name of a number.
+template <typename NameOf>
+CDFstatus findLongest(const std::string& name, long count, CDFstatus missing, NameOf nameOf) {
+  for (long number = 0; number < count; ++number) {
+    NameBuffer found{};
+    const CDFstatus status = nameOf(number, found.data());
+    if (status < 0) {
+      return status;
+    }
+    if (withoutBlanks(found.data()) == withoutBlanks(name)) {
+      return number;
+    }
+  }
+  return missing;
 }
 
 CDFstatus judgeHyperslab(const Hyperslab& slab) {
@@ -42,11 +76,35 @@ CDFstatus transferHyperslab(CDFid file, long variable, const Hyperslab& slab, lo
 
 CDFstatus openFile(const std::string& path, CDFid* file) {
   return unlessRefused(judgePathToOpen(path),
-                       [&] { return call(OPEN_, CDF_, path.c_str(), file); });
+                       [&] { return welcome(call(OPEN_, CDF_, path.c_str(), file), *file); });
 }
 
 CDFstatus createFile(const std::string& path, CDFid* file) {
-  return unlessRefused(judgePathToCreate(path), [&] { return CDFcreateCDF(path.c_str(), file); });
+  return unlessRefused(judgePathToCreate(path),
+                       [&] { return welcome(CDFcreateCDF(path.c_str(), file), *file); });
+}
+
+CDFstatus findVariable(CDFid file, const std::string& name) {
+  if (canBeLookedUp(name)) {
+    return onFile(CDFgetVarNum, file, name.c_str());
+  }
+  long count = 0;
+  const CDFstatus status = onFile(file, GET_, CDF_NUMzVARS_, &count);
+  return status < 0 ? status : findLongest(name, count, NO_SUCH_VAR, [&](long number, char* found) {
+    return onVariable(file, number, GET_, zVAR_NAME_, found);
+  });
+}
+
+CDFstatus findAttribute(CDFid file, const std::string& name) {
+  if (canBeLookedUp(name)) {
+    return onFile(CDFgetAttrNum, file, name.c_str());
+  }
+  long count = 0;
+  const CDFstatus status = onFile(file, GET_, CDF_NUMATTRS_, &count);
+  return status < 0 ? status
+                    : findLongest(name, count, NO_SUCH_ATTR, [&](long number, char* found) {
+                        return onAttribute(file, number, GET_, ATTR_NAME_, found);
+                      });
 }
 
 CDFstatus createVariable(CDFid file, const std::string& name, const VariableShape& shape,
@@ -98,13 +156,13 @@ CDFstatus readRecord(CDFid file, long variable, const Records& records, long rec
         return reader.readRecord(record, values);
       }
     }
-    return CDFgetVarRecordData(file, zVariable, variable, record, values);
+    return onFile(CDFgetVarRecordData, file, zVariable, variable, record, values);
   });
 }
 
 CDFstatus writeRecord(CDFid file, long variable, long record, const void* values) {
   return unlessRefused(judgeRecord(record), [&] {
-    return CDFputVarRecordData(file, zVariable, variable, record, values);
+    return onFile(CDFputVarRecordData, file, zVariable, variable, record, values);
   });
 }
 
@@ -134,8 +192,8 @@ CDFstatus allocateRecords(CDFid file, long variable, long first, long last) {
 
 CDFstatus writeEntry(CDFid file, int kind, long attribute, long entry, const EntryValue& value) {
   return unlessRefused(judgeEntrySize(value.count), [&] {
-    return CDFputAttrEntry(file, kind, attribute, entry, value.datatype,
-                           static_cast<long>(value.count), value.data);
+    return onFile(CDFputAttrEntry, file, kind, attribute, entry, value.datatype,
+                  static_cast<long>(value.count), value.data);
   });
 }
 

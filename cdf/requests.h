@@ -17,6 +17,10 @@ namespace tarvik::cdf {
 CDFstatus openFile(const std::string& path, CDFid* file);
 CDFstatus createFile(const std::string& path, CDFid* file);
 
+/// The number of the variable or attribute of that name.
+CDFstatus findVariable(CDFid file, const std::string& name);
+CDFstatus findAttribute(CDFid file, const std::string& name);
+
 /// What a variable is created with. Extents and variances are in the library's order and of the
 /// same length.
 struct VariableShape {

@@ -95,7 +95,7 @@ void inquireVar(int, vlArray* outputs[], int, const vlArray* inputs[],
 void getVarNum(int, vlArray* outputs[], int, const vlArray* inputs[], const OperationEntry* entry) {
   const CDFid file = unpackCDFId(inputs[0]);
   const std::string name = unpackString(inputs[1]);
-  const long number = CDFgetVarNum(file, name.c_str());
+  const long number = cdf::findVariable(file, name);
   check(entry, number);
   outputs[0] = packUpLong(number);
 }
