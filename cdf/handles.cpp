@@ -13,13 +13,16 @@ namespace {
 
 std::set<CDFid, std::less<>> gone;
 
-/// What a delete fails with that leaves the file open: the file is in the read-only mode, in a
-/// place that cannot be written, or lost to an error of the disk before. After any other failure
-/// (-2088 where the file is gone, -2089 where one of a variable is) the handle is freed memory, as
-/// it is after a close that fails for whatever reason (-2055 for a checksum of no known kind).
+/// What a delete fails with that leaves the handle alive: the file cannot be opened for writing (it
+/// is gone from the disk since it was opened), is in the read-only mode, was lost to an error
+/// before or may not be written. After any other failure (-2088 where a new file is gone, -2089
+/// where one of a variable is) the handle is freed memory, as it is after a close that fails for
+/// whatever reason (-2055 for a checksum of no known kind).
 bool leavesOpen(CDFstatus status) {
-  constexpr CDFstatus READ_ONLY_MODE = -2070, NO_MORE_ACCESS = -2077, NO_DELETE_ACCESS = -2086;
-  return status == READ_ONLY_MODE || status == NO_MORE_ACCESS || status == NO_DELETE_ACCESS;
+  constexpr CDFstatus CDF_OPEN_ERROR = -2012, READ_ONLY_MODE = -2070, NO_MORE_ACCESS = -2077,
+                      NO_DELETE_ACCESS = -2086;
+  return status == CDF_OPEN_ERROR || status == READ_ONLY_MODE || status == NO_MORE_ACCESS ||
+         status == NO_DELETE_ACCESS;
 }
 
 }  // namespace
