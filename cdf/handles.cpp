@@ -20,9 +20,9 @@ std::set<CDFid, std::less<>> gone;
 /// whatever reason (-2055 for a checksum of no known kind).
 bool leavesOpen(CDFstatus status) {
   constexpr CDFstatus CDF_OPEN_ERROR = -2012, READ_ONLY_MODE = -2070, NO_MORE_ACCESS = -2077,
-                      NO_DELETE_ACCESS = -2086;
+                      NO_WRITE_ACCESS = -2086;
   return status == CDF_OPEN_ERROR || status == READ_ONLY_MODE || status == NO_MORE_ACCESS ||
-         status == NO_DELETE_ACCESS;
+         status == NO_WRITE_ACCESS;
 }
 
 }  // namespace

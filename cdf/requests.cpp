@@ -29,9 +29,9 @@ CDFstatus transferValue(CDFid file, long variable, const ValuePlace& place, long
 }
 
 /// Takes note of a file that the library opened; gives the status back.
-CDFstatus welcome(CDFstatus status, CDFid file) {
+CDFstatus welcome(CDFstatus status, const CDFid* file) {
   if (status >= 0) {
-    arrived(file);
+    arrived(*file);
   }
   return status;
 }
@@ -76,12 +76,12 @@ CDFstatus transferHyperslab(CDFid file, long variable, const Hyperslab& slab, lo
 
 CDFstatus openFile(const std::string& path, CDFid* file) {
   return unlessRefused(judgePathToOpen(path),
-                       [&] { return welcome(call(OPEN_, CDF_, path.c_str(), file), *file); });
+                       [&] { return welcome(call(OPEN_, CDF_, path.c_str(), file), file); });
 }
 
 CDFstatus createFile(const std::string& path, CDFid* file) {
   return unlessRefused(judgePathToCreate(path),
-                       [&] { return welcome(CDFcreateCDF(path.c_str(), file), *file); });
+                       [&] { return welcome(CDFcreateCDF(path.c_str(), file), file); });
 }
 
 CDFstatus findVariable(CDFid file, const std::string& name) {

@@ -81,10 +81,10 @@ TEST_F(BrokenLibraryTest, EveryNegativeStatusIsAFailure) {
 
 // A close or delete that fails leaves the file registered, but the library has freed the handle.
 TEST_F(BrokenLibraryTest, HandlesThatTheLibraryLetGoOfDoNotReachItAgain) {
-  constexpr long BAD_CDF_ID = -2002, CHECKSUM_NOT_ALLOWED = -2055, VAR_DELETE_ERROR = -2089;
+  constexpr long BAD_CDF_ID = -2002, CDF_CLOSE_ERROR = -2055, VAR_DELETE_ERROR = -2089;
   for (const File file : {file_, empty_}) {
     call("setChecksum", file, 2.0);
-    EXPECT_EQ(raised("close", file), failureOf("close", CHECKSUM_NOT_ALLOWED));
+    EXPECT_EQ(raised("close", file), failureOf("close", CDF_CLOSE_ERROR));
   }
   std::filesystem::remove(path("multi.z0"));
   EXPECT_EQ(raised("delete", multi_), failureOf("delete", VAR_DELETE_ERROR));
