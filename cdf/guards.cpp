@@ -24,6 +24,8 @@ constexpr CDFstatus BAD_REC_NUM = -2009;
 constexpr CDFstatus BAD_NUM_ELEMS = -2011;
 constexpr CDFstatus BAD_ALLOCATE_RECS = -2015;
 
+constexpr CDFstatus BAD_CACHE_SIZE = -2063;
+
 constexpr CDFstatus allowed = 0;
 
 /// The library counts records, elements and bytes of a record in 32 bits.
@@ -133,6 +135,12 @@ long intervalOfOneRecord(long interval) {
 // Allocating a block up to record 2147483647 crashes.
 CDFstatus judgeLastRecord(long record) {
   return record >= largest ? BAD_ALLOCATE_RECS : allowed;
+}
+
+// With one buffer, the records of a compressed variable, or of one with sparse records, cannot be
+// read back from the scratch file: -2108 or -2020, and then -2077 for every call on the file.
+CDFstatus judgeStageCacheSize(long buffers) {
+  return buffers == 1 ? BAD_CACHE_SIZE : allowed;
 }
 
 // A last index beyond 32 bits wraps past the library's own check: index 0, count 3 and interval

@@ -22,6 +22,7 @@ CDFstatus judgeShape(const VariableShape& shape);
 CDFstatus judgeRecord(long record);
 CDFstatus judgeRecords(long start, long count, long interval);
 CDFstatus judgeLastRecord(long record);
+CDFstatus judgeStageCacheSize(long buffers);
 /// The interval to use in reading a variable whose records are all the same one.
 long intervalOfOneRecord(long interval);
 CDFstatus judgeDimensions(const Longs& indices, const Longs& counts, const Longs& intervals);

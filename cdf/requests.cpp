@@ -184,6 +184,11 @@ CDFstatus writeHyperslab(CDFid file, long variable, const Hyperslab& slab, const
   return transferHyperslab(file, variable, slab, PUT_, values);
 }
 
+CDFstatus setStageCacheSize(CDFid file, long buffers) {
+  return unlessRefused(judgeStageCacheSize(buffers),
+                       [&] { return onFile(file, STAGE_CACHESIZE_, buffers); });
+}
+
 CDFstatus allocateRecords(CDFid file, long variable, long first, long last) {
   return unlessRefused(judgeLastRecord(last), [&] {
     return onVariable(file, variable, PUT_, zVAR_ALLOCATEBLOCK_, first, last);

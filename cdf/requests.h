@@ -71,6 +71,9 @@ CDFstatus readHyperslab(CDFid file, long variable, const Records& records, Hyper
                         void* values);
 CDFstatus writeHyperslab(CDFid file, long variable, const Hyperslab& slab, const void* values);
 
+/// The number of cache buffers for the scratch file of an open file.
+CDFstatus setStageCacheSize(CDFid file, long buffers);
+
 /// Allocates the records from `first` to `last`.
 CDFstatus allocateRecords(CDFid file, long variable, long first, long last);
 

@@ -221,13 +221,14 @@ Array Arguments::wild(const Parameter& parameter) {
       return wildText(parameter.kind == "path");
     }
     if (choices_.oneIn(4)) {
-      return row(
-          std::vector<double>(choices_.from({0UL, 1UL, 2UL, 3UL, 10UL, 11UL, 40UL}), choices_.from(extremes)));
+      return row(std::vector<double>(choices_.from({0UL, 1UL, 2UL, 3UL, 10UL, 11UL, 40UL}),
+                                     choices_.from(extremes)));
     }
     if (parameter.kind != "values") return Array(vlCreateDoubleScalar(choices_.from(extremes)));
   }
   const Dims dims[] = {{0, 0}, {1, 1}, {1, 2}, {2, 3}, {0, 5}, {1, 7}, {1, 10}};
-  return patterned(choices_.from(allClasses), choices_.from(dims));
+  const vlClassID classId = choices_.from(allClasses);
+  return (classId == vlCELL_CLASS ? newArray : patterned)(classId, choices_.from(dims));
 }
 
 Array Arguments::wildIdentifier() {

@@ -40,6 +40,8 @@ struct Options {
 constexpr rlim_t mostFileBytes = 8 << 20, mostMemory = 512 << 20;
 /// A sequence takes a fraction of a second.
 constexpr unsigned hangSeconds = 60;
+/// What a sequence ends with that found a fault; a sanitizer ends it with 1.
+constexpr int faultCode = 3;
 
 struct Failure {
   std::uint64_t seed;
@@ -103,7 +105,7 @@ void limit(decltype(RLIMIT_DATA) resource, rlim_t most) {
     std::ostringstream text;
     text << fault.what() << " -- after: " << progress.current.data();
     std::strncpy(progress.current.data(), text.str().c_str(), progress.current.size() - 1);
-    result = 1;
+    result = faultCode;
   }
   std::fflush(stdout);
   _exit(result);
@@ -114,7 +116,7 @@ std::string outcomeOf(int status) {
     return WTERMSIG(status) == SIGALRM ? "hang" : "signal " + std::to_string(WTERMSIG(status));
   }
   if (WEXITSTATUS(status) == 0) return "";
-  return WEXITSTATUS(status) == 1 ? "fault" : "exit " + std::to_string(WEXITSTATUS(status));
+  return WEXITSTATUS(status) == faultCode ? "fault" : "exit " + std::to_string(WEXITSTATUS(status));
 }
 
 std::string quoted(const std::string& text) {
@@ -166,6 +168,11 @@ void printFigures(const std::vector<Operation>& catalogue, const Progress& progr
 }
 
 }  // namespace
+
+/// Read by the address sanitizer: memory that cannot be had is an answer like any other.
+extern "C" __attribute__((visibility("default"))) const char* __asan_default_options() {
+  return "allocator_may_return_null=1:detect_stack_use_after_return=1:handle_abort=1";
+}
 
 int main(int argc, char** argv) {
   const Options options = optionsFrom(argc, argv);

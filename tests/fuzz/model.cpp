@@ -16,6 +16,9 @@ constexpr long outOfResources[] = {-2021, -2026, -2055, -2056, -2066,
 constexpr long damage[] = {-2012, -2020, -2027, -2029, -2035, -2074,
                            -2077, -2092, -2102, -2108, -2223, -2232};
 
+/// Records and elements of a file that no limit forbids.
+constexpr long mostOfAnything = 60000;
+
 template <typename List>
 bool contains(const List& list, long status) {
   return std::find(std::begin(list), std::end(list), status) != std::end(list);
@@ -49,7 +52,7 @@ void createVariable(const Call& call, FileModel& file) {
 void deleteVariable(FileModel& file, long number) {
   file.variables.erase(file.variables.begin() + number);
   for (AttributeModel& attribute : file.attributes) {
-    attribute.zEntries = without(attribute.zEntries, number);
+    if (!attribute.global) attribute.entries = without(attribute.entries, number);
   }
 }
 
@@ -77,8 +80,11 @@ AttributeModel& attributeOf(const Call& call, FileModel& file) {
 }
 
 void putEntry(const Call& call, FileModel& file) {
-  AttributeModel& attribute = attributeOf(call, file);
-  (attribute.global ? attribute.gEntries : attribute.zEntries).insert(*call.number("entry"));
+  attributeOf(call, file).entries.insert(*call.number("entry"));
+}
+
+void deleteEntry(const Call& call, FileModel& file) {
+  attributeOf(call, file).entries.erase(*call.number("entry"));
 }
 
 /// What operations do to the content of a file; the others leave it as it is.
@@ -89,7 +95,7 @@ const std::map<std::string, Effect>& effects() {
        [](const Call& call, FileModel& file) { deleteVariable(file, *call.number("variable")); }},
       {"createAttr",
        [](const Call& call, FileModel& file) {
-         file.attributes.push_back({*call.number("scope") % 2 == 1, {}, {}});
+         file.attributes.push_back({*call.number("scope") % 2 == 1, {}});
        }},
       {"deleteAttr",
        [](const Call& call, FileModel& file) {
@@ -97,14 +103,8 @@ const std::map<std::string, Effect>& effects() {
        }},
       {"putAttrEntry", putEntry},
       {"putAttrgEntry", putEntry},
-      {"deleteAttrEntry",
-       [](const Call& call, FileModel& file) {
-         attributeOf(call, file).zEntries.erase(*call.number("entry"));
-       }},
-      {"deleteAttrgEntry",
-       [](const Call& call, FileModel& file) {
-         attributeOf(call, file).gEntries.erase(*call.number("entry"));
-       }},
+      {"deleteAttrEntry", deleteEntry},
+      {"deleteAttrgEntry", deleteEntry},
       {"putVarRecordData", putRecord},
       {"setMajority",
        [](const Call&, FileModel& file) {
@@ -168,11 +168,12 @@ std::string shown(const Call& call) {
   constexpr std::size_t most = 120;
   std::string line = call.operation->name;
   for (const Array& input : call.inputs) {
-    // Large ones would take long to show.
     const std::size_t count = vlGetNumberOfElements(input.get());
-    const std::string all =
-        count > 1000 ? std::to_string(count) + " elements of class " + vlGetClassName(input.get())
-                     : shown(input.get());
+    const bool isCell = vlGetClassID(input.get()) == vlCELL_CLASS;
+    // Large ones would take long to show.
+    const std::string all = isCell || count > 1000 ? std::to_string(count) + " elements of class " +
+                                                         vlGetClassName(input.get())
+                                                   : shown(input.get());
     line += " | " + (all.size() > most ? all.substr(0, most) + "..." : all);
   }
   return line;
@@ -230,6 +231,9 @@ void Model::succeeded(const Call& call, const std::vector<Array>& outputs) {
   if (changesRecords(operation)) forgetRecords(*file, call.number("variable"));
   const auto effect = effects().find(operation);
   if (effect != effects().end()) effect->second(call, *file);
+  for (const char* name : {"record", "recordStart", "last", "count", "factor", "numElements"}) {
+    file->strained = file->strained || call.number(name).value_or(0) > mostOfAnything;
+  }
   if (operation == "setChecksum" && *call.number("checksum") == 2) {
     file->lost = "its checksum is of no known kind";
   }
@@ -238,12 +242,15 @@ void Model::succeeded(const Call& call, const std::vector<Array>& outputs) {
 void Model::refused(const Call& call, long status) {
   const std::string& operation = call.operation->name;
   FileModel* file = opened(call.handle());
-  if (file == nullptr) return;
+  if (file == nullptr || status == 0) return;  // Refused by the gateway.
   if (file->lost.empty()) {
     if (changesRecords(operation)) forgetRecords(*file, call.number("variable"));
-    if (contains(outOfResources, status)) file->lost = "status " + std::to_string(status);
-    if (contains(damage, status)) {
+    const bool damaged = contains(damage, status);
+    if (damaged && !file->strained) {
       throw std::logic_error("a file was lost: status " + std::to_string(status));
+    }
+    if (damaged || contains(outOfResources, status)) {
+      file->lost = "status " + std::to_string(status);
     }
   }
   // What a delete of a file in use and a close fail with.

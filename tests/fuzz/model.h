@@ -39,14 +39,14 @@ struct VariableModel {
 
 struct AttributeModel {
   bool global;
-  std::set<long> gEntries;
-  std::set<long> zEntries;
+  std::set<long> entries;  ///< Global ones, or those of variables.
 };
 
 struct FileModel {
   std::string path;
   /// Why the model does not know what is in the file; empty where it does.
   std::string lost;
+  bool strained = false;  ///< More of it was asked for than the limits of a run allow.
   std::vector<VariableModel> variables;
   std::vector<AttributeModel> attributes;
 };
