@@ -63,19 +63,20 @@ CDFstatus judgePathToOpen(const std::string& path) {
   return named || fitsWithExtension(path) ? allowed : CDF_NAME_TRUNC;
 }
 
-// A longer name is cut, and the variable with the cut name is made or renamed all the same.
+// A name of 256 characters has no end where the library keeps it: the file cannot be opened again
+// (-2223). A longer name is cut to that, and the variable is made or renamed all the same.
 CDFstatus judgeVariableName(const std::string& name) {
-  return name.size() <= CDF_VAR_NAME_LEN256 ? allowed : VAR_NAME_TRUNC;
+  return name.size() < CDF_VAR_NAME_LEN256 ? allowed : VAR_NAME_TRUNC;
 }
 
 CDFstatus judgeAttributeName(const std::string& name) {
-  return name.size() <= CDF_ATTR_NAME_LEN256 ? allowed : ATTR_NAME_TRUNC;
+  return name.size() < CDF_ATTR_NAME_LEN256 ? allowed : ATTR_NAME_TRUNC;
 }
 
-// A name of 256 characters has no end where the library looks names up: it goes on to read what
-// lies behind, and finds none or the wrong one.
-bool canBeLookedUp(const std::string& name) {
-  return name.size() < std::min(CDF_VAR_NAME_LEN256, CDF_ATTR_NAME_LEN256);
+// In a file with such a name, opened without validation, the search reads on behind it and finds
+// none or the wrong one.
+CDFstatus judgeNameToFind(const std::string& name, CDFstatus missing) {
+  return name.size() < std::min(CDF_VAR_NAME_LEN256, CDF_ATTR_NAME_LEN256) ? allowed : missing;
 }
 
 // A value of 2147483647 characters crashes. A record of more bytes than 32 bits count divides by

@@ -16,7 +16,8 @@ CDFstatus judgePathToOpen(const std::string& path);
 CDFstatus judgePathToCreate(const std::string& path);
 CDFstatus judgeVariableName(const std::string& name);
 CDFstatus judgeAttributeName(const std::string& name);
-bool canBeLookedUp(const std::string& name);
+/// `missing` is the status for a name that is not there.
+CDFstatus judgeNameToFind(const std::string& name, CDFstatus missing);
 /// One value, and one record, of a new variable.
 CDFstatus judgeShape(const VariableShape& shape);
 CDFstatus judgeRecord(long record);

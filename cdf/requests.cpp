@@ -1,7 +1,5 @@
 #include "cdf/requests.h"
 
-#include <string_view>
-
 #include "cdf/call.h"
 #include "cdf/guards.h"
 #include "cdf/sparse_reader.h"
@@ -36,27 +34,6 @@ CDFstatus welcome(CDFstatus status, const CDFid* file) {
   return status;
 }
 
-/// The library takes no notice of blanks at the end of names.
-std::string_view withoutBlanks(std::string_view name) {
-  return name.substr(0, name.find_last_not_of(' ') + 1);
-}
-
-/// Finds a longest name by a look at all of them; `nameOf` gives the name of a number.
-template <typename NameOf>
-CDFstatus findLongest(const std::string& name, long count, CDFstatus missing, NameOf nameOf) {
-  for (long number = 0; number < count; ++number) {
-    NameBuffer found{};
-    const CDFstatus status = nameOf(number, found.data());
-    if (status < 0) {
-      return status;
-    }
-    if (withoutBlanks(found.data()) == withoutBlanks(name)) {
-      return number;
-    }
-  }
-  return missing;
-}
-
 CDFstatus judgeHyperslab(const Hyperslab& slab) {
   const CDFstatus records = judgeRecords(slab.recordStart, slab.recordCount, slab.recordInterval);
   return records < 0 ? records : judgeDimensions(slab.indices, slab.counts, slab.intervals);
@@ -85,26 +62,13 @@ CDFstatus createFile(const std::string& path, CDFid* file) {
 }
 
 CDFstatus findVariable(CDFid file, const std::string& name) {
-  if (canBeLookedUp(name)) {
-    return onFile(CDFgetVarNum, file, name.c_str());
-  }
-  long count = 0;
-  const CDFstatus status = onFile(file, GET_, CDF_NUMzVARS_, &count);
-  return status < 0 ? status : findLongest(name, count, NO_SUCH_VAR, [&](long number, char* found) {
-    return onVariable(file, number, GET_, zVAR_NAME_, found);
-  });
+  return unlessRefused(judgeNameToFind(name, NO_SUCH_VAR),
+                       [&] { return onFile(CDFgetVarNum, file, name.c_str()); });
 }
 
 CDFstatus findAttribute(CDFid file, const std::string& name) {
-  if (canBeLookedUp(name)) {
-    return onFile(CDFgetAttrNum, file, name.c_str());
-  }
-  long count = 0;
-  const CDFstatus status = onFile(file, GET_, CDF_NUMATTRS_, &count);
-  return status < 0 ? status
-                    : findLongest(name, count, NO_SUCH_ATTR, [&](long number, char* found) {
-                        return onAttribute(file, number, GET_, ATTR_NAME_, found);
-                      });
+  return unlessRefused(judgeNameToFind(name, NO_SUCH_ATTR),
+                       [&] { return onFile(CDFgetAttrNum, file, name.c_str()); });
 }
 
 CDFstatus createVariable(CDFid file, const std::string& name, const VariableShape& shape,

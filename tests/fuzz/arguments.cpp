@@ -12,29 +12,13 @@ namespace {
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
 
-constexpr double extremes[] = {-1,
-                               0,
-                               1,
-                               2147483646,
-                               2147483647,
-                               2147483648,
-                               -2147483648,
-                               -2147483649.0,
-                               4294967295,
-                               4294967296,
-                               4294967297,
-                               1099511627776.0,
-                               65535,
-                               65536,
-                               16777216,
-                               0.5,
-                               -0.5,
-                               1e300,
-                               infinity,
-                               -infinity,
-                               1073741824,
-                               536870912,
-                               std::numeric_limits<double>::quiet_NaN()};
+constexpr double extremes[] = {-2147483648.0, -2147483649.0,   2147483646, 2147483647,
+                               2147483648,    4294967295,      4294967296, 4294967297,
+                               1073741824,    1099511627776.0, 536870912,  16777216,
+                               1e300,         infinity,        -infinity};
+constexpr double odd[] = {-2,   -1,    -0.5, 0,    0.5,
+                          1,    2,     13,   255,  256,
+                          1000, 65536, 4.9,  10.0, std::numeric_limits<double>::quiet_NaN()};
 
 /// Around the lengths that the library knows: names, copyrights, paths.
 constexpr std::size_t textLengths[] = {0,   1,   2,   255, 256, 257, 300,
@@ -67,14 +51,18 @@ Call Arguments::callOf(const Operation& operation) {
   numElements_ = 1;
   recordCount_ = 1;
   numDims_ = choices_.below(4);
-  const bool rough = choices_.oneIn(3);
+  // Most calls are good ones, some have one input that is not, and a few have many.
+  const std::size_t mood = choices_.below(12);
+  const bool rough = mood == 0;
+  const std::size_t wrong = mood < 4 ? choices_.below(operation.inputs.size()) : ~std::size_t{0};
   Call call{&operation, {}};
   for (const Parameter& parameter : operation.inputs) {
     if (parameter.optional && choices_.oneIn(2)) continue;
-    call.inputs.push_back(rough && choices_.oneIn(3) ? wild(parameter) : fitting(parameter));
+    const bool isWild = call.inputs.size() == wrong || (rough && choices_.oneIn(3));
+    call.inputs.push_back(isWild ? wild(parameter) : fitting(parameter));
   }
-  if (rough && choices_.oneIn(20)) call.inputs.push_back(oneOf(vlDOUBLE_CLASS));
-  if (rough && choices_.oneIn(20) && !call.inputs.empty()) call.inputs.pop_back();
+  if (rough && choices_.oneIn(8)) call.inputs.push_back(oneOf(vlDOUBLE_CLASS));
+  if (rough && choices_.oneIn(8) && !call.inputs.empty()) call.inputs.pop_back();
   return call;
 }
 
@@ -210,8 +198,12 @@ Array Arguments::components(const std::string& kind) {
   const auto found = samples.find(kind);
   if (found == samples.end()) return row<std::int64_t>({536500868184000001});
   std::vector<double> numbers = found->second;
-  if (choices_.oneIn(2)) numbers.at(choices_.below(numbers.size())) = choices_.from(extremes);
+  if (choices_.oneIn(2)) numbers.at(choices_.below(numbers.size())) = extreme();
   return row(numbers);
+}
+
+double Arguments::extreme() {
+  return choices_.oneIn(4) ? choices_.from(extremes) : choices_.from(odd);
 }
 
 Array Arguments::wild(const Parameter& parameter) {
@@ -221,10 +213,10 @@ Array Arguments::wild(const Parameter& parameter) {
       return wildText(parameter.kind == "path");
     }
     if (choices_.oneIn(4)) {
-      return row(std::vector<double>(choices_.from({0UL, 1UL, 2UL, 3UL, 10UL, 11UL, 40UL}),
-                                     choices_.from(extremes)));
+      return row(
+          std::vector<double>(choices_.from({0UL, 1UL, 2UL, 3UL, 10UL, 11UL, 40UL}), extreme()));
     }
-    if (parameter.kind != "values") return Array(vlCreateDoubleScalar(choices_.from(extremes)));
+    if (parameter.kind != "values") return Array(vlCreateDoubleScalar(extreme()));
   }
   const Dims dims[] = {{0, 0}, {1, 1}, {1, 2}, {2, 3}, {0, 5}, {1, 7}, {1, 10}};
   const vlClassID classId = choices_.from(allClasses);

@@ -24,6 +24,9 @@ class Arguments {
   Array wild(const Parameter& parameter);
   Array wildIdentifier();
   Array wildText(bool isPath);
+  /// A number that few operations expect; the largest are rare, since the library works long on
+  /// some.
+  double extreme();
   std::size_t elementsExpected() const;
   std::size_t upTo(std::size_t most) { return 1 + choices_.below(most); }
 

@@ -2,11 +2,11 @@
 // that a crash ends one sequence and is told with the call that brought it about.
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <iostream>
 #include <new>
-#include <sstream>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -37,7 +37,12 @@ struct Options {
 };
 
 /// What a value may ask of the disk and of memory, beyond what the process has at the start.
-constexpr rlim_t mostFileBytes = 8 << 20, mostMemory = 512 << 20;
+constexpr rlim_t mostFileBytes = 4 << 20;
+#if defined(__SANITIZE_ADDRESS__) || defined(__clang__) && __has_feature(address_sanitizer)
+constexpr rlim_t mostMemory = 1 << 30;  // The sanitizer keeps much for itself.
+#else
+constexpr rlim_t mostMemory = 192 << 20;
+#endif
 /// A sequence takes a fraction of a second.
 constexpr unsigned hangSeconds = 60;
 /// What a sequence ends with that found a fault; a sanitizer ends it with 1.
@@ -87,7 +92,8 @@ void limit(decltype(RLIMIT_DATA) resource, rlim_t most) {
 
 /// Runs one sequence and ends the process.
 [[noreturn]] void runSequence(const Options& options, std::uint64_t seed, const fs::path& folder,
-                              const std::vector<Operation>& catalogue, Progress& progress) {
+                              const std::vector<Operation>& catalogue, Progress& progress,
+                              Words words) {
   fs::create_directory(folder);
   fs::current_path(folder);
   std::signal(SIGXFSZ, SIG_IGN);
@@ -99,12 +105,11 @@ void limit(decltype(RLIMIT_DATA) resource, rlim_t most) {
   try {
     SeededChoices choices(seed);
     vlhost::Plugin gateway(GATEWAY);
-    Session(gateway, catalogue, choices, progress, options.trace).run(options.length);
+    Session(gateway, catalogue, choices, progress, words).run(options.length);
     gateway.unload();
   } catch (const std::exception& fault) {
-    std::ostringstream text;
-    text << fault.what() << " -- after: " << progress.current.data();
-    std::strncpy(progress.current.data(), text.str().c_str(), progress.current.size() - 1);
+    const std::string text = std::string(fault.what()) + ", at: " + progress.current.data();
+    std::snprintf(progress.current.data(), progress.current.size(), "%s", text.c_str());
     result = faultCode;
   }
   std::fflush(stdout);
@@ -171,7 +176,9 @@ void printFigures(const std::vector<Operation>& catalogue, const Progress& progr
 
 /// Read by the address sanitizer: memory that cannot be had is an answer like any other.
 extern "C" __attribute__((visibility("default"))) const char* __asan_default_options() {
-  return "allocator_may_return_null=1:detect_stack_use_after_return=1:handle_abort=1";
+  return "allocator_may_return_null=1:max_allocation_size_mb=48:quarantine_size_mb=16:detect_stack_"
+         "use_after_return=1:"
+         "handle_abort=1";
 }
 
 int main(int argc, char** argv) {
@@ -191,13 +198,19 @@ int main(int argc, char** argv) {
   std::uint64_t seed = options.seed;
   for (; progress.calls < options.calls && seconds() < static_cast<double>(options.seconds);
        ++seed) {
-    const pid_t child = fork();
-    if (child == 0) runSequence(options, seed, folder / "files", catalogue, progress);
-    int status = 0;
-    waitpid(child, &status, 0);
-    fs::remove_all(folder / "files");
-    const std::string outcome = outcomeOf(status);
+    const auto run = [&](Words words) {
+      progress.current = {};
+      const pid_t child = fork();
+      if (child == 0) runSequence(options, seed, folder / "files", catalogue, progress, words);
+      int status = 0;
+      waitpid(child, &status, 0);
+      fs::remove_all(folder / "files");
+      return outcomeOf(status);
+    };
+    std::string outcome = run(options.trace ? Words::ofAll : Words::none);
     if (outcome.empty()) continue;
+    // Once more for the words.
+    if (!options.trace) outcome += ", then " + run(Words::ofTheCurrentCall);
     failures.push_back({seed, progress.sequenceCalls, outcome, progress.current.data()});
     std::cerr << "seed " << seed << ", call " << progress.sequenceCalls << ": " << outcome << ": "
               << progress.current.data() << '\n';

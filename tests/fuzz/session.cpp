@@ -96,19 +96,23 @@ void Session::failed(const Call& call, const vlhost::Error& error) {
     ++progress_.statuses.at(static_cast<std::size_t>(-status));
   }
   ++progress_.refused.at(static_cast<std::size_t>(call.operation - catalogue_.data()));
-  if (trace_) std::printf("    %s\n", error.what());
+  if (words_ == Words::ofAll) std::printf("    %s\n", error.what());
   model_.refused(call, status);
 }
 
-std::vector<Array> Session::make(const Call& call) {
+void Session::tell(const Call& call) {
+  if (words_ == Words::none) return;
   std::snprintf(progress_.current.data(), progress_.current.size(), "%s", shown(call).c_str());
+  if (words_ != Words::ofAll) return;
+  std::printf("%5lu %s\n", static_cast<unsigned long>(progress_.sequenceCalls),
+              progress_.current.data());
+  std::fflush(stdout);
+}
+
+std::vector<Array> Session::make(const Call& call) {
   ++progress_.calls;
   ++progress_.sequenceCalls;
-  if (trace_) {
-    std::printf("%5lu %s\n", static_cast<unsigned long>(progress_.sequenceCalls),
-                progress_.current.data());
-    std::fflush(stdout);
-  }
+  tell(call);
   const Array name = vlhost::text(call.operation->name);
   std::vector<const vlArray*> inputs = {name.get()};
   for (const Array& input : call.inputs) inputs.push_back(input.get());
@@ -119,8 +123,9 @@ std::vector<Array> Session::make(const Call& call) {
     outputs = gateway_.call(inputs, 8).outputs;
     ++progress_.succeeded.at(static_cast<std::size_t>(call.operation - catalogue_.data()));
     expect(vlhost::holdings().blocks == before.blocks, "a block was left");
-    if (trace_ && !outputs.empty())
+    if (words_ == Words::ofAll && !outputs.empty()) {
       std::printf("    => %s\n", shown(outputs[0]).substr(0, 100).c_str());
+    }
     model_.succeeded(call, outputs);
   } catch (const vlhost::Error& error) {
     const vlhost::Holdings after = vlhost::holdings();

@@ -24,7 +24,7 @@ struct Progress {
   std::array<std::uint64_t, mostOperations> refused;
   std::array<std::uint64_t, mostStatuses> statuses;  ///< By the status without its sign.
   std::uint64_t sequenceCalls;                       ///< Of the sequence that runs.
-  std::array<char, 2000> current;                    ///< The call that runs.
+  std::array<char, 2000> current;                    ///< The call that runs, if it is told.
 };
 
 /// Something that must not happen.
@@ -36,16 +36,19 @@ class Fault : public std::runtime_error {
 /// The library's statuses by their texts.
 const std::map<std::string, long>& statusesByText();
 
+/// What is told of calls: putting one into words takes longer than making it.
+enum class Words { none, ofTheCurrentCall, ofAll };
+
 class Session {
  public:
   /// The working folder is where the files are made; it should be empty.
   Session(vlhost::Plugin& gateway, const std::vector<Operation>& catalogue, Choices& choices,
-          Progress& progress, bool trace)
+          Progress& progress, Words words)
       : gateway_(gateway),
         catalogue_(catalogue),
         choices_(choices),
         progress_(progress),
-        trace_(trace) {}
+        words_(words) {}
 
   /// Makes that many calls, fewer if the choices are exhausted, and then closes all files and looks
   /// at them. Raises Fault.
@@ -57,6 +60,7 @@ class Session {
   Call callOf(const std::string& name, std::vector<Array> inputs) const;
   /// The outputs; none where the call failed.
   std::vector<Array> make(const Call& call);
+  void tell(const Call& call);
   void failed(const Call& call, const vlhost::Error& error);
   double ask(const std::string& name, std::vector<Array> inputs, std::size_t output = 0);
   void expect(bool condition, const std::string& what) const;
@@ -69,7 +73,7 @@ class Session {
   const std::vector<Operation>& catalogue_;
   Choices& choices_;
   Progress& progress_;
-  bool trace_;
+  Words words_;
   Model model_;
   Arguments arguments_{choices_, model_};
 };
