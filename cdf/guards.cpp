@@ -25,6 +25,7 @@ constexpr CDFstatus BAD_NUM_ELEMS = -2011;
 constexpr CDFstatus BAD_ALLOCATE_RECS = -2015;
 
 constexpr CDFstatus BAD_CACHE_SIZE = -2063;
+constexpr CDFstatus CANNOT_ALLOCATE_RECORDS = -2103;
 
 constexpr CDFstatus allowed = 0;
 
@@ -133,9 +134,14 @@ long intervalOfOneRecord(long interval) {
   return std::min(interval, 1L);
 }
 
-// Allocating a block up to record 2147483647 crashes.
-CDFstatus judgeLastRecord(long record) {
-  return record >= largest ? BAD_ALLOCATE_RECS : allowed;
+// Allocating a block up to record 2147483647 crashes. Allocated sparse records are not where the
+// library looks for them afterwards: once another variable was deleted, the file cannot be opened
+// again (-2223).
+CDFstatus judgeAllocation(long last, long sparseRecords) {
+  if (sparseRecords != NO_SPARSERECORDS) {
+    return CANNOT_ALLOCATE_RECORDS;
+  }
+  return last >= largest ? BAD_ALLOCATE_RECS : allowed;
 }
 
 // With one buffer, the records of a compressed variable, or of one with sparse records, cannot be

@@ -22,7 +22,8 @@ CDFstatus judgeNameToFind(const std::string& name, CDFstatus missing);
 CDFstatus judgeShape(const VariableShape& shape);
 CDFstatus judgeRecord(long record);
 CDFstatus judgeRecords(long start, long count, long interval);
-CDFstatus judgeLastRecord(long record);
+/// A block of records up to `last`, of a variable with this kind of sparse records.
+CDFstatus judgeAllocation(long last, long sparseRecords);
 CDFstatus judgeStageCacheSize(long buffers);
 /// The interval to use in reading a variable whose records are all the same one.
 long intervalOfOneRecord(long interval);

@@ -154,7 +154,9 @@ CDFstatus setStageCacheSize(CDFid file, long buffers) {
 }
 
 CDFstatus allocateRecords(CDFid file, long variable, long first, long last) {
-  return unlessRefused(judgeLastRecord(last), [&] {
+  long sparse = NO_SPARSERECORDS;
+  const CDFstatus status = onVariable(file, variable, GET_, zVAR_SPARSERECORDS_, &sparse);
+  return unlessRefused(status < 0 ? status : judgeAllocation(last, sparse), [&] {
     return onVariable(file, variable, PUT_, zVAR_ALLOCATEBLOCK_, first, last);
   });
 }

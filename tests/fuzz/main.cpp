@@ -39,7 +39,7 @@ struct Options {
 /// What a value may ask of the disk and of memory, beyond what the process has at the start.
 constexpr rlim_t mostFileBytes = 4 << 20;
 #if defined(__SANITIZE_ADDRESS__) || defined(__clang__) && __has_feature(address_sanitizer)
-constexpr rlim_t mostMemory = 1 << 30;  // The sanitizer keeps much for itself.
+constexpr rlim_t mostMemory = 4UL << 30;  // The sanitizer keeps much for itself.
 #else
 constexpr rlim_t mostMemory = 192 << 20;
 #endif

@@ -114,6 +114,12 @@ const std::map<std::string, Effect>& effects() {
   return all;
 }
 
+void strain(const Call& call, FileModel& file) {
+  for (const char* name : {"record", "recordStart", "last", "count", "factor", "numElements"}) {
+    file.strained = file.strained || call.number(name).value_or(0) > mostOfAnything;
+  }
+}
+
 /// Operations that may change records which were written, even where they fail.
 bool changesRecords(const std::string& operation) {
   return operation == "putVarData" || operation == "hyperPutVarData" ||
@@ -231,9 +237,7 @@ void Model::succeeded(const Call& call, const std::vector<Array>& outputs) {
   if (changesRecords(operation)) forgetRecords(*file, call.number("variable"));
   const auto effect = effects().find(operation);
   if (effect != effects().end()) effect->second(call, *file);
-  for (const char* name : {"record", "recordStart", "last", "count", "factor", "numElements"}) {
-    file->strained = file->strained || call.number(name).value_or(0) > mostOfAnything;
-  }
+  strain(call, *file);
   if (operation == "setChecksum" && *call.number("checksum") == 2) {
     file->lost = "its checksum is of no known kind";
   }
@@ -244,6 +248,7 @@ void Model::refused(const Call& call, long status) {
   FileModel* file = opened(call.handle());
   if (file == nullptr || status == 0) return;  // Refused by the gateway.
   if (file->lost.empty()) {
+    strain(call, *file);
     if (changesRecords(operation)) forgetRecords(*file, call.number("variable"));
     const bool damaged = contains(damage, status);
     if (damaged && !file->strained) {
