@@ -38,11 +38,8 @@ struct Options {
 
 /// What a value may ask of the disk and of memory, beyond what the process has at the start.
 constexpr rlim_t mostFileBytes = 4 << 20;
-#if defined(__SANITIZE_ADDRESS__) || defined(__clang__) && __has_feature(address_sanitizer)
-constexpr rlim_t mostMemory = 4UL << 30;  // The sanitizer keeps much for itself.
-#else
-constexpr rlim_t mostMemory = 192 << 20;
-#endif
+/// The sanitizer keeps much for itself.
+constexpr rlim_t mostMemory = (underSanitizer ? 2048UL : 192UL) << 20;
 /// A sequence takes a fraction of a second.
 constexpr unsigned hangSeconds = 60;
 /// What a sequence ends with that found a fault; a sanitizer ends it with 1.
