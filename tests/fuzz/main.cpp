@@ -38,8 +38,7 @@ struct Options {
 
 /// What a value may ask of the disk and of memory, beyond what the process has at the start.
 constexpr rlim_t mostFileBytes = 4 << 20;
-/// The sanitizer keeps much for itself.
-constexpr rlim_t mostMemory = (underSanitizer ? 2048UL : 192UL) << 20;
+constexpr rlim_t mostMemory = 2UL << 30;
 /// A sequence takes a fraction of a second.
 constexpr unsigned hangSeconds = 60;
 /// What a sequence ends with that found a fault; a sanitizer ends it with 1.
