@@ -144,6 +144,14 @@ CDFstatus judgeAllocation(long last, long sparseRecords) {
   return last >= largest ? BAD_ALLOCATE_RECS : allowed;
 }
 
+// Freed at the end of the file, a block of less than 16 bytes (the record of a small variable whose
+// records do not vary, or whose blocking factor is 1) is shorter than what the library reads of it
+// in opening: the file cannot be opened again (-2074). An attribute behind it helps.
+bool needRoomBehind(long allocatedRecords) {
+  constexpr long leastBytes = 16;
+  return allocatedRecords > 0 && allocatedRecords < leastBytes;
+}
+
 // With one buffer, the records of a compressed variable, or of one with sparse records, cannot be
 // read back from the scratch file: -2108 or -2020, and then -2077 for every call on the file.
 CDFstatus judgeStageCacheSize(long buffers) {

@@ -25,6 +25,8 @@ CDFstatus judgeRecords(long start, long count, long interval);
 /// A block of records up to `last`, of a variable with this kind of sparse records.
 CDFstatus judgeAllocation(long last, long sparseRecords);
 CDFstatus judgeStageCacheSize(long buffers);
+/// Whether so many records, once freed, may not lie at the end of the file.
+bool needRoomBehind(long allocatedRecords);
 /// The interval to use in reading a variable whose records are all the same one.
 long intervalOfOneRecord(long interval);
 CDFstatus judgeDimensions(const Longs& indices, const Longs& counts, const Longs& intervals);

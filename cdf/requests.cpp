@@ -1,5 +1,7 @@
 #include "cdf/requests.h"
 
+#include <algorithm>
+
 #include "cdf/call.h"
 #include "cdf/guards.h"
 #include "cdf/sparse_reader.h"
@@ -32,6 +34,24 @@ CDFstatus welcome(CDFstatus status, const CDFid* file) {
     arrived(*file);
   }
   return status;
+}
+
+/// Makes a request that frees records of the variable, with an attribute behind them for as long as
+/// that takes where they must not be the last in the file.
+template <typename Request>
+CDFstatus withRoomBehind(CDFid file, long variable, Request request) {
+  long records = 0, attribute = 0;
+  const CDFstatus known = onVariable(file, variable, GET_, zVAR_NUMallocRECS_, &records);
+  if (known < 0 || !needRoomBehind(records)) {
+    return request();
+  }
+  const CDFstatus made =
+      onFile(file, CREATE_, ATTR_, "room behind freed records", VARIABLE_SCOPE, &attribute);
+  return unlessRefused(made, [&] {
+    const CDFstatus status = request();
+    const CDFstatus taken = onAttribute(file, attribute, DELETE_, ATTR_);
+    return status < 0 ? status : std::min(status, taken);
+  });
 }
 
 CDFstatus judgeHyperslab(const Hyperslab& slab) {
@@ -78,6 +98,16 @@ CDFstatus createVariable(CDFid file, const std::string& name, const VariableShap
     return onFile(file, CREATE_, zVAR_, name.c_str(), shape.datatype, shape.numElements,
                   static_cast<long>(shape.dimSizes.size()), shape.dimSizes.data(), shape.recVary,
                   shape.dimVarys.data(), variable);
+  });
+}
+
+CDFstatus deleteVariable(CDFid file, long variable) {
+  return withRoomBehind(file, variable, [&] { return onVariable(file, variable, DELETE_, zVAR_); });
+}
+
+CDFstatus deleteRecords(CDFid file, long variable, long first, long last) {
+  return withRoomBehind(file, variable, [&] {
+    return onVariable(file, variable, DELETE_, zVAR_RECORDS_, first, last);
   });
 }
 

@@ -33,6 +33,9 @@ struct VariableShape {
 
 CDFstatus createVariable(CDFid file, const std::string& name, const VariableShape& shape,
                          long* variable);
+CDFstatus deleteVariable(CDFid file, long variable);
+/// Deletes the records from `first` to `last`.
+CDFstatus deleteRecords(CDFid file, long variable, long first, long last);
 CDFstatus renameVariable(CDFid file, long variable, const std::string& name);
 CDFstatus createAttribute(CDFid file, const std::string& name, long scope, long* attribute);
 CDFstatus renameAttribute(CDFid file, long attribute, const std::string& name);

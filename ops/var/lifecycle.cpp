@@ -58,12 +58,6 @@ vlArray* packUpExtents(const Longs& extents) {
   return row;
 }
 
-/// `ending` is DELETE_ or CLOSE_.
-void endVariable(const vlArray* inputs[], const OperationEntry* entry, long ending) {
-  const Variable variable = unpackVariable(inputs);
-  check(entry, cdf::onVariable(variable.file, variable.number, ending, zVAR_));
-}
-
 }  // namespace
 
 void createVar(int, vlArray* outputs[], int, const vlArray* inputs[], const OperationEntry* entry) {
@@ -115,11 +109,13 @@ void renameVar(int, vlArray*[], int, const vlArray* inputs[], const OperationEnt
 }
 
 void deleteVar(int, vlArray*[], int, const vlArray* inputs[], const OperationEntry* entry) {
-  endVariable(inputs, entry, DELETE_);
+  const Variable variable = unpackVariable(inputs);
+  check(entry, cdf::deleteVariable(variable.file, variable.number));
 }
 
 void closeVar(int, vlArray*[], int, const vlArray* inputs[], const OperationEntry* entry) {
-  endVariable(inputs, entry, CLOSE_);
+  const Variable variable = unpackVariable(inputs);
+  check(entry, cdf::onVariable(variable.file, variable.number, CLOSE_, zVAR_));
 }
 
 }  // namespace tarvik::ops
