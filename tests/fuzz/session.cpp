@@ -165,7 +165,7 @@ void Session::verifyVariables(const FileModel& file, std::uint64_t handle) {
       const std::string what = "record " + std::to_string(record) + " of " + std::to_string(i);
       expect(!read.empty(), what + " cannot be read");
       const std::string all = shown(read[0]);
-      expect(all.substr(all.find(':')) == values, what + " is now " + all);
+      expect(all.substr(all.find(':')) == values, std::string(what).append(" is now ").append(all));
       ++progress_.recordsVerified;
     }
   }
