@@ -6,6 +6,7 @@
 #include <type_traits>
 
 #include "cdf/functions.h"
+#include "cdf/handles.h"
 #include "cdf/items.h"
 
 namespace tarvik::cdf {
@@ -23,7 +24,13 @@ CDFstatus call(long function, Arguments... arguments) {
 /// A request on a file. The list goes on under SELECT_, so further selections may follow directly.
 template <typename... Arguments>
 CDFstatus onFile(CDFid file, Arguments... arguments) {
-  return call(SELECT_, CDF_, file, arguments...);
+  return isGone(file) ? BAD_CDF_ID : call(SELECT_, CDF_, file, arguments...);
+}
+
+/// One of the library's functions that take a file first.
+template <typename... Parameters, typename... Arguments>
+CDFstatus onFile(CDFstatus (*function)(CDFid, Parameters...), CDFid file, Arguments... arguments) {
+  return isGone(file) ? BAD_CDF_ID : function(file, arguments...);
 }
 
 /// A request on a z-variable of a file.

@@ -24,6 +24,9 @@ constexpr CDFstatus BAD_REC_NUM = -2009;
 constexpr CDFstatus BAD_NUM_ELEMS = -2011;
 constexpr CDFstatus BAD_ALLOCATE_RECS = -2015;
 
+constexpr CDFstatus BAD_CACHE_SIZE = -2063;
+constexpr CDFstatus CANNOT_ALLOCATE_RECORDS = -2103;
+
 constexpr CDFstatus allowed = 0;
 
 /// The library counts records, elements and bytes of a record in 32 bits.
@@ -73,13 +76,20 @@ std::string fileToOpen(const std::string& path) {
   return path;
 }
 
-// A longer name is cut, and the variable with the cut name is made or renamed all the same.
+// A name of 256 characters has no end where the library keeps it: the file cannot be opened again
+// (-2223). A longer name is cut to that, and the variable is made or renamed all the same.
 CDFstatus judgeVariableName(const std::string& name) {
-  return name.size() <= CDF_VAR_NAME_LEN256 ? allowed : VAR_NAME_TRUNC;
+  return name.size() < CDF_VAR_NAME_LEN256 ? allowed : VAR_NAME_TRUNC;
 }
 
 CDFstatus judgeAttributeName(const std::string& name) {
-  return name.size() <= CDF_ATTR_NAME_LEN256 ? allowed : ATTR_NAME_TRUNC;
+  return name.size() < CDF_ATTR_NAME_LEN256 ? allowed : ATTR_NAME_TRUNC;
+}
+
+// In a file with such a name, opened without validation, the search reads on behind it and finds
+// none or the wrong one.
+CDFstatus judgeNameToFind(const std::string& name, CDFstatus missing) {
+  return name.size() < std::min(CDF_VAR_NAME_LEN256, CDF_ATTR_NAME_LEN256) ? allowed : missing;
 }
 
 // A value of 2147483647 characters crashes. A record of more bytes than 32 bits count divides by
@@ -136,9 +146,28 @@ long intervalOfOneRecord(long interval) {
   return std::min(interval, 1L);
 }
 
-// Allocating a block up to record 2147483647 crashes.
-CDFstatus judgeLastRecord(long record) {
-  return record >= largest ? BAD_ALLOCATE_RECS : allowed;
+// Allocating a block up to record 2147483647 crashes. Allocated sparse records are not where the
+// library looks for them afterwards: once another variable was deleted, the file cannot be opened
+// again (-2223).
+CDFstatus judgeAllocation(long last, long sparseRecords) {
+  if (sparseRecords != NO_SPARSERECORDS) {
+    return CANNOT_ALLOCATE_RECORDS;
+  }
+  return last >= largest ? BAD_ALLOCATE_RECS : allowed;
+}
+
+// Freed at the end of the file, a block of less than 16 bytes (the record of a small variable whose
+// records do not vary, or whose blocking factor is 1) is shorter than what the library reads of it
+// in opening: the file cannot be opened again (-2074). An attribute behind it helps.
+bool needRoomBehind(long allocatedRecords) {
+  constexpr long leastBytes = 16;
+  return allocatedRecords > 0 && allocatedRecords < leastBytes;
+}
+
+// With one buffer, the records of a compressed variable, or of one with sparse records, cannot be
+// read back from the scratch file: -2108 or -2020, and then -2077 for every call on the file.
+CDFstatus judgeStageCacheSize(long buffers) {
+  return buffers == 1 ? BAD_CACHE_SIZE : allowed;
 }
 
 // A last index beyond 32 bits wraps past the library's own check: index 0, count 3 and interval

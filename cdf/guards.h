@@ -18,11 +18,17 @@ std::string fileToOpen(const std::string& path);
 CDFstatus judgePathToCreate(const std::string& path);
 CDFstatus judgeVariableName(const std::string& name);
 CDFstatus judgeAttributeName(const std::string& name);
+/// `missing` is the status for a name that is not there.
+CDFstatus judgeNameToFind(const std::string& name, CDFstatus missing);
 /// One value, and one record, of a new variable.
 CDFstatus judgeShape(const VariableShape& shape);
 CDFstatus judgeRecord(long record);
 CDFstatus judgeRecords(long start, long count, long interval);
-CDFstatus judgeLastRecord(long record);
+/// A block of records up to `last`, of a variable with this kind of sparse records.
+CDFstatus judgeAllocation(long last, long sparseRecords);
+CDFstatus judgeStageCacheSize(long buffers);
+/// Whether so many records, once freed, may not lie at the end of the file.
+bool needRoomBehind(long allocatedRecords);
 /// The interval to use in reading a variable whose records are all the same one.
 long intervalOfOneRecord(long interval);
 CDFstatus judgeDimensions(const Longs& indices, const Longs& counts, const Longs& intervals);

@@ -1,5 +1,7 @@
 #include "cdf/requests.h"
 
+#include <algorithm>
+
 #include "cdf/call.h"
 #include "cdf/guards.h"
 #include "cdf/screen/screen.h"
@@ -8,6 +10,9 @@
 namespace tarvik::cdf {
 
 namespace {
+
+constexpr CDFstatus NO_SUCH_ATTR = -2017;
+constexpr CDFstatus NO_SUCH_VAR = -2019;
 
 /// Makes the request unless it was judged unfit for the library.
 template <typename Request>
@@ -21,6 +26,32 @@ CDFstatus transferValue(CDFid file, long variable, const ValuePlace& place, long
   return unlessRefused(judgeRecord(place.record), [&] {
     return onVariable(file, variable, zVAR_RECNUMBER_, place.record, zVAR_DIMINDICES_,
                       place.indices.data(), function, zVAR_DATA_, value);
+  });
+}
+
+/// Takes note of a file that the library opened; gives the status back.
+CDFstatus welcome(CDFstatus status, const CDFid* file) {
+  if (status >= 0) {
+    arrived(*file);
+  }
+  return status;
+}
+
+/// Makes a request that frees records of the variable, with an attribute behind them for as long as
+/// that takes where they must not be the last in the file.
+template <typename Request>
+CDFstatus withRoomBehind(CDFid file, long variable, Request request) {
+  long records = 0, attribute = 0;
+  const CDFstatus known = onVariable(file, variable, GET_, zVAR_NUMallocRECS_, &records);
+  if (known < 0 || !needRoomBehind(records)) {
+    return request();
+  }
+  const CDFstatus made =
+      onFile(file, CREATE_, ATTR_, "room behind freed records", VARIABLE_SCOPE, &attribute);
+  return unlessRefused(made, [&] {
+    const CDFstatus status = request();
+    const CDFstatus taken = onAttribute(file, attribute, DELETE_, ATTR_);
+    return status < 0 ? status : std::min(status, taken);
   });
 }
 
@@ -44,12 +75,23 @@ CDFstatus transferHyperslab(CDFid file, long variable, const Hyperslab& slab, lo
 CDFstatus openFile(const std::string& path, CDFid* file) {
   return unlessRefused(judgePathToOpen(path), [&] {
     return unlessRefused(screenFile(fileToOpen(path)),
-                         [&] { return call(OPEN_, CDF_, path.c_str(), file); });
+                         [&] { return welcome(call(OPEN_, CDF_, path.c_str(), file), file); });
   });
 }
 
 CDFstatus createFile(const std::string& path, CDFid* file) {
-  return unlessRefused(judgePathToCreate(path), [&] { return CDFcreateCDF(path.c_str(), file); });
+  return unlessRefused(judgePathToCreate(path),
+                       [&] { return welcome(CDFcreateCDF(path.c_str(), file), file); });
+}
+
+CDFstatus findVariable(CDFid file, const std::string& name) {
+  return unlessRefused(judgeNameToFind(name, NO_SUCH_VAR),
+                       [&] { return onFile(CDFgetVarNum, file, name.c_str()); });
+}
+
+CDFstatus findAttribute(CDFid file, const std::string& name) {
+  return unlessRefused(judgeNameToFind(name, NO_SUCH_ATTR),
+                       [&] { return onFile(CDFgetAttrNum, file, name.c_str()); });
 }
 
 CDFstatus createVariable(CDFid file, const std::string& name, const VariableShape& shape,
@@ -59,6 +101,16 @@ CDFstatus createVariable(CDFid file, const std::string& name, const VariableShap
     return onFile(file, CREATE_, zVAR_, name.c_str(), shape.datatype, shape.numElements,
                   static_cast<long>(shape.dimSizes.size()), shape.dimSizes.data(), shape.recVary,
                   shape.dimVarys.data(), variable);
+  });
+}
+
+CDFstatus deleteVariable(CDFid file, long variable) {
+  return withRoomBehind(file, variable, [&] { return onVariable(file, variable, DELETE_, zVAR_); });
+}
+
+CDFstatus deleteRecords(CDFid file, long variable, long first, long last) {
+  return withRoomBehind(file, variable, [&] {
+    return onVariable(file, variable, DELETE_, zVAR_RECORDS_, first, last);
   });
 }
 
@@ -101,13 +153,13 @@ CDFstatus readRecord(CDFid file, long variable, const Records& records, long rec
         return reader.readRecord(record, values);
       }
     }
-    return CDFgetVarRecordData(file, zVariable, variable, record, values);
+    return onFile(CDFgetVarRecordData, file, zVariable, variable, record, values);
   });
 }
 
 CDFstatus writeRecord(CDFid file, long variable, long record, const void* values) {
   return unlessRefused(judgeRecord(record), [&] {
-    return CDFputVarRecordData(file, zVariable, variable, record, values);
+    return onFile(CDFputVarRecordData, file, zVariable, variable, record, values);
   });
 }
 
@@ -129,16 +181,23 @@ CDFstatus writeHyperslab(CDFid file, long variable, const Hyperslab& slab, const
   return transferHyperslab(file, variable, slab, PUT_, values);
 }
 
+CDFstatus setStageCacheSize(CDFid file, long buffers) {
+  return unlessRefused(judgeStageCacheSize(buffers),
+                       [&] { return onFile(file, STAGE_CACHESIZE_, buffers); });
+}
+
 CDFstatus allocateRecords(CDFid file, long variable, long first, long last) {
-  return unlessRefused(judgeLastRecord(last), [&] {
+  long sparse = NO_SPARSERECORDS;
+  const CDFstatus status = onVariable(file, variable, GET_, zVAR_SPARSERECORDS_, &sparse);
+  return unlessRefused(status < 0 ? status : judgeAllocation(last, sparse), [&] {
     return onVariable(file, variable, PUT_, zVAR_ALLOCATEBLOCK_, first, last);
   });
 }
 
 CDFstatus writeEntry(CDFid file, int kind, long attribute, long entry, const EntryValue& value) {
   return unlessRefused(judgeEntrySize(value.count), [&] {
-    return CDFputAttrEntry(file, kind, attribute, entry, value.datatype,
-                           static_cast<long>(value.count), value.data);
+    return onFile(CDFputAttrEntry, file, kind, attribute, entry, value.datatype,
+                  static_cast<long>(value.count), value.data);
   });
 }
 

@@ -17,6 +17,10 @@ namespace tarvik::cdf {
 CDFstatus openFile(const std::string& path, CDFid* file);
 CDFstatus createFile(const std::string& path, CDFid* file);
 
+/// The number of the variable or attribute of that name.
+CDFstatus findVariable(CDFid file, const std::string& name);
+CDFstatus findAttribute(CDFid file, const std::string& name);
+
 /// What a variable is created with. Extents and variances are in the library's order and of the
 /// same length.
 struct VariableShape {
@@ -29,6 +33,9 @@ struct VariableShape {
 
 CDFstatus createVariable(CDFid file, const std::string& name, const VariableShape& shape,
                          long* variable);
+CDFstatus deleteVariable(CDFid file, long variable);
+/// Deletes the records from `first` to `last`.
+CDFstatus deleteRecords(CDFid file, long variable, long first, long last);
 CDFstatus renameVariable(CDFid file, long variable, const std::string& name);
 CDFstatus createAttribute(CDFid file, const std::string& name, long scope, long* attribute);
 CDFstatus renameAttribute(CDFid file, long attribute, const std::string& name);
@@ -66,6 +73,9 @@ struct Hyperslab {
 CDFstatus readHyperslab(CDFid file, long variable, const Records& records, Hyperslab slab,
                         void* values);
 CDFstatus writeHyperslab(CDFid file, long variable, const Hyperslab& slab, const void* values);
+
+/// The number of cache buffers for the scratch file of an open file.
+CDFstatus setStageCacheSize(CDFid file, long buffers);
 
 /// Allocates the records from `first` to `last`.
 CDFstatus allocateRecords(CDFid file, long variable, long first, long last);

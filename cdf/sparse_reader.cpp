@@ -78,7 +78,8 @@ template <typename Use>
 CDFstatus SparseReader::readRoomily(long record, Use use) const {
   const long records = 1 + std::max(0L, lastRecord_ - record);
   const std::unique_ptr<char[]> room(new char[static_cast<std::size_t>(records * recordBytes_)]);
-  const CDFstatus status = CDFgetVarRecordData(file_, zVariable, variable_, record, room.get());
+  const CDFstatus status =
+      onFile(CDFgetVarRecordData, file_, zVariable, variable_, record, room.get());
   if (status >= 0) {
     use(room.get());
   }

@@ -23,7 +23,7 @@ void countEntries(vlArray* outputs[], const vlArray* inputs[], const OperationEn
                   EntryCount* countFunction, int kind) {
   const Attribute attribute = unpackAttribute(inputs);
   long count = 0;
-  check(entry, countFunction(attribute.file, kind, attribute.number, &count));
+  check(entry, cdf::onFile(countFunction, attribute.file, kind, attribute.number, &count));
   outputs[0] = packUpLong(count);
 }
 
@@ -56,7 +56,7 @@ void getAttrNum(int, vlArray* outputs[], int, const vlArray* inputs[],
                 const OperationEntry* entry) {
   const CDFid file = unpackCDFId(inputs[0]);
   const std::string name = unpackString(inputs[1]);
-  const long number = CDFgetAttrNum(file, name.c_str());
+  const long number = cdf::findAttribute(file, name);
   check(entry, number);
   outputs[0] = packUpLong(number);
 }
@@ -83,8 +83,8 @@ void inquireAttr(int, vlArray* outputs[], int, const vlArray* inputs[],
   long maxgEntry = 0;
   long maxrEntry = 0;
   long maxzEntry = 0;
-  check(entry, CDFinquireAttr(attribute.file, attribute.number, name.data(), &scope, &maxgEntry,
-                              &maxrEntry, &maxzEntry));
+  check(entry, cdf::onFile(CDFinquireAttr, attribute.file, attribute.number, name.data(), &scope,
+                           &maxgEntry, &maxrEntry, &maxzEntry));
   vlArray* scopeName = packUpScope(scope);
   outputs[0] = vlCreateString(name.data());
   outputs[1] = scopeName;

@@ -1,5 +1,6 @@
 // The entries of attributes: writing, reading, describing and deleting them. Global attributes have
 // global entries, variable attributes one z-entry for each variable, numbered as the variable.
+#include "cdf/call.h"
 #include "cdf/requests.h"
 #include "convert/counts.h"
 #include "convert/datatypes.h"
@@ -34,8 +35,8 @@ struct EntryDescription {
 EntryDescription describeEntry(const OperationEntry* operation, const Entry& entry, int kind) {
   EntryDescription description;
   check(operation,
-        CDFinquireAttrEntry(entry.attribute.file, kind, entry.attribute.number, entry.number,
-                            &description.datatype, &description.numElements));
+        cdf::onFile(CDFinquireAttrEntry, entry.attribute.file, kind, entry.attribute.number,
+                    entry.number, &description.datatype, &description.numElements));
   return description;
 }
 
@@ -46,8 +47,8 @@ void getEntry(vlArray* outputs[], const vlArray* inputs[], const OperationEntry*
   arrayDimensions(operation->name, {description.numElements});
   EntryBuffer buffer;
   setInputBufferSize(buffer, description.datatype, description.numElements);
-  check(operation, CDFgetAttrEntry(entry.attribute.file, kind, entry.attribute.number, entry.number,
-                                   buffer.data()));
+  check(operation, cdf::onFile(CDFgetAttrEntry, entry.attribute.file, kind, entry.attribute.number,
+                               entry.number, buffer.data()));
   outputs[0] = packUpAttributeEntry(buffer, description.datatype);
 }
 
@@ -60,8 +61,8 @@ void inquireEntry(vlArray* outputs[], const vlArray* inputs[], const OperationEn
 
 void deleteEntry(const vlArray* inputs[], const OperationEntry* operation, int kind) {
   const Entry entry = unpackEntry(inputs);
-  check(operation,
-        CDFdeleteAttrEntry(entry.attribute.file, kind, entry.attribute.number, entry.number));
+  check(operation, cdf::onFile(CDFdeleteAttrEntry, entry.attribute.file, kind,
+                               entry.attribute.number, entry.number));
 }
 
 void checkValueClass(long datatype, const vlArray* value) {

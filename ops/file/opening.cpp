@@ -2,6 +2,7 @@
 #include <string>
 
 #include "cdf/call.h"
+#include "cdf/handles.h"
 #include "cdf/requests.h"
 #include "convert/text.h"
 #include "gateway/handlers.h"
@@ -15,7 +16,7 @@ namespace {
 /// `ending` is CLOSE_ or DELETE_. A file that the library could not end stays registered.
 void endFile(const vlArray* inputs[], const OperationEntry* entry, long ending) {
   const CDFid file = unpackCDFId(inputs[0]);
-  check(entry, cdf::onFile(file, ending, CDF_));
+  check(entry, cdf::endFile(file, ending));
   unregisterCDFId(file);
 }
 

@@ -1,4 +1,5 @@
 // The checksum and the cache sizes of a file.
+#include "cdf/requests.h"
 #include "convert/code_names.h"
 #include "gateway/handlers.h"
 #include "ops/file/numbers.h"
@@ -11,15 +12,13 @@ constexpr CodeName checksums[] = {{0, "NO_CHECKSUM"}, {1, "MD5_CHECKSUM"}, {2, "
 constexpr UnknownCode unknownChecksum{"VORLAN:tarvik:getChecksum:unrecognizedChecksum",
                                       "The checksum value %d is not recognized."};
 
-/// Selects a cache size, which must not be zero; `zeroCacheSize` is the error if it is.
-void setNonzeroCacheSize(const vlArray* inputs[], const OperationEntry* entry, long item,
-                         const char* zeroCacheSize) {
-  const CDFid file = unpackCDFId(inputs[0]);
-  const long size = unpackLongScalar(inputs[1]);
+/// A cache size, which must not be zero; `zeroCacheSize` is the error if it is.
+long unpackCacheSize(const vlArray* argument, const char* zeroCacheSize) {
+  const long size = unpackLongScalar(argument);
   if (size == 0) {
     vlErrMsgIdAndTxt(zeroCacheSize, "Cache size cannot be zero.");
   }
-  check(entry, cdf::onFile(file, item, size));
+  return size;
 }
 
 }  // namespace
@@ -40,7 +39,9 @@ void getCacheSize(int, vlArray* outputs[], int, const vlArray* inputs[],
 }
 
 void setCacheSize(int, vlArray*[], int, const vlArray* inputs[], const OperationEntry* entry) {
-  setNonzeroCacheSize(inputs, entry, CDF_CACHESIZE_, "VORLAN:tarvik:setCacheSize:zeroCacheSize");
+  const CDFid file = unpackCDFId(inputs[0]);
+  const long size = unpackCacheSize(inputs[1], "VORLAN:tarvik:setCacheSize:zeroCacheSize");
+  check(entry, cdf::onFile(file, CDF_CACHESIZE_, size));
 }
 
 void getStageCacheSize(int, vlArray* outputs[], int, const vlArray* inputs[],
@@ -49,8 +50,9 @@ void getStageCacheSize(int, vlArray* outputs[], int, const vlArray* inputs[],
 }
 
 void setStageCacheSize(int, vlArray*[], int, const vlArray* inputs[], const OperationEntry* entry) {
-  setNonzeroCacheSize(inputs, entry, STAGE_CACHESIZE_,
-                      "VORLAN:tarvik:setStageCacheSize:zeroCacheSize");
+  const CDFid file = unpackCDFId(inputs[0]);
+  const long size = unpackCacheSize(inputs[1], "VORLAN:tarvik:setStageCacheSize:zeroCacheSize");
+  check(entry, cdf::setStageCacheSize(file, size));
 }
 
 void getCompressionCacheSize(int, vlArray* outputs[], int, const vlArray* inputs[],

@@ -58,12 +58,6 @@ vlArray* packUpExtents(const Longs& extents) {
   return row;
 }
 
-/// `ending` is DELETE_ or CLOSE_.
-void endVariable(const vlArray* inputs[], const OperationEntry* entry, long ending) {
-  const Variable variable = unpackVariable(inputs);
-  check(entry, cdf::onVariable(variable.file, variable.number, ending, zVAR_));
-}
-
 }  // namespace
 
 void createVar(int, vlArray* outputs[], int, const vlArray* inputs[], const OperationEntry* entry) {
@@ -95,7 +89,7 @@ void inquireVar(int, vlArray* outputs[], int, const vlArray* inputs[],
 void getVarNum(int, vlArray* outputs[], int, const vlArray* inputs[], const OperationEntry* entry) {
   const CDFid file = unpackCDFId(inputs[0]);
   const std::string name = unpackString(inputs[1]);
-  const long number = CDFgetVarNum(file, name.c_str());
+  const long number = cdf::findVariable(file, name);
   check(entry, number);
   outputs[0] = packUpLong(number);
 }
@@ -115,11 +109,13 @@ void renameVar(int, vlArray*[], int, const vlArray* inputs[], const OperationEnt
 }
 
 void deleteVar(int, vlArray*[], int, const vlArray* inputs[], const OperationEntry* entry) {
-  endVariable(inputs, entry, DELETE_);
+  const Variable variable = unpackVariable(inputs);
+  check(entry, cdf::deleteVariable(variable.file, variable.number));
 }
 
 void closeVar(int, vlArray*[], int, const vlArray* inputs[], const OperationEntry* entry) {
-  endVariable(inputs, entry, CLOSE_);
+  const Variable variable = unpackVariable(inputs);
+  check(entry, cdf::onVariable(variable.file, variable.number, CLOSE_, zVAR_));
 }
 
 }  // namespace tarvik::ops

@@ -131,8 +131,8 @@ void setVarAllocBlockRecords(int, vlArray*[], int, const vlArray* inputs[],
 
 void deleteVarRecords(int, vlArray*[], int, const vlArray* inputs[], const OperationEntry* entry) {
   const RecordRange range = unpackRecordRange(inputs);
-  check(entry, cdf::onVariable(range.variable.file, range.variable.number, DELETE_, zVAR_RECORDS_,
-                               range.first, range.last));
+  check(entry,
+        cdf::deleteRecords(range.variable.file, range.variable.number, range.first, range.last));
 }
 
 void setVarsCacheSize(int, vlArray*[], int, const vlArray* inputs[], const OperationEntry* entry) {

@@ -42,7 +42,7 @@ _CHOICES = """\
 - **Texts** must be char arrays without NUL characters, which would reach the library cut short.
   Whether a name is too long or holds other characters than printable ASCII is the library's to say.
 - **Requests that the bare library cannot judge** are answered in its stead with its own status, in
-  the form of its refusals: names over 256 characters and paths that are over 512 with the
+  the form of its refusals: names over 255 characters and paths that are over 512 with the
   extension (the library cuts them and goes on), record numbers below zero, record 2147483647 and
   beyond, and dimension indices, elements of an entry, and sizes of values and records that 32 bits
   do not count. What merely asks for much is tried: writing record 2000000000 first writes all

@@ -31,9 +31,10 @@ const std::map<std::string, std::string> firstTags = {
     {"hyperPutVarData", ofVariable},
 };
 
-/// Operations that make no request on a file, or one for which nothing stands in.
+/// Operations that make no request on a file, or one for which nothing stands in, or that end it.
 const std::string others =
-    " computeEpoch computeEpoch16 create deleteAttrEntry deleteAttrgEntry epoch16Breakdown "
+    " close delete computeEpoch computeEpoch16 create deleteAttrEntry deleteAttrgEntry "
+    "epoch16Breakdown "
     "epochBreakdown getAttrMaxEntry getAttrMaxgEntry getAttrNum getConstantNames getConstantValue "
     "getLibraryCopyright getLibraryVersion getNumAttrEntries getNumAttrgEntries getValidate "
     "getVarNum setValidate ";
@@ -63,7 +64,7 @@ class BrokenLibraryTest : public SamplesTest {
 };
 
 // The library's warnings are failures like its errors, and the text of -2234 is longer than any
-// that the library promises. A refused close or delete leaves the file registered.
+// that the library promises.
 TEST_F(BrokenLibraryTest, EveryNegativeStatusIsAFailure) {
   EXPECT_GT(failureOf("", -2234).message.size(), 150U);
   for (const long status : {-1L, -1999L, -2000L, -2234L}) {
@@ -76,6 +77,44 @@ TEST_F(BrokenLibraryTest, EveryNegativeStatusIsAFailure) {
           failureOf(sample.operation, status, tag == firstTags.end() ? "failure" : tag->second));
     }
   }
+}
+
+// A close or delete that fails leaves the file registered, but the library has freed the handle.
+TEST_F(BrokenLibraryTest, HandlesThatTheLibraryLetGoOfDoNotReachItAgain) {
+  constexpr long BAD_CDF_ID = -2002, CDF_CLOSE_ERROR = -2055, VAR_DELETE_ERROR = -2089;
+  for (const File file : {file_, empty_}) {
+    call("setChecksum", file, 2.0);
+    EXPECT_EQ(raised("close", file), failureOf("close", CDF_CLOSE_ERROR));
+  }
+  std::filesystem::remove(path("multi.z0"));
+  EXPECT_EQ(raised("delete", multi_), failureOf("delete", VAR_DELETE_ERROR));
+  broken::received.clear();
+  for (const Sample& sample : samples()) {
+    if (sample.inputs.empty() || vlGetClassID(sample.inputs[0].array) != vlUINT64_CLASS) continue;
+    const auto tag = firstTags.find(sample.operation);
+    EXPECT_EQ(
+        raisedWith(sample.operation, sample.inputs),
+        failureOf(sample.operation, BAD_CDF_ID, tag == firstTags.end() ? "failure" : tag->second));
+  }
+  EXPECT_EQ(gateway().unload().size(), 1U);
+  for (const File file : {file_, empty_, multi_}) {
+    EXPECT_EQ(broken::received.count(handleOf(file)), 0U);
+  }
+}
+
+// Some deletes fail and leave the file open.
+TEST_F(BrokenLibraryTest, HandlesThatTheLibraryKeptAreKept) {
+  call("setReadOnlyMode", file_, -1.0);
+  constexpr long READ_ONLY_MODE = -2070;
+  EXPECT_EQ(raised("delete", file_), failureOf("delete", READ_ONLY_MODE));
+  call("setReadOnlyMode", file_, 0.0);
+  call("delete", file_);
+  // One whose file is gone can only be closed.
+  constexpr long CDF_OPEN_ERROR = -2012, NO_MORE_ACCESS = -2077;
+  std::filesystem::remove(path("empty.cdf"));
+  EXPECT_EQ(raised("delete", empty_), failureOf("delete", CDF_OPEN_ERROR));
+  EXPECT_EQ(raised("inquire", empty_), failureOf("inquire", NO_MORE_ACCESS));
+  close(empty_);
 }
 
 TEST_F(BrokenLibraryTest, APositiveStatusIsSuccess) {

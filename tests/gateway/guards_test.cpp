@@ -24,6 +24,27 @@ TEST_F(GuardsTest, EntriesOfMoreElementsThanTheLibraryCounts) {
   close(file);
 }
 
+// Freed records that are small and the last in a file make one that cannot be opened.
+TEST_F(GuardsTest, AFileCanBeOpenedAfterItsLastRecordWasDeleted) {
+  for (const char* operation : {"deleteVar", "deleteVarRecords"}) {
+    for (const double varies : {0.0, -1.0}) {
+      const std::string name = operation + std::to_string(varies);
+      File file = create(name);
+      const double x =
+          numberOf(call("createVar", file, "x", 4.0, 1.0, List{}, varies, List{}).at(0));
+      call("setVarBlockingFactor", file, x, 1.0);
+      call("putVarData", file, x, 0.0, List{}, row<std::int32_t>({17}));
+      if (operation == std::string("deleteVar")) {
+        call("deleteVar", file, x);
+      } else {
+        raised(operation, file, x, 0.0, 0.0);
+      }
+      close(file);
+      close(file = open(name));
+    }
+  }
+}
+
 class PathsTest : public GatewayTest {
  protected:
   /// A path of exactly that length in a folder of long names.

@@ -1,0 +1,223 @@
+// The call fuzzer: sequences of calls from seeds, each in a process and a folder of its own, so
+// that a crash ends one sequence and is told with the call that brought it about.
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <new>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "tests/fuzz/session.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* usage =
+    "Usage: fuzz [--seed N] [--calls N] [--seconds N] [--length N] [--trace]\n"
+    "\n"
+    "Makes sequences of calls, the first from seed N, the next from N + 1 and so on, until "
+    "--calls\n"
+    "or --seconds are reached, and prints what came of it as one JSON object. --length is the "
+    "number\n"
+    "of calls in a sequence, --trace shows each. To repeat a failure: --seed of the failure,\n"
+    "--calls 1 and the same --length. The exit code is 1 if anything failed.\n";
+
+struct Options {
+  std::uint64_t seed = 1;
+  std::uint64_t calls = 100000;
+  std::uint64_t seconds = 1000000;
+  std::uint64_t length = 300;
+  bool trace = false;
+};
+
+/// What a value may ask of the disk and of memory, beyond what the process has at the start.
+constexpr rlim_t mostFileBytes = 4 << 20;
+constexpr rlim_t mostMemory = 2UL << 30;
+/// A sequence takes a fraction of a second.
+constexpr unsigned hangSeconds = 60;
+/// What a sequence ends with that found a fault; a sanitizer ends it with 1.
+constexpr int faultCode = 3;
+
+struct Failure {
+  std::uint64_t seed;
+  std::uint64_t call;
+  std::string what;
+  std::string text;
+};
+
+Options optionsFrom(int argc, char** argv) {
+  Options options;
+  const std::map<std::string, std::uint64_t*> numbers = {{"--seed", &options.seed},
+                                                         {"--calls", &options.calls},
+                                                         {"--seconds", &options.seconds},
+                                                         {"--length", &options.length}};
+  for (int i = 1; i < argc; ++i) {
+    const auto number = numbers.find(argv[i]);
+    if (std::strcmp(argv[i], "--trace") == 0) {
+      options.trace = true;
+    } else if (number != numbers.end() && i + 1 < argc) {
+      *number->second = std::stoull(argv[++i]);
+    } else {
+      std::cerr << usage;
+      std::exit(2);
+    }
+  }
+  return options;
+}
+
+/// The memory that counts for RLIMIT_DATA; what a sanitizer keeps for itself is most of it.
+rlim_t dataBytes() {
+  std::ifstream status("/proc/self/status");
+  for (std::string word; status >> word;) {
+    rlim_t kilobytes = 0;
+    if (word == "VmData:" && status >> kilobytes) return kilobytes * 1024;
+  }
+  return 0;
+}
+
+void limit(decltype(RLIMIT_DATA) resource, rlim_t most) {
+  const rlimit bounds{most, most};
+  setrlimit(resource, &bounds);
+}
+
+/// Runs one sequence and ends the process.
+[[noreturn]] void runSequence(const Options& options, std::uint64_t seed, const fs::path& folder,
+                              const std::vector<Operation>& catalogue, Progress& progress,
+                              Words words) {
+  fs::create_directory(folder);
+  fs::current_path(folder);
+  std::signal(SIGXFSZ, SIG_IGN);
+  limit(RLIMIT_CORE, 0);
+  limit(RLIMIT_FSIZE, mostFileBytes);
+  limit(RLIMIT_DATA, dataBytes() + mostMemory);
+  alarm(hangSeconds);
+  int result = 0;
+  try {
+    SeededChoices choices(seed);
+    vlhost::Plugin gateway(GATEWAY);
+    Session(gateway, catalogue, choices, progress, words).run(options.length);
+    gateway.unload();
+  } catch (const std::exception& fault) {
+    const std::string text = std::string(fault.what()) + ", at: " + progress.current.data();
+    std::snprintf(progress.current.data(), progress.current.size(), "%s", text.c_str());
+    result = faultCode;
+  }
+  std::fflush(stdout);
+  _exit(result);
+}
+
+std::string outcomeOf(int status) {
+  if (WIFSIGNALED(status)) {
+    return WTERMSIG(status) == SIGALRM ? "hang" : "signal " + std::to_string(WTERMSIG(status));
+  }
+  if (WEXITSTATUS(status) == 0) return "";
+  return WEXITSTATUS(status) == faultCode ? "fault" : "exit " + std::to_string(WEXITSTATUS(status));
+}
+
+std::string quoted(const std::string& text) {
+  std::string result = "\"";
+  for (const char c : text) {
+    if (c == '"' || c == '\\') result += '\\';
+    result += c >= ' ' && c <= '~' ? c : '?';
+  }
+  return result + "\"";
+}
+
+void printFailures(const std::vector<Failure>& failures) {
+  std::cout << "  \"failures\": [";
+  for (std::size_t i = 0; i < failures.size(); ++i) {
+    const Failure& failure = failures[i];
+    std::cout << (i == 0 ? "\n" : ",\n") << "    {\"seed\": " << failure.seed
+              << ", \"call\": " << failure.call << ", \"outcome\": " << quoted(failure.what)
+              << ", \"text\": " << quoted(failure.text) << "}";
+  }
+  std::cout << "]\n}\n";
+}
+
+void printFigures(const std::vector<Operation>& catalogue, const Progress& progress) {
+  std::size_t called = 0, succeeded = 0;
+  std::string never;
+  for (std::size_t i = 0; i < catalogue.size(); ++i) {
+    called += progress.succeeded.at(i) + progress.refused.at(i) != 0 ? 1 : 0;
+    succeeded += progress.succeeded.at(i) != 0 ? 1 : 0;
+    if (progress.succeeded.at(i) == 0) never += (never.empty() ? "" : " ") + catalogue[i].name;
+  }
+  std::uint64_t refusedByLibrary = 0;
+  std::string statuses;
+  for (std::size_t i = 0; i < progress.statuses.size(); ++i) {
+    if (progress.statuses.at(i) == 0) continue;
+    refusedByLibrary += progress.statuses.at(i);
+    statuses += (statuses.empty() ? "\"-" : ", \"-") + std::to_string(i) +
+                "\": " + std::to_string(progress.statuses.at(i));
+  }
+  std::cout << "  \"operations_called\": " << called
+            << ",\n  \"operations_succeeded\": " << succeeded
+            << ",\n  \"never_succeeded\": " << quoted(never)
+            << ",\n  \"refused_by_library\": " << refusedByLibrary
+            << ",\n  \"refused_by_gateway\": " << progress.refusedByGateway
+            << ",\n  \"out_of_memory\": " << progress.outOfMemory
+            << ",\n  \"files_verified\": " << progress.filesVerified
+            << ",\n  \"records_verified\": " << progress.recordsVerified
+            << ",\n  \"files_lost_for_known_reasons\": " << progress.filesLost
+            << ",\n  \"statuses\": {" << statuses << "},\n";
+}
+
+}  // namespace
+
+/// Read by the address sanitizer: memory that cannot be had is an answer like any other.
+extern "C" __attribute__((visibility("default"))) const char* __asan_default_options() {
+  return "allocator_may_return_null=1:max_allocation_size_mb=48:quarantine_size_mb=16:detect_stack_"
+         "use_after_return=1:"
+         "handle_abort=1";
+}
+
+int main(int argc, char** argv) {
+  const Options options = optionsFrom(argc, argv);
+  const std::vector<Operation> catalogue = readCatalogue(CATALOGUE, EXTENDED);
+  statusesByText();
+  void* shared =
+      mmap(nullptr, sizeof(Progress), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  Progress& progress = *new (shared) Progress{};
+  std::string name = (fs::temp_directory_path() / "fuzz-XXXXXX").string();
+  const fs::path folder = mkdtemp(name.data());
+
+  using Clock = std::chrono::steady_clock;
+  const auto start = Clock::now();
+  const auto seconds = [&] { return std::chrono::duration<double>(Clock::now() - start).count(); };
+  std::vector<Failure> failures;
+  std::uint64_t seed = options.seed;
+  for (; progress.calls < options.calls && seconds() < static_cast<double>(options.seconds);
+       ++seed) {
+    const auto run = [&](Words words) {
+      progress.current = {};
+      const pid_t child = fork();
+      if (child == 0) runSequence(options, seed, folder / "files", catalogue, progress, words);
+      int status = 0;
+      waitpid(child, &status, 0);
+      fs::remove_all(folder / "files");
+      return outcomeOf(status);
+    };
+    std::string outcome = run(options.trace ? Words::ofAll : Words::none);
+    if (outcome.empty()) continue;
+    // Once more for the words.
+    if (!options.trace) outcome += ", then " + run(Words::ofTheCurrentCall);
+    failures.push_back({seed, progress.sequenceCalls, outcome, progress.current.data()});
+    std::cerr << "seed " << seed << ", call " << progress.sequenceCalls << ": " << outcome << ": "
+              << progress.current.data() << '\n';
+  }
+  fs::remove_all(folder);
+
+  std::cout << "{\n  \"calls\": " << progress.calls << ",\n  \"seconds\": " << seconds()
+            << ",\n  \"calls_per_second\": " << static_cast<double>(progress.calls) / seconds()
+            << ",\n  \"first_seed\": " << options.seed
+            << ",\n  \"sequences\": " << seed - options.seed << ",\n";
+  printFigures(catalogue, progress);
+  printFailures(failures);
+  return failures.empty() ? 0 : 1;
+}
