@@ -58,6 +58,12 @@ vlArray* packUpExtents(const Longs& extents) {
   return row;
 }
 
+vlArray* packUpName(const OperationEntry* entry, const Variable& variable) {
+  NameBuffer name{};
+  check(entry, cdf::onVariable(variable.file, variable.number, GET_, zVAR_NAME_, name.data()));
+  return vlCreateString(name.data());
+}
+
 }  // namespace
 
 void createVar(int, vlArray* outputs[], int, const vlArray* inputs[], const OperationEntry* entry) {
@@ -76,9 +82,9 @@ void inquireVar(int, vlArray* outputs[], int, const vlArray* inputs[],
                 const OperationEntry* entry) {
   const Variable variable = unpackVariable(inputs);
   VariableDescription description = describeVariable(entry, variable, tag::failure);
-  adjustToMajority(inquireMajority(entry, variable.file), description.dimSizes,
+  adjustToMajority(majorityOf(entry, variable, description), description.dimSizes,
                    description.dimVarys);
-  outputs[0] = vlCreateString(description.name.data());
+  outputs[0] = packUpName(entry, variable);
   outputs[1] = packUpDatatype(description.datatype);
   outputs[2] = packUpLong(description.numElements);
   outputs[3] = packUpExtents(description.dimSizes);
@@ -97,9 +103,7 @@ void getVarNum(int, vlArray* outputs[], int, const vlArray* inputs[], const Oper
 void getVarName(int, vlArray* outputs[], int, const vlArray* inputs[],
                 const OperationEntry* entry) {
   const Variable variable = unpackVariable(inputs);
-  NameBuffer name{};
-  check(entry, cdf::onVariable(variable.file, variable.number, GET_, zVAR_NAME_, name.data()));
-  outputs[0] = vlCreateString(name.data());
+  outputs[0] = packUpName(entry, variable);
 }
 
 void renameVar(int, vlArray*[], int, const vlArray* inputs[], const OperationEntry* entry) {

@@ -21,7 +21,7 @@ Longs unpackIndices(int numInputs, const vlArray* inputs[],
                      "dimensions is not zero.");
   }
   Longs indices = numInputs < 4 ? Longs() : unpackVector(inputs[3]);
-  if (indices.size() != description.dimSizes.size()) {
+  if (indices.size() != static_cast<std::size_t>(description.numDims)) {
     vlErrMsgIdAndTxt("VORLAN:tarvik:getVarData:badDimSpec",
                      "The length of the dimension indices argument must equal the number of "
                      "dimensions (%d).",
@@ -74,9 +74,9 @@ void getVarData(int, vlArray* outputs[], int numInputs, const vlArray* inputs[],
   const Variable variable = unpackVariable(inputs);
   const long record = unpackLongScalar(inputs[2]);
   const VariableDescription description =
-      describeVariable(entry, variable, tag::variableInquiryFailure);
+      describeValue(entry, variable, tag::variableInquiryFailure);
   cdf::ValuePlace place{record, unpackIndices(numInputs, inputs, description)};
-  adjustToMajority(inquireMajority(entry, variable.file), place.indices);
+  adjustToMajority(majorityOf(entry, variable, description), place.indices);
 
   const auto dims = arrayDimensions(entry->name, {elementsPerValue(description), 1});
   const vlClassID classId = mapCdfDatatypeToVorlan(description.datatype);
@@ -93,7 +93,7 @@ void getVarRecordData(int, vlArray* outputs[], int, const vlArray* inputs[],
   const VariableDescription description =
       describeVariable(entry, variable, tag::variableInquiryFailure);
   const vlClassID classId = mapCdfDatatypeToVorlan(description.datatype);
-  const long majority = inquireMajority(entry, variable.file);
+  const long majority = majorityOf(entry, variable, description);
 
   const Longs shape = recordDimensions(description, majority);
   const auto dims = arrayDimensions(entry->name, shape);
@@ -115,7 +115,7 @@ void hyperGetVarData(int, vlArray* outputs[], int, const vlArray* inputs[],
   const VariableDescription description =
       describeVariable(entry, variable, tag::variableInquiryFailure);
   checkListLengths(description, slab);
-  const long majority = inquireMajority(entry, variable.file);
+  const long majority = majorityOf(entry, variable, description);
   adjustToMajority(majority, slab.indices, slab.counts, slab.intervals);
   checkCountsFit(slab.counts, description.dimSizes);
 

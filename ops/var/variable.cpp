@@ -13,21 +13,55 @@ Variable unpackVariable(const vlArray* inputs[]) {
   return {file, number};
 }
 
+namespace {
+
+/// `more` is what else to get.
+template <typename... More>
+CDFstatus inquire(VariableDescription& description, More... more) {
+  const Variable& variable = description.variable;
+  return cdf::onVariable(variable.file, variable.number, GET_, zVAR_DATATYPE_,
+                         &description.datatype, zVAR_NUMELEMS_, &description.numElements,
+                         zVAR_NUMDIMS_, &description.numDims, zVAR_RECVARY_, &description.recVary,
+                         zVAR_SPARSERECORDS_, &description.sparseRecords, more...);
+}
+
+template <typename... More>
+void inquireWithMajority(const OperationEntry* entry, const char* step,
+                         VariableDescription& description, More... more) {
+  if (inquire(description, more..., CDF_MAJORITY_, &description.majority) < 0) {
+    description.majority = 0;
+    check(entry, inquire(description, more...), step);
+  }
+}
+
+}  // namespace
+
+NameBuffer VariableDescription::name() const {
+  NameBuffer result{};
+  if (cdf::onVariable(variable.file, variable.number, GET_, zVAR_NAME_, result.data()) < 0) {
+    result[0] = '\0';
+  }
+  return result;
+}
+
 VariableDescription describeVariable(const OperationEntry* entry, const Variable& variable,
                                      const char* step) {
   VariableDescription description;
+  description.variable = variable;
   description.dimSizes.resize(CDF_MAX_DIMS);
   description.dimVarys.resize(CDF_MAX_DIMS);
-  check(entry,
-        cdf::onVariable(variable.file, variable.number, GET_, zVAR_NAME_, description.name.data(),
-                        zVAR_DATATYPE_, &description.datatype, zVAR_NUMELEMS_,
-                        &description.numElements, zVAR_NUMDIMS_, &description.numDims,
-                        zVAR_DIMSIZES_, description.dimSizes.data(), zVAR_RECVARY_,
-                        &description.recVary, zVAR_DIMVARYS_, description.dimVarys.data(),
-                        zVAR_SPARSERECORDS_, &description.sparseRecords),
-        step);
+  inquireWithMajority(entry, step, description, zVAR_DIMSIZES_, description.dimSizes.data(),
+                      zVAR_DIMVARYS_, description.dimVarys.data());
   description.dimSizes.resize(static_cast<std::size_t>(description.numDims));
   description.dimVarys.resize(static_cast<std::size_t>(description.numDims));
+  return description;
+}
+
+VariableDescription describeValue(const OperationEntry* entry, const Variable& variable,
+                                  const char* step) {
+  VariableDescription description;
+  description.variable = variable;
+  inquireWithMajority(entry, step, description);
   return description;
 }
 

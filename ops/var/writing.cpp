@@ -22,10 +22,10 @@ constexpr ValueCountError wrongNumberOfElements{
     "When using putVarData with variable \"%s\", exactly 1 element must be provided."};
 
 void checkIndices(const VariableDescription& description, const Longs& indices) {
-  if (indices.size() != description.dimSizes.size()) {
+  if (indices.size() != static_cast<std::size_t>(description.numDims)) {
     vlErrMsgIdAndTxt("VORLAN:tarvik:putVarData:badDimensionExtent",
                      "CDF variable \"%s\" requires a dimension argument of length %u.",
-                     description.name.data(), static_cast<unsigned>(description.numDims));
+                     description.name().data(), static_cast<unsigned>(description.numDims));
   }
 }
 
@@ -38,7 +38,7 @@ void checkOneRecord(const OperationEntry* entry, const VariableDescription& desc
     vlErrMsgIdAndTxt("VORLAN:tarvik:putVarRecordData:wrongNumberOfElements",
                      "When writing a record to variable \"%s\", exactly %u elements must be "
                      "provided.",
-                     description.name.data(), static_cast<unsigned>(expected));
+                     description.name().data(), static_cast<unsigned>(expected));
   }
 }
 
@@ -64,7 +64,7 @@ void checkHyperslab(const OperationEntry* entry, const VariableDescription& desc
                      "When specifying a dimension count of %s and a record count of %d with "
                      "variable \"%s\", exactly %u elements must be provided.",
                      bracketed(slab.counts).c_str(), static_cast<int>(slab.recordCount),
-                     description.name.data(), static_cast<unsigned>(expected));
+                     description.name().data(), static_cast<unsigned>(expected));
   }
 }
 
@@ -76,8 +76,8 @@ void putVarData(int, vlArray*[], int, const vlArray* inputs[], const OperationEn
   place.record = unpackLongScalar(inputs[2]);
   place.indices = unpackVector(inputs[3]);
   const VariableDescription description =
-      describeVariable(entry, variable, tag::variableInquiryFailure);
-  adjustToMajority(inquireMajority(entry, variable.file), place.indices);
+      describeValue(entry, variable, tag::variableInquiryFailure);
+  adjustToMajority(majorityOf(entry, variable, description), place.indices);
   checkIndices(description, place.indices);
   checkOneValue(description, inputs[4], wrongNumberOfElements);
   checkClass(description, inputs[4], "VORLAN:tarvik:putVarData:datatypeMismatch");
@@ -106,7 +106,7 @@ void hyperPutVarData(int, vlArray*[], int, const vlArray* inputs[], const Operat
   const VariableDescription description =
       describeVariable(entry, variable, tag::variableInquiryFailure);
   checkListLengths(description, slab);
-  adjustToMajority(inquireMajority(entry, variable.file), slab.indices, slab.counts,
+  adjustToMajority(majorityOf(entry, variable, description), slab.indices, slab.counts,
                    slab.intervals);
   checkHyperslab(entry, description, slab, inputs[8]);
   checkClass(description, inputs[8], "VORLAN:tarvik:hyperPutVarData:datatypeMismatch");
