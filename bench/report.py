@@ -34,7 +34,9 @@ what counts are ratios: times depend on the machine, and on what else it does.
 ## Against the library
 
 Each work is done through the gateway, as a host calls it, and by a C++ program that calls the CDF
-library directly: the same inquiries, then the same reading or writing. Speeds are shares of the
+library directly: the same inquiries, then the same reading or writing. (One row is beside the
+whole description of the variable, which programs customarily ask for first; the gateway asks for
+less.) Speeds are shares of the
 direct program's: 1.00 is as fast. "Fresh" reads into memory that was just made, as the gateway must
 for each result; "warm" reads into one buffer again and again. Memory is what a call needs at its
 peak, in copies of the data: reading makes one copy in any case, and characters have 16 bits in the

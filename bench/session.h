@@ -76,8 +76,11 @@ struct Variable {
 long createVariable(CDFid file, const std::string& name, const Variable& variable);
 long createAttribute(CDFid file, const std::string& name, long scope);
 
-/// The inquiries that come before every transfer of values.
+/// The inquiries that customarily come before a transfer of values: the whole description, and the
+/// majority.
 void inquireVariable(CDFid file, long variable);
 void inquireMajority(CDFid file);
+/// What the gateway asks for before it transfers one value, in one request.
+void inquireValue(CDFid file, long variable);
 
 }  // namespace bench

@@ -34,8 +34,6 @@ struct Small {
 };
 
 void transferValue(Small& s, long function) {
-  inquireVariable(s.file.handle(), s.variable);
-  inquireMajority(s.file.handle());
   const long place[] = {2, 5};
   double value = 2.5;
   must(cdf::onVariable(s.file.handle(), s.variable, zVAR_RECNUMBER_, 3L, zVAR_DIMINDICES_, place,
@@ -62,11 +60,25 @@ const SmallCall smallCalls[] = {
     {"read one value",
      "getVarData",
      {&Small::id, &Small::number, &Small::record, &Small::place},
-     [](Small& s) { transferValue(s, GET_); }},
+     [](Small& s) {
+       inquireValue(s.file.handle(), s.variable);
+       transferValue(s, GET_);
+     }},
+    {"read one value, beside the customary inquiry",
+     "getVarData",
+     {&Small::id, &Small::number, &Small::record, &Small::place},
+     [](Small& s) {
+       inquireVariable(s.file.handle(), s.variable);
+       inquireMajority(s.file.handle());
+       transferValue(s, GET_);
+     }},
     {"write one value",
      "putVarData",
      {&Small::id, &Small::number, &Small::record, &Small::place, &Small::value},
-     [](Small& s) { transferValue(s, PUT_); }},
+     [](Small& s) {
+       inquireValue(s.file.handle(), s.variable);
+       transferValue(s, PUT_);
+     }},
     {"read one record of 8 KiB",
      "getVarRecordData",
      {&Small::id, &Small::number, &Small::record},
