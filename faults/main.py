@@ -12,6 +12,7 @@ import subprocess
 import sys
 import tempfile
 import time
+from dataclasses import dataclass
 from pathlib import Path
 
 import damage
@@ -20,10 +21,12 @@ import writers
 
 
 def main():
+    """Make the trials that are named, or all."""
     parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("trials", nargs="*", choices=[[], *TRIALS], help="all without any")
     parser.add_argument("--files", type=Path, required=True, help="the folder of CDF files")
     parser.add_argument("--fuzzer", type=Path, required=True, help="the program that makes calls")
-    parser.add_argument("--trial", action="store_true", help="everything once, as small as it goes")
+    parser.add_argument("--trial", action="store_true", help="as small as it goes")
     options = parser.parse_args()
     files = [path.resolve() for path in sorted(options.files.glob("*.cdf"))]
     files = [path for path in files if path.stat().st_size > 100]
@@ -31,42 +34,52 @@ def main():
     results = {"versions": _versions(), "files": len(files)}
     with tempfile.TemporaryDirectory() as folder:
         os.chdir(folder)  # where the library makes its scratch files
-        for name, trial in _trials(files, folder, options.fuzzer.resolve(), counts).items():
+        given = Given(files, folder, options.fuzzer.resolve())
+        for name in options.trials or TRIALS:
             print(f"{name} ...", file=sys.stderr, flush=True)
             start = time.perf_counter()
-            results[name] = trial()
+            results[name] = TRIALS[name](given, counts.get(name))
             results[name]["seconds"] = time.perf_counter() - start
         os.chdir("/")
     print(json.dumps(results, indent=1))
 
 
+@dataclass(frozen=True)
+class Given:
+    """What the trials are made with."""
+
+    files: list
+    folder: str
+    fuzzer: Path
+
+    def with_own(self):
+        """The files, and one that is made here."""
+        return [*self.files, writers.file_of("plain", Path(self.folder, "own.cdf"))]
+
+
 COUNTS = {
     "calls": 5_000_000,
-    "damaged": 60_000,
+    "in process": 60_000,
     "isolated": 60_000,
     "checksum": 20_000,
+    "opening": 51,
     "killed": 20,
     "full disk": 20,
     "copies": 20,
     "opens": 10_000,
-    "turns": 51,
 }
-
-
-def _trials(files, folder, fuzzer, counts):
-    own = writers.file_of("plain", Path(folder, "own.cdf"))
-    return {
-        "calls": lambda: _fuzz(fuzzer, counts["calls"]),
-        "in process": lambda: damage.in_process(files, counts["damaged"], folder),
-        "isolated": lambda: damage.isolated(files, counts["isolated"], folder),
-        "checksum": lambda: damage.with_checksum([*files, own], counts["checksum"], folder),
-        "opening": lambda: damage.opening(files, counts["turns"]),
-        "killed": lambda: {"kinds": writers.killed(counts["killed"], folder)},
-        "full disk": lambda: {"kinds": writers.full_disk(counts["full disk"], folder)},
-        "copies": lambda: writers.copies(counts["copies"], folder),
-        "opens": lambda: writers.opens(counts["opens"], folder),
-        "two handles": lambda: writers.two_handles(folder),
-    }
+TRIALS = {
+    "calls": lambda given, count: _fuzz(given.fuzzer, count),
+    "in process": lambda given, count: damage.in_process(given.files, count, given.folder),
+    "isolated": lambda given, count: damage.isolated(given.files, count, given.folder),
+    "checksum": lambda given, count: damage.with_checksum(given.with_own(), count, given.folder),
+    "opening": lambda given, count: damage.opening(given.files, count),
+    "killed": lambda given, count: {"kinds": writers.killed(count, given.folder)},
+    "full disk": lambda given, count: {"kinds": writers.full_disk(count, given.folder)},
+    "copies": lambda given, count: writers.copies(count, given.folder),
+    "opens": lambda given, count: writers.opens(count, given.folder),
+    "two handles": lambda given, _count: writers.two_handles(given.folder),
+}
 
 
 def _fuzz(fuzzer, calls):

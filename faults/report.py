@@ -1,7 +1,8 @@
 """Writes docs/reliability.md from the results of one run of the trials.
 
-Usage: report.py RESULTS FOLDER, where RESULTS holds faults.json of faults/main.py, and leaks.txt
-with a line for each test program: its name, its exit code and the bytes that it lost.
+Usage: report.py RESULTS FOLDER, where RESULTS holds what faults/main.py gave, in one file
+NAME.json or several, and leaks.txt with a line for each test program: its name, its exit code and
+the bytes that it lost.
 """
 
 import json
@@ -101,7 +102,9 @@ every operation: each is a clean error, and the next call is right.
 
 def main(results, folder):
     """Write the page into the folder."""
-    faults = json.loads((results / "faults.json").read_text())
+    faults = {}
+    for part in sorted(results.glob("*.json")):
+        faults.update(json.loads(part.read_text()))
     leaks = [line.split(" ") for line in (results / "leaks.txt").read_text().splitlines()]
     opens, copies, twice = faults["opens"], faults["copies"], faults["two handles"]
     slowest = max(seconds for name, seconds in faults["opening"].items() if name != "seconds")
