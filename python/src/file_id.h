@@ -50,6 +50,8 @@ class FileId {
   /// what is no file of its own, where another gateway opened the file.
   const vlArray* inputFor(nb::handle gateway) const;
   const nb::object& gateway() const { return gateway_; }
+  /// For a file in another process, which is closed there.
+  void markClosed() { state_->markClosed(); }
   bool isOpen() const { return state_->isOpen(); }
   nb::str name() const;
   nb::str repr() const;

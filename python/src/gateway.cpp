@@ -103,13 +103,11 @@ nb::object errorsModule() {
   throw nb::python_error();
 }
 
-/// Blames the line of Python that made the call.
 void show(const std::vector<vlhost::Warning>& warnings) {
   if (warnings.empty()) return;
-  const nb::object make = errorsModule().attr("gateway_warning");
-  const nb::object warn = nb::module_::import_("warnings").attr("warn");
+  const nb::object warn = errorsModule().attr("warn");
   for (const vlhost::Warning& warning : warnings) {
-    warn(make(warning.identifier, nb::bytes(warning.message.c_str())));
+    warn(warning.identifier, nb::bytes(warning.message.c_str()));
   }
 }
 
@@ -136,6 +134,8 @@ Gateway::Gateway(const std::string& plugin) : plugin_(load(plugin)) {
   gateways().insert(this);
 }
 
+Gateway::Gateway(nb::object remote) : remote_(std::move(remote)), gone_(true) {}
+
 Gateway::~Gateway() {
   gateways().erase(this);
   shutDown();
@@ -144,6 +144,7 @@ Gateway::~Gateway() {
 
 nb::object Gateway::call(nb::handle self, const nb::args& arguments) {
   const Visit visit;
+  if (remote_.is_valid()) return remote_.attr("call")(self, *arguments);
   try {
     const Inputs inputs(self, arguments);
     Outcome outcome = run(inputs);
@@ -191,7 +192,20 @@ void Gateway::noteClosed(std::uint64_t handle) {
 }
 
 void Gateway::unload() {
-  show(shutDown());
+  const Visit visit;
+  if (remote_.is_valid()) {
+    remote_.attr("unload")();
+  } else {
+    show(shutDown());
+  }
+}
+
+std::uint64_t Gateway::numberOf(const FileId& file, nb::handle gateway, const nb::args& arguments) {
+  try {
+    return handleIn(file.inputFor(gateway));
+  } catch (const vlhost::Error& error) {
+    raise(error, arguments);
+  }
 }
 
 std::vector<vlhost::Warning> Gateway::shutDown() {

@@ -23,6 +23,9 @@ class Gateway {
  public:
   /// Loads the plug-in in that file; what the host refuses there is a CDFError.
   explicit Gateway(const std::string& plugin);
+  /// Stands for a plug-in in another process. Calls and the unloading are left to `remote`, a
+  /// Python object with `call(gateway, *arguments)` and `unload()`.
+  explicit Gateway(nb::object remote);
   ~Gateway();
   Gateway(const Gateway&) = delete;
   Gateway& operator=(const Gateway&) = delete;
@@ -34,6 +37,10 @@ class Gateway {
   /// Takes the plug-in out of the process, which closes the files that are open; a call after it
   /// is an error.
   void unload();
+
+  /// The number that makeFile() was given, or 0 when the file is closed. Raises CDFError for a file
+  /// of another gateway; `arguments` are those of the call.
+  static std::uint64_t numberOf(const FileId& file, nb::handle gateway, const nb::args& arguments);
 
   /// Unloads all gateways when Python ends. Until then every running call is waited for; from then
   /// on a call is an error for the thread that ends Python, and lasts for ever on any other.
@@ -59,6 +66,7 @@ class Gateway {
   void disown();
 
   std::unique_ptr<vlhost::Plugin> plugin_;
+  nb::object remote_;
   /// The open files by handle; guarded by the call lock.
   std::unordered_map<std::uint64_t, std::shared_ptr<FileState>> files_;
   bool inherited_ = false;  ///< Whether the plug-in holds files of a parent process.

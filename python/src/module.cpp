@@ -4,6 +4,7 @@
 
 #include "python/src/file_id.h"
 #include "python/src/gateway.h"
+#include "python/src/shared_memory.h"
 
 #define TARVIK_IMPORT_NUMPY
 #include "python/src/numpy.h"
@@ -87,6 +88,23 @@ void refuseCopy(nb::handle, nb::handle) {
       "copied");
 }
 
+FileId* makeFile(nb::object gateway, std::uint64_t number, const nb::bytes& name) {
+  const std::string bytes(name.c_str(), name.size());
+  return new FileId(std::move(gateway), std::make_shared<pyhost::FileState>(number, bytes));
+}
+
+/// What a gateway is made of whose plug-in is in another process.
+void addRemoteFiles(nb::module_& m) {
+  m.def("make_file", &makeFile, nb::rv_policy::take_ownership,
+        "A file that is open in another process, under a number that is not 0.");
+  m.def("mark_closed", &FileId::markClosed, "Note that the file was closed there.");
+  m.def("number_of", &Gateway::numberOf,
+        "The file's number, 0 for a closed one; file, gateway, then the call's arguments.");
+  m.def("map_memory", &pyhost::mapMemory,
+        "A writable uint8 array over a copy of so many bytes of a memory file, which are read when "
+        "they are looked at; the file must never get smaller.");
+}
+
 }  // namespace
 
 NB_MODULE(_host, m) {
@@ -97,6 +115,7 @@ NB_MODULE(_host, m) {
 
   nb::class_<Gateway>(m, "Gateway", kGatewayDoc)
       .def(nb::init<const std::string&>(), nb::arg("plugin"))
+      .def(nb::init<nb::object>(), nb::arg("remote"))
       .def(
           "call",
           [](nb::handle_t<Gateway> self, const nb::args& arguments) {
@@ -114,6 +133,7 @@ NB_MODULE(_host, m) {
       .def("__repr__", &FileId::repr)
       .def("__reduce_ex__", &refuseCopy);
 
+  addRemoteFiles(m);
   m.def("leave", &Gateway::leave, "Unload all gateways, when Python ends.");
   m.def("before_fork", &Gateway::beforeFork, "Wait for the running call and hold the next ones.");
   m.def("after_fork_in_parent", &Gateway::afterForkInParent, "Let calls go on.");

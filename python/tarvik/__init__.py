@@ -18,22 +18,33 @@ seconds too::
     with tarvik.extended.open("mission.cdf") as file:
         times = tarvik.extended.hyperGetVarData(file, 0, 0, 24, 1, [], [], [])
         parts = tarvik.extended.tt2000Breakdown(times)
+
+`tarvik.Gateway(isolated=True)` has them too, in a process of its own for files from strangers.
 """
 
 import atexit
 import os
+import sys
 
 from tarvik import _host
-from tarvik._errors import CDFError, CDFWarning
+from tarvik._errors import CDFError, CDFProcessError, CDFWarning
 from tarvik._host import FileId, __version__
 
 FileId.__module__ = __name__
 
-_plugins = os.path.join(os.path.dirname(_host.__file__), "lib")
-_exact = _host.Gateway(os.path.join(_plugins, "tarvik.so"))
+_exact = _host.Gateway(os.path.join(os.path.dirname(_host.__file__), "lib", "tarvik.so"))
 call = _exact.call
 
-atexit.register(_host.leave)
+
+def _leave():
+    """Have no call any more, then end the processes of isolated gateways."""
+    _host.leave()
+    isolated = sys.modules.get("tarvik._isolated")
+    if isolated:
+        isolated.leave()
+
+
+atexit.register(_leave)
 os.register_at_fork(
     before=_host.before_fork,
     after_in_parent=_host.after_fork_in_parent,
@@ -47,7 +58,16 @@ from tarvik._operations import make_functions  # noqa: E402
 _made = make_functions(call)
 globals().update(_made)
 
-__all__ = ["CDFError", "CDFWarning", "FileId", "__version__", "call", "constants", *_made]
+__all__ = [
+    "CDFError",
+    "CDFProcessError",
+    "CDFWarning",
+    "FileId",
+    "__version__",
+    "call",
+    "constants",
+    *_made,
+]
 
 
 def __getattr__(name):
@@ -56,8 +76,7 @@ def __getattr__(name):
         raise AttributeError(f"module {__name__!r} has no attribute {name!r}")
     from tarvik._gateway import Gateway
 
-    extended = name == "extended"
-    made = Gateway(os.path.join(_plugins, "tarvik_extended.so")) if extended else Gateway
+    made = Gateway() if name == "extended" else Gateway
     # Threads that ask at the same time get the same one.
     return globals().setdefault(name, made)
 

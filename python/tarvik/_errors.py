@@ -2,11 +2,13 @@
 
 import errno
 import fnmatch
-import functools
 import os
 import re
+import sys
+import warnings
+from functools import lru_cache
 
-__all__ = ["CDFError", "CDFWarning"]
+__all__ = ["CDFError", "CDFProcessError", "CDFWarning"]
 
 
 class CDFError(Exception):
@@ -53,6 +55,14 @@ class CDFError(Exception):
 
     def __reduce__(self):
         return type(self), (self.identifier, self.message, self.operation, self.filename)
+
+
+class CDFProcessError(CDFError):
+    """The process of an isolated gateway ended within a call, or was ended for it.
+
+    The call may have done a part of its work. Files that were open there are lost to the session:
+    what earlier closes wrote is in them. The next call starts a new process.
+    """
 
 
 class CDFWarning(UserWarning):
@@ -126,6 +136,10 @@ _SYSTEM_CODES = {
     PermissionError: errno.EACCES,
 }
 _FILE_OPERATIONS = frozenset({"open", "create"})
+# The modules between a user's line and the gateway.
+_CALLED_BY_USERS = frozenset(
+    {__name__, "tarvik", "tarvik._gateway", "tarvik._isolated", "tarvik._operations"}
+)
 _STATUS_NAME = re.compile(r'(?:CDF library failure|Unable to set zMode to zMODEon2), "(\w+): ')
 
 
@@ -152,35 +166,55 @@ def gateway_error(identifier, message, arguments):
     arguments : tuple
         The operation's name and its inputs, as they were given.
     """
-    operation = _name_of(arguments)
-    filename = arguments[1] if operation in _FILE_OPERATIONS and len(arguments) > 1 else None
     text = message.decode("utf-8", "surrogateescape")
-    error = CDFError(identifier, text, operation, filename)
+    place = (operation_of(arguments), _filename_of(arguments))
+    error = CDFError(identifier, text, *place)
     kind = _kind_of(error)
-    return error if kind is None else _CLASSES[kind](identifier, text, operation, filename)
+    return error if kind is None else _CLASSES[kind](identifier, text, *place)
 
 
-def gateway_warning(identifier, message):
-    """Make the warning that is shown for one of the gateway."""
-    return CDFWarning(message.decode("utf-8", "surrogateescape"), identifier)
+def process_error(identifier, message, arguments):
+    """Make the exception for a call within which an isolated gateway's process ended."""
+    return CDFProcessError(identifier, message, operation_of(arguments), _filename_of(arguments))
 
 
-def _name_of(arguments):
+def warn(identifier, message):
+    """Show a warning of the gateway; it blames the line that called into the package.
+
+    Parameters
+    ----------
+    identifier : str
+    message : bytes
+    """
+    level, frame = 1, sys._getframe()
+    while frame and frame.f_globals.get("__name__") in _CALLED_BY_USERS:
+        level, frame = level + 1, frame.f_back
+    made = CDFWarning(message.decode("utf-8", "surrogateescape"), identifier)
+    warnings.warn(made, stacklevel=level)
+
+
+def operation_of(arguments):
+    """The name of the operation that is called with these arguments, as a text; None for none."""
     name = arguments[0] if arguments else None
     if isinstance(name, bytes):
         name = name.decode("utf-8", "surrogateescape")
     return name if isinstance(name, str) else None
 
 
+def _filename_of(arguments):
+    opens = operation_of(arguments) in _FILE_OPERATIONS and len(arguments) > 1
+    return arguments[1] if opens else None
+
+
 def _kind_of(error):
-    kind = _kind_named(error.status_name or error.tag) or _kind_named(error.identifier)
+    kind = _listed_kind(error.status_name or error.tag, error.identifier)
     return _seen_by_the_system(kind, error) if kind and issubclass(kind, OSError) else kind
 
 
-@functools.lru_cache(maxsize=1024)
-def _kind_named(name):
+@lru_cache
+def _listed_kind(*names):
     for kind, patterns in _KINDS:
-        if any(fnmatch.fnmatchcase(name, pattern) for pattern in patterns):
+        if any(fnmatch.fnmatchcase(name, pattern) for name in names for pattern in patterns):
             return kind
     return None
 

@@ -120,18 +120,18 @@ def describe(path):
     return Content({variable.name: variable for variable in variables}, shared)
 
 
-def entries(file, kind, attribute, numbers):
+def entries(file, kind, attribute, numbers, call=extended.call):
     """Yield number, datatype, elements and value of the entries that there are among these.
 
-    The kind is "g" for those of the file, otherwise empty.
+    The kind is "g" for those of the file, otherwise empty. The call is the file's gateway's.
     """
     for number in numbers:
         place = (file, attribute, number)
         try:
-            datatype, elements = extended.call(f"inquireAttr{kind}Entry", *place)
+            datatype, elements = call(f"inquireAttr{kind}Entry", *place)
         except KeyError:  # there need not be one of each number
             continue
-        yield number, datatype, int(elements), extended.call(f"getAttr{kind}Entry", *place)
+        yield number, datatype, int(elements), call(f"getAttr{kind}Entry", *place)
 
 
 def _plain(datatype, value):

@@ -37,6 +37,9 @@ class CDFError(Exception):
     tag: str
     status_name: str | None
 
+class CDFProcessError(CDFError):
+    """{process_doc}"""
+
 class CDFWarning(UserWarning):
     """{warning_doc}"""
 
@@ -62,7 +65,20 @@ class Gateway:
 
     plugin: str
     constants: Constants
-    def __init__(self, plugin: str | os.PathLike[str]) -> None: ...
+    def __init__(
+        self,
+        plugin: str | os.PathLike[str] | None = None,
+        *,
+        isolated: bool = False,
+        limit: float | None = 60.0,
+    ) -> None: ...
+    def __enter__(self) -> Gateway: ...
+    def __exit__(self, *exception: object) -> None: ...
+    @property
+    def isolated(self) -> bool: ...
+    @property
+    def pid(self) -> int | None: ...
+    def kill(self) -> None: ...
     def call(self, operation: str | bytes, *inputs: Any) -> Any: ...
     def unload(self) -> None: ...
 '''
@@ -73,6 +89,7 @@ def package_stub():
     head = _PACKAGE_HEAD.format(
         families=", ".join(constants.families),
         error_doc=tarvik.CDFError.__doc__,
+        process_doc=tarvik.CDFProcessError.__doc__,
         warning_doc=tarvik.CDFWarning.__doc__,
         file_doc=tarvik.FileId.__doc__,
         call_doc=tarvik.call.__doc__,

@@ -12,13 +12,25 @@ ROOT = Path(__file__).parents[2]
 
 
 @pytest.fixture(scope="session")
-def probe():
-    """A plug-in of the tests, as a gateway of its own; see probe.cpp."""
+def probe_file():
+    """A plug-in of the tests; see probe.cpp."""
     built = Path(_host.__file__).parent / "lib/../tests/python/probe.so"
     plugin = Path(os.environ.get("TARVIK_TEST_PROBE", os.path.realpath(built)))
     if not plugin.exists():
         pytest.skip("the probe plug-in is built with the C++ tests")
-    return _host.Gateway(str(plugin))
+    return str(plugin)
+
+
+@pytest.fixture(scope="session")
+def probe(probe_file):
+    """The plug-in of the tests as a gateway of its own."""
+    return _host.Gateway(probe_file)
+
+
+@pytest.fixture(scope="session", params=["in_process", "isolated"])
+def either_probe(request, probe_file):
+    """The same in this process and in another."""
+    return tarvik.Gateway(probe_file, isolated=request.param == "isolated")
 
 
 @pytest.fixture

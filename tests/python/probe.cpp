@@ -118,6 +118,12 @@ void warn(vlArray* outputs[], Inputs inputs, int) {
   outputs[0] = vlCreateDoubleScalar(1);
 }
 
+/// Frees what is no block when the offset is not 0: the C library ends the process.
+void freeAt(vlArray*[], Inputs inputs, int) {
+  char* const block = static_cast<char*>(std::malloc(64));
+  std::free(block + static_cast<std::ptrdiff_t>(scalar(inputs[0])));
+}
+
 /// Raises the error with the given identifier and message.
 void fail(vlArray*[], Inputs inputs, int) {
   vlErrMsgIdAndTxt(vlArrayToString(inputs[0]), "%s", vlArrayToString(inputs[1]));
@@ -127,10 +133,10 @@ constexpr struct {
   const char* name;
   Handler handler;
 } kOperations[] = {
-    {"describe", describe}, {"echo", echo},   {"characters", characters},
-    {"cell", cell},         {"open", open},   {"close", close},
-    {"use", use},           {"sleep", sleep}, {"warn", warn},
-    {"fail", fail},
+    {"describe", describe}, {"echo", echo},     {"characters", characters},
+    {"cell", cell},         {"open", open},     {"close", close},
+    {"use", use},           {"sleep", sleep},   {"warn", warn},
+    {"fail", fail},         {"freeAt", freeAt},
 };
 
 }  // namespace

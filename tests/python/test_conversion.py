@@ -90,17 +90,17 @@ def same(found, expected):
 
 
 @pytest.mark.parametrize(("value", "name", "dims", "returned"), INPUTS, ids=described(INPUTS))
-def test_inputs_and_outputs(probe, value, name, dims, returned):
-    found_name, found_dims, _ = probe.call("describe", value)
+def test_inputs_and_outputs(either_probe, value, name, dims, returned):
+    found_name, found_dims, _ = either_probe.call("describe", value)
     assert found_name == name
     assert tuple(np.ravel(found_dims)) == dims
-    assert same(probe.call("echo", value), returned)
+    assert same(either_probe.call("echo", value), returned)
 
 
 @pytest.mark.parametrize(("value", "kind", "words"), REFUSED, ids=described(REFUSED))
-def test_refused_inputs(probe, value, kind, words):
+def test_refused_inputs(either_probe, value, kind, words):
     with pytest.raises(kind) as caught:
-        probe.call("describe", 1, value)
+        either_probe.call("describe", 1, value)
     assert not hasattr(caught.value, "identifier")
     assert "describe: input 2" in str(caught.value)
     assert words in str(caught.value)
@@ -141,18 +141,18 @@ def test_outputs_own_the_memory_of_the_host(probe):
     assert np.all(part == 9)
 
 
-def test_outputs_of_other_forms(probe):
-    assert probe.call("echo") is None
-    assert probe.call("echo", 1, "a", True) == (1.0, "a", True)
-    assert len(probe.call("echo", *range(8))) == 8
-    number, text, values, unset = probe.call("cell", 1, "a", F_ORDER)
+def test_outputs_of_other_forms(either_probe):
+    assert either_probe.call("echo") is None
+    assert either_probe.call("echo", 1, "a", True) == (1.0, "a", True)
+    assert len(either_probe.call("echo", *range(8))) == 8
+    number, text, values, unset = either_probe.call("cell", 1, "a", F_ORDER)
     assert (number, text, unset) == (1.0, "a", None)
     gc.collect()
     assert same(values, F_ORDER)
 
 
-def test_characters_are_bytes_however_they_were_widened(probe):
+def test_characters_are_bytes_however_they_were_widened(either_probe):
     codes = np.array([[0xFFE9, 0xE9, 0x41, 0]], float)
-    assert probe.call("characters", codes) == "\udce9\udce9A\0"
-    column = probe.call("characters", codes.T)
+    assert either_probe.call("characters", codes) == "\udce9\udce9A\0"
+    column = either_probe.call("characters", codes.T)
     assert same(column, np.array([[b"\xe9"], [b"\xe9"], [b"A"], [b""]]))

@@ -30,9 +30,9 @@ KINDS = [
 
 
 @pytest.mark.parametrize(("identifier", "message", "kind"), KINDS)
-def test_kinds(probe, identifier, message, kind):
+def test_kinds(either_probe, identifier, message, kind):
     with pytest.raises(tarvik.CDFError) as caught:
-        probe.call("fail", f"VORLAN:tarvik:{identifier}", message)
+        either_probe.call("fail", f"VORLAN:tarvik:{identifier}", message)
     error = caught.value
     assert str(error) == error.message == message
     assert error.identifier == f"VORLAN:tarvik:{identifier}"
@@ -88,12 +88,12 @@ def test_calls_that_are_none():
         assert (caught.value.tag, caught.value.operation) == (tag, operation)
 
 
-def test_warnings_blame_the_caller(probe):
+def test_warnings_blame_the_caller(either_probe):
     with pytest.warns(tarvik.CDFWarning, match="^look out$") as caught:
-        assert probe.call("warn", "look out") == 1
+        assert either_probe.call("warn", "look out") == 1
     assert caught[0].message.identifier == "PROBE:warning"
     assert caught[0].filename == __file__
     with warnings.catch_warnings():
         warnings.simplefilter("error")
         with pytest.raises(tarvik.CDFWarning):
-            probe.call("warn", "look out")
+            either_probe.call("warn", "look out")

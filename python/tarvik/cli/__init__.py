@@ -9,7 +9,7 @@ from pathlib import Path
 import click
 
 from tarvik import __version__, call
-from tarvik.cli.commands import COMMANDS
+from tarvik.cli.commands import COMMANDS, in_process
 from tarvik.cli.errors import INTERRUPTED, NO_READER, WRONG_FILE, Failure, complain
 from tarvik.cli.plot import plot
 from tarvik.cli.text import visible
@@ -127,7 +127,8 @@ def _shown(command):
 @tarvik.command()
 @click.argument("files", nargs=-1, required=True, metavar="FILE...")
 @_shown
-def show(files, names, as_json):
+@in_process
+def show(files, names, as_json, in_process):
     """Show what is in CDF files: facts, attributes, variables.
 
     \b
@@ -144,12 +145,18 @@ def show(files, names, as_json):
     are the strings "NaN", "Infinity" and "-Infinity"; a byte that is no UTF-8 is an escape as in
     \\xe9.
 
+    Files are read in a process of its own: one that crashes the CDF library is refused like others
+    that it cannot read.
+
     The exit code is 0 when all was shown, 2 for wrong usage, 3 for a file that is missing or
     unreadable, 4 when the CDF library refused.
     """
+    from tarvik.cli.gateway import for_strangers
+
+    gateway = for_strangers(in_process)
     from tarvik.cli.show import show_files
 
-    return partial(show_files, files, names, as_json, complain)
+    return partial(show_files, files, names, as_json, complain, gateway)
 
 
 @tarvik.command()

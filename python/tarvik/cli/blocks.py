@@ -6,7 +6,7 @@ the characters of a text or the two numbers of a `cdf_epoch16`. All values go th
 
 import numpy as np
 
-from tarvik import extended
+from tarvik.cli.gateway import call
 from tarvik.cli.model import as_array
 
 BLOCK_BYTES = 8 << 20
@@ -21,7 +21,7 @@ def blocks(records, bytes_each, limit=BLOCK_BYTES):
 
 def read(file, variable, records):
     """Read a range of records, which must not be empty."""
-    raw = extended.call("hyperGetVarData", file, variable.number, *_place(variable, records))
+    raw = call("hyperGetVarData", file, variable.number, *_place(variable, records))
     shape = (*variable.item, *_extents(variable), len(records))
     return as_array(raw).reshape(shape, order="F").transpose(_axes(variable))
 
@@ -29,7 +29,7 @@ def read(file, variable, records):
 def write(file, variable, records, values):
     """Write a range of records."""
     raw = np.asfortranarray(values.transpose(np.argsort(_axes(variable))))
-    extended.call("hyperPutVarData", file, variable.number, *_place(variable, records), raw)
+    call("hyperPutVarData", file, variable.number, *_place(variable, records), raw)
 
 
 def bits(values):

@@ -5,14 +5,13 @@ from dataclasses import asdict, dataclass
 
 import numpy as np
 
-from tarvik import CDFError, constants, extended
+from tarvik import CDFError, constants
 from tarvik.cli import blocks, model
 from tarvik.cli.errors import DONE, FOUND, Failure
 from tarvik.cli.files import opened
+from tarvik.cli.gateway import call, using
 from tarvik.cli.progress import progress
 from tarvik.cli.text import counted, for_json, undecoded, visible
-
-call = extended.call
 
 
 @dataclass(frozen=True)
@@ -23,12 +22,17 @@ class Remark:
     what: str
 
 
-def check_files(files, as_json):
+def check_files(files, as_json, gateway=None):
     """Check files on stdout; return 0 when all are clean, 1 when not, more for a failure.
 
+    They go through the gateway, which is unloaded at the end; without one they go the usual way.
     The library verifies the checksum of a file that has one when it opens it with validation.
     """
-    extended.setValidate(constants.VALIDATEFILEON)
+    with using(gateway):
+        return _check_files(files, as_json)
+
+
+def _check_files(files, as_json):
     documents = []
     code = DONE
     for path in files:
@@ -47,6 +51,8 @@ def check_files(files, as_json):
 
 
 def _document(path):
+    # The process for it may be a new one.
+    call("setValidate", constants.VALIDATEFILEON)
     with opened(path) as file:
         variables, attributes = map(int, call("inquire", file)[3:])
         checksum = call("getChecksum", file)

@@ -6,12 +6,11 @@ the reason as its "problem", and None where there is nothing to tell.
 
 import os
 
-from tarvik import CDFError, extended
+from tarvik import CDFError
 from tarvik.cli import values
 from tarvik.cli.errors import NoSuchVariableError
 from tarvik.cli.files import path_on_disk, refuse_what_is_no_file
-
-call = extended.call
+from tarvik.cli.gateway import call
 
 MAX_ROWS = 10
 

@@ -31,6 +31,10 @@ class ImpossibleError(Exception):
     """What was asked for cannot be done with this file."""
 
 
+class CrashError(ImpossibleError):
+    """The process that read the file ended."""
+
+
 class NoSuchVariableError(ImpossibleError):
     """A variable that was asked for is not in the file."""
 

@@ -4,8 +4,8 @@ import os
 import stat
 from contextlib import contextmanager
 
-from tarvik import extended
 from tarvik.cli.errors import about
+from tarvik.cli.gateway import call
 
 
 @contextmanager
@@ -13,7 +13,7 @@ def opened(path):
     """Open a file; errors of what is done with it are about this file."""
     with about(path):
         refuse_what_is_no_file(path)
-        with extended.call("open", os.fsencode(path)) as file:
+        with call("open", os.fsencode(path)) as file:
             yield file
 
 

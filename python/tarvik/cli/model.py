@@ -8,10 +8,8 @@ from dataclasses import dataclass, field
 
 import numpy as np
 
-from tarvik import extended
 from tarvik._reader import TEXTS, entries
-
-call = extended.call
+from tarvik.cli.gateway import call
 
 NO_COMPRESSION = ("NO_COMPRESSION", None)
 NO_SPARSE = "NO_SPARSERECORDS"
@@ -205,7 +203,7 @@ def read_attribute(file, number):
 
 
 def _entries(file, attribute, of_variable, last):
-    found = entries(file, "" if of_variable else "g", attribute, range(last + 1))
+    found = entries(file, "" if of_variable else "g", attribute, range(last + 1), call)
     for number, datatype, elements, value in found:
         value = as_array(value)
         if datatype in TEXTS:

@@ -4,12 +4,13 @@ import json
 
 from tarvik import CDFError
 from tarvik.cli.content import read_file
-from tarvik.cli.errors import NoSuchVariableError
+from tarvik.cli.errors import ImpossibleError
+from tarvik.cli.gateway import using
 from tarvik.cli.render import Printer
 from tarvik.cli.text import for_json
 
 
-def show_files(files, names, as_json, complain):
+def show_files(files, names, as_json, complain, gateway=None):
     """Show files on stdout.
 
     Parameters
@@ -20,19 +21,26 @@ def show_files(files, names, as_json, complain):
     as_json : bool
     complain : callable
         Called with a file and the error that kept it from being shown; gives an exit code.
+    gateway : tarvik.Gateway, optional
+        What the files go through; it is unloaded at the end.
 
     Returns
     -------
     int
         0, or the highest code that a complaint gave.
     """
+    with using(gateway):
+        return _show_files(files, names, as_json, complain)
+
+
+def _show_files(files, names, as_json, complain):
     printer = Printer()
     documents = []
     code = 0
     for file in files:
         try:
             content = read_file(file, names)
-        except (CDFError, OSError, NoSuchVariableError) as error:
+        except (CDFError, OSError, ImpossibleError) as error:
             code = max(code, complain(file, error))
             continue
         documents.append(content)

@@ -2,9 +2,9 @@
 
 import numpy as np
 
-from tarvik import extended
 from tarvik._reader import TEXTS
 from tarvik.cli import times
+from tarvik.cli.gateway import call
 
 _MAX_VALUES = 1_000_000
 
@@ -30,9 +30,7 @@ def of_first_records(file, variable, records):
     if records == 0:
         return {"values": [], "times": None}
     zeros, ones = [0] * len(dimensions), [1] * len(dimensions)
-    raw = extended.call(
-        "hyperGetVarData", file, variable["number"], 0, records, 1, zeros, dimensions, ones
-    )
+    raw = call("hyperGetVarData", file, variable["number"], 0, records, 1, zeros, dimensions, ones)
     datatype = variable["datatype"]
     shape = (*dimensions, records)
     if datatype in TEXTS:
