@@ -46,11 +46,8 @@ def isolated(files, count, folder):
     with tarvik.Gateway(plugin=extended.plugin, isolated=True, limit=10) as gateway:
         for file, seed, words, path in damaged_copies(files, count, folder):
             reading = Reading(gateway, path)
-            died += [
-                _describe(file, seed, words, "died", problem)
-                for problem in reading.problems
-                if "CDF library failure" not in problem
-            ][:1]
+            if reading.died:
+                died.append(_describe(file, seed, words, "ended", reading.died))
     return {"count": count, "died": died}
 
 

@@ -26,11 +26,12 @@ def main():
     parser.add_argument("trials", nargs="*", choices=[[], *TRIALS], help="all without any")
     parser.add_argument("--files", type=Path, required=True, help="the folder of CDF files")
     parser.add_argument("--fuzzer", type=Path, required=True, help="the program that makes calls")
+    parser.add_argument("--count", type=int, help="of each trial, instead of the usual number")
     parser.add_argument("--trial", action="store_true", help="as small as it goes")
     options = parser.parse_args()
     files = [path.resolve() for path in sorted(options.files.glob("*.cdf"))]
     files = [path for path in files if path.stat().st_size > 100]
-    counts = dict.fromkeys(COUNTS, 1) if options.trial else COUNTS
+    count = 1 if options.trial else options.count
     results = {"versions": _versions(), "files": len(files)}
     with tempfile.TemporaryDirectory() as folder:
         os.chdir(folder)  # where the library makes its scratch files
@@ -38,7 +39,7 @@ def main():
         for name in options.trials or TRIALS:
             print(f"{name} ...", file=sys.stderr, flush=True)
             start = time.perf_counter()
-            results[name] = TRIALS[name](given, counts.get(name))
+            results[name] = TRIALS[name](given, count or COUNTS.get(name))
             results[name]["seconds"] = time.perf_counter() - start
         os.chdir("/")
     print(json.dumps(results, indent=1))

@@ -4,7 +4,7 @@ import hashlib
 import math
 
 import numpy as np
-from tarvik import CDFError
+from tarvik import CDFError, CDFProcessError
 
 _WIDEST = 16  # bytes of a value
 _BLOCK = 8 << 20
@@ -30,6 +30,8 @@ class Reading:
     opened : bool
     problems : list of str
         The texts of the errors.
+    died : str
+        What was said of the end of the gateway's process, if it has one and it ended.
     digest : str
         Of all that was read; files with the same content have the same.
     """
@@ -38,6 +40,7 @@ class Reading:
         self._gateway = gateway
         self._hash = hashlib.sha256()
         self.problems = []
+        self.died = ""
         file = self._ask("open", path)
         self.opened = file is not None
         if self.opened:
@@ -51,6 +54,8 @@ class Reading:
             outputs = self._gateway.call(operation, *arguments)
         except CDFError as error:
             self.problems.append(str(error))
+            if isinstance(error, CDFProcessError) and not self.died:
+                self.died = str(error)
             return None
         if operation != "open":
             self._hash.update(_as_bytes(outputs))

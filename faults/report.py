@@ -251,7 +251,7 @@ def _full(kinds):
         ]
         for kind in kinds
     ]
-    return table(["", "reported", "silent", "earlier records left"], rows)
+    return table(["", "reported", "silent", "earlier records left, without validation"], rows)
 
 
 if __name__ == "__main__":

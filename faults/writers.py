@@ -41,11 +41,17 @@ def _killed(kind, times, folder):
         result["changed"] += path.read_bytes() != before.read_bytes()
         count, why = writing.readable(path, earlier)
         result["readable"].append(count / earlier)
-        extended.setValidate(constants.VALIDATEFILEOFF)
-        result["unvalidated"].append(writing.readable(path, earlier)[0] / earlier)
-        extended.setValidate(constants.VALIDATEFILEON)
+        result["unvalidated"].append(_left_of(path, earlier))
         result["why"].append(why)
     return result
+
+
+def _left_of(path, earlier):
+    """The share of the records that can be read without validation."""
+    extended.setValidate(constants.VALIDATEFILEOFF)
+    share = writing.readable(path, earlier)[0] / earlier
+    extended.setValidate(constants.VALIDATEFILEON)
+    return share
 
 
 def file_of(kind, path):
@@ -97,7 +103,7 @@ def _full_disk(mode, kind, steps, folder):
         else:
             result["reported"][word] = result["reported"].get(word, 0) + 1
             if earlier:
-                result["kept"].append(writing.readable(path, earlier)[0] / earlier)
+                result["kept"].append(_left_of(path, earlier))
     return result
 
 
