@@ -10,6 +10,7 @@ from dataclasses import dataclass, field
 import numpy as np
 
 from tarvik import extended
+from tarvik._order import to_reader
 from tarvik.cli.times import as_text
 from tarvik.times import to_datetime64
 
@@ -228,15 +229,11 @@ def _read_runs(path, variable, runs):
 
 def _turned(variable, raw, counts, records):
     """From the gateway's order, with records last, to that of a reader in C."""
-    if isinstance(raw, str):
-        raw = np.frombuffer(raw.encode("utf-8", "surrogateescape"), "S1")
-    elif variable.datatype == "cdf_epoch16":
+    if variable.datatype == "cdf_epoch16":
         raw = _halves_joined(raw)
-    lead = (variable.stored.itemsize,) if variable.datatype in TEXTS else ()
-    cells = np.reshape(raw, (*lead, *counts, records), order="F")
-    axes = list(range(len(lead), cells.ndim - 1))[:: -1 if variable.row_major else 1]
-    cells = cells.transpose(cells.ndim - 1, *axes, *range(len(lead)))
-    return np.ascontiguousarray(cells).view(variable.stored)[..., 0] if lead else cells
+    item = (variable.stored.itemsize,) if variable.datatype in TEXTS else ()
+    cells = to_reader(raw, item, counts, records, variable.row_major)
+    return np.ascontiguousarray(cells).view(variable.stored)[..., 0] if item else cells
 
 
 def _halves_joined(raw):

@@ -6,8 +6,8 @@ the characters of a text or the two numbers of a `cdf_epoch16`. All values go th
 
 import numpy as np
 
+from tarvik._order import to_gateway, to_reader
 from tarvik.cli.gateway import call
-from tarvik.cli.model import as_array
 
 BLOCK_BYTES = 8 << 20
 
@@ -22,13 +22,12 @@ def blocks(records, bytes_each, limit=BLOCK_BYTES):
 def read(file, variable, records):
     """Read a range of records, which must not be empty."""
     raw = call("hyperGetVarData", file, variable.number, *_place(variable, records))
-    shape = (*variable.item, *_extents(variable), len(records))
-    return as_array(raw).reshape(shape, order="F").transpose(_axes(variable))
+    return to_reader(raw, variable.item, _extents(variable), len(records), variable.row_major)
 
 
 def write(file, variable, records, values):
     """Write a range of records."""
-    raw = np.asfortranarray(values.transpose(np.argsort(_axes(variable))))
+    raw = to_gateway(values, variable.item, variable.row_major)
     call("hyperPutVarData", file, variable.number, *_place(variable, records), raw)
 
 
@@ -52,13 +51,3 @@ def _place(variable, records):
 def _extents(variable):
     """The dimensions as the gateway has them."""
     return variable.dimensions[::-1] if variable.row_major else variable.dimensions
-
-
-def _axes(variable):
-    """Which axes of the gateway's array become those of ours."""
-    first = len(variable.item)
-    last = first + len(variable.dimensions)
-    dimensions = range(first, last)
-    if variable.row_major:
-        dimensions = reversed(dimensions)
-    return (last, *dimensions, *range(first))

@@ -6,6 +6,7 @@ from functools import cached_property
 import numpy as np
 
 from tarvik import extended
+from tarvik._order import as_array
 from tarvik.cli import blocks, model, times
 from tarvik.cli.errors import say
 from tarvik.cli.text import visible
@@ -111,7 +112,7 @@ def blank_values(file, variable, kinds):
     if "fill" in kinds:
         try:
             attribute = extended.getAttrNum(file, "FILLVAL")
-            fill = model.as_array(extended.getAttrEntry(file, attribute, variable.number))
+            fill = as_array(extended.getAttrEntry(file, attribute, variable.number))
         except KeyError:
             fill = np.empty(0)
         if fill.size == variable.pad.size and fill.dtype.kind in "iuf":

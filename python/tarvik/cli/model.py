@@ -8,6 +8,7 @@ from dataclasses import dataclass, field
 
 import numpy as np
 
+from tarvik._order import as_array
 from tarvik._reader import TEXTS, entries
 from tarvik.cli.gateway import call
 
@@ -179,13 +180,6 @@ def compression_inputs(compression):
     """A compression as the operations that set one take it."""
     kind, level = compression
     return [constant(kind)] if level is None else [constant(kind), level]
-
-
-def as_array(value):
-    """A value of the gateway as an array; characters one by one."""
-    if isinstance(value, str):
-        return np.frombuffer(value.encode("utf-8", "surrogateescape"), "S1")
-    return np.asarray(value)
 
 
 def _compression(outputs):
