@@ -211,23 +211,38 @@ std::uint64_t Gateway::numberOf(const FileId& file, nb::handle gateway, const nb
 std::vector<vlhost::Warning> Gateway::shutDown() {
   const Turn turn;
   if (std::exchange(gone_, true)) return {};
-  std::vector<vlhost::Warning> warnings = inherited_ ? closeOwnFiles() : plugin_->unload();
+  std::vector<vlhost::Warning> warnings;
+  if (!files_.empty()) {
+    warnings.push_back({"VORLAN:tarvik:closingFileHandle", "Closing open CDF file handles."});
+  }
+  closeFiles(warnings);
+  if (!inherited_) unloadPlugin(warnings);
   for (auto& file : files_) file.second->markClosed();
   files_.clear();
   return warnings;
 }
 
-std::vector<vlhost::Warning> Gateway::closeOwnFiles() {
+void Gateway::closeFiles(std::vector<vlhost::Warning>& warnings) {
   const vlhost::Array close = vlhost::text("close");
   for (auto& file : files_) {
     try {
       plugin_->call({close.get(), file.second->input()}, 0);
-    } catch (const vlhost::Error&) {
-      continue;  // one file that fails does not keep the others open
+    } catch (const vlhost::Error& error) {  // does not keep the others open
+      warnings.push_back({"VORLAN:fileNotClosed", "The file \"" + file.second->name() +
+                                                      "\" could not be closed, and what was "
+                                                      "written to it may be lost: " +
+                                                      error.what()});
     }
   }
-  if (files_.empty()) return {};
-  return {{"VORLAN:tarvik:closingFileHandle", "Closing open CDF file handles."}};
+}
+
+void Gateway::unloadPlugin(std::vector<vlhost::Warning>& warnings) {
+  for (vlhost::Warning& warning : plugin_->unload()) {
+    // What it says of files that could not be closed is said already.
+    if (warnings.empty() || warning.identifier != warnings.front().identifier) {
+      warnings.push_back(std::move(warning));
+    }
+  }
 }
 
 void Gateway::leave() {

@@ -62,7 +62,9 @@ class Gateway {
   std::shared_ptr<FileState> noteFiles(const Inputs& inputs, const vlhost::Result& result);
   void noteClosed(std::uint64_t handle);
   std::vector<vlhost::Warning> shutDown();
-  std::vector<vlhost::Warning> closeOwnFiles();
+  /// Closes the files one by one, as the plug-in would do when it goes, to tell which could not be.
+  void closeFiles(std::vector<vlhost::Warning>& warnings);
+  void unloadPlugin(std::vector<vlhost::Warning>& warnings);
   void disown();
 
   std::unique_ptr<vlhost::Plugin> plugin_;

@@ -273,3 +273,18 @@ def test_a_forked_child_leaves_the_files_of_its_parent_alone(tmp_path):
     assert written(tmp_path / "parent.cdf") == [0, 7, 2]
     for turn in range(10):
         assert written(tmp_path / f"child{turn}.cdf") == [0, 1, 2]
+
+
+def test_a_file_that_cannot_be_closed_at_the_end_is_named(tmp_path):
+    program = """
+    import resource, signal
+    signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+    whole, lost = make("whole.cdf"), make("lost.cdf")
+    call("close", whole)
+    resource.setrlimit(resource.RLIMIT_FSIZE, (1000, 1000))
+    """
+    done = run_python(WRITE + program, tmp_path)
+    first, second = done.stderr.splitlines()
+    assert first == "sys:1: CDFWarning: Closing open CDF file handles."
+    assert second.startswith('sys:1: CDFWarning: The file "lost.cdf" could not be closed')
+    assert "CLOSE_ERROR" in second
