@@ -22,8 +22,8 @@ constexpr CDFstatus BAD_DIM_SIZE = -2004;
 constexpr CDFstatus BAD_DIM_INDEX = -2005;
 constexpr CDFstatus BAD_REC_NUM = -2009;
 constexpr CDFstatus BAD_NUM_ELEMS = -2011;
+constexpr CDFstatus CDF_OPEN_ERROR = -2012;
 constexpr CDFstatus BAD_ALLOCATE_RECS = -2015;
-
 constexpr CDFstatus BAD_CACHE_SIZE = -2063;
 constexpr CDFstatus CANNOT_ALLOCATE_RECORDS = -2103;
 
@@ -43,10 +43,17 @@ bool endsWith(std::string_view text, std::string_view end) {
 
 constexpr std::string_view extension = ".cdf";
 
+bool hasExtension(const std::string& path) {
+  return endsWith(path, extension) || endsWith(path, ".CDF");
+}
+
+bool exists(const std::string& path) {
+  return access(path.c_str(), F_OK) == 0;
+}
+
 /// The library appends its extension to a path that ends in neither spelling of it.
 bool fitsWithExtension(const std::string& path) {
-  const bool hasExtension = endsWith(path, extension) || endsWith(path, ".CDF");
-  return path.size() + (hasExtension ? 0 : extension.size()) <= CDF_PATHNAME_LEN;
+  return path.size() + (hasExtension(path) ? 0 : extension.size()) <= CDF_PATHNAME_LEN;
 }
 
 }  // namespace
@@ -60,20 +67,25 @@ CDFstatus judgePathToCreate(const std::string& path) {
 // A longer path is cut and the file with the cut name opened, with status 0. A path without the
 // extension may name a file as it stands.
 CDFstatus judgePathToOpen(const std::string& path) {
-  const bool named = path.size() <= CDF_PATHNAME_LEN && access(path.c_str(), F_OK) == 0;
+  const bool named = path.size() <= CDF_PATHNAME_LEN && exists(path);
   return named || fitsWithExtension(path) ? allowed : CDF_NAME_TRUNC;
 }
 
 // Seen in this order, whichever of the names was asked for.
 std::string fileToOpen(const std::string& path) {
-  const bool hasExtension = endsWith(path, ".cdf") || endsWith(path, ".CDF");
-  const std::string stem = hasExtension ? path.substr(0, path.size() - extension.size()) : path;
+  const std::string stem =
+      hasExtension(path) ? path.substr(0, path.size() - extension.size()) : path;
   for (const char* end : {".cdf", ".CDF"}) {
-    if (access((stem + end).c_str(), F_OK) == 0) {
+    if (exists(stem + end)) {
       return stem + end;
     }
   }
   return path;
+}
+
+// Where x.cdf and x.CDF lie side by side, both names open x.cdf.
+CDFstatus judgeFileToOpen(const std::string& path, const std::string& opened) {
+  return opened != path && hasExtension(path) && exists(path) ? CDF_OPEN_ERROR : allowed;
 }
 
 // A name of 256 characters has no end where the library keeps it: the file cannot be opened again
@@ -162,6 +174,14 @@ CDFstatus judgeAllocation(long last, long sparseRecords) {
 bool needRoomBehind(long allocatedRecords) {
   constexpr long leastBytes = 16;
   return allocatedRecords > 0 && allocatedRecords < leastBytes;
+}
+
+// The library copies a file that it begins to compress as a whole up to its end, where it has not
+// written yet what was allocated and holds no record. That fails (-2074) and loses the file where
+// this part begins before a multiple of 131072 bytes and ends behind it: 1001 records of 256 bytes
+// and, of a second variable, one of 64. An attribute at the end is written as it is made.
+bool needsWrittenEnd(long compressionBefore, long compression) {
+  return compressionBefore == NO_COMPRESSION && compression != NO_COMPRESSION;
 }
 
 // With one buffer, the records of a compressed variable, or of one with sparse records, cannot be

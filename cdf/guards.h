@@ -15,6 +15,8 @@ struct VariableShape;
 CDFstatus judgePathToOpen(const std::string& path);
 /// The file that the library opens for a path.
 std::string fileToOpen(const std::string& path);
+/// Whether a path may be opened for which the library opens the file `opened`.
+CDFstatus judgeFileToOpen(const std::string& path, const std::string& opened);
 CDFstatus judgePathToCreate(const std::string& path);
 CDFstatus judgeVariableName(const std::string& name);
 CDFstatus judgeAttributeName(const std::string& name);
@@ -29,6 +31,8 @@ CDFstatus judgeAllocation(long last, long sparseRecords);
 CDFstatus judgeStageCacheSize(long buffers);
 /// Whether so many records, once freed, may not lie at the end of the file.
 bool needRoomBehind(long allocatedRecords);
+/// Whether a change of a file's compression reads all of the file.
+bool needsWrittenEnd(long compressionBefore, long compression);
 /// The interval to use in reading a variable whose records are all the same one.
 long intervalOfOneRecord(long interval);
 CDFstatus judgeDimensions(const Longs& indices, const Longs& counts, const Longs& intervals);

@@ -37,22 +37,26 @@ CDFstatus welcome(CDFstatus status, const CDFid* file) {
   return status;
 }
 
-/// Makes a request that frees records of the variable, with an attribute behind them for as long as
-/// that takes where they must not be the last in the file.
+/// Makes a request with an attribute at the end of the file for as long as that takes.
 template <typename Request>
-CDFstatus withRoomBehind(CDFid file, long variable, Request request) {
-  long records = 0, attribute = 0;
-  const CDFstatus known = onVariable(file, variable, GET_, zVAR_NUMallocRECS_, &records);
-  if (known < 0 || !needRoomBehind(records)) {
-    return request();
-  }
+CDFstatus withAttributeBehind(CDFid file, Request request) {
+  long attribute = 0;
   const CDFstatus made =
-      onFile(file, CREATE_, ATTR_, "room behind freed records", VARIABLE_SCOPE, &attribute);
+      onFile(file, CREATE_, ATTR_, "room behind all records", VARIABLE_SCOPE, &attribute);
   return unlessRefused(made, [&] {
     const CDFstatus status = request();
     const CDFstatus taken = onAttribute(file, attribute, DELETE_, ATTR_);
     return status < 0 ? status : std::min(status, taken);
   });
+}
+
+/// Makes a request that frees records of the variable, which must not be the last in the file where
+/// they are small.
+template <typename Request>
+CDFstatus withRoomBehind(CDFid file, long variable, Request request) {
+  long records = 0;
+  const CDFstatus known = onVariable(file, variable, GET_, zVAR_NUMallocRECS_, &records);
+  return known < 0 || !needRoomBehind(records) ? request() : withAttributeBehind(file, request);
 }
 
 CDFstatus judgeHyperslab(const Hyperslab& slab) {
@@ -74,7 +78,9 @@ CDFstatus transferHyperslab(CDFid file, long variable, const Hyperslab& slab, lo
 
 CDFstatus openFile(const std::string& path, CDFid* file) {
   return unlessRefused(judgePathToOpen(path), [&] {
-    return unlessRefused(screenFile(fileToOpen(path)),
+    const std::string opened = fileToOpen(path);
+    const CDFstatus other = judgeFileToOpen(path, opened);
+    return unlessRefused(other < 0 ? other : screenFile(opened),
                          [&] { return welcome(call(OPEN_, CDF_, path.c_str(), file), file); });
   });
 }
@@ -82,6 +88,17 @@ CDFstatus openFile(const std::string& path, CDFid* file) {
 CDFstatus createFile(const std::string& path, CDFid* file) {
   return unlessRefused(judgePathToCreate(path),
                        [&] { return welcome(CDFcreateCDF(path.c_str(), file), file); });
+}
+
+CDFstatus compressFile(CDFid file, long type, const CompressionParameters& parameters) {
+  const auto request = [&] {
+    return onFile(file, PUT_, CDF_COMPRESSION_, type, parameters.data());
+  };
+  long before = NO_COMPRESSION, percentage = 0;
+  CompressionParameters room{};
+  const CDFstatus known = onFile(file, GET_, CDF_COMPRESSION_, &before, room.data(), &percentage);
+  return known >= 0 && needsWrittenEnd(before, type) ? withAttributeBehind(file, request)
+                                                     : request();
 }
 
 CDFstatus findVariable(CDFid file, const std::string& name) {

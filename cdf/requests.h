@@ -10,12 +10,16 @@
 #include <string>
 
 #include "cdf/functions.h"
+#include "cdf/items.h"
 #include "cdf/lists.h"
 
 namespace tarvik::cdf {
 
 CDFstatus openFile(const std::string& path, CDFid* file);
 CDFstatus createFile(const std::string& path, CDFid* file);
+
+/// Sets the compression of the file as a whole.
+CDFstatus compressFile(CDFid file, long type, const CompressionParameters& parameters);
 
 /// The number of the variable or attribute of that name.
 CDFstatus findVariable(CDFid file, const std::string& name);
