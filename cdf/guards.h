@@ -29,6 +29,10 @@ CDFstatus judgeRecords(long start, long count, long interval);
 /// A block of records up to `last`, of a variable with this kind of sparse records.
 CDFstatus judgeAllocation(long last, long sparseRecords);
 CDFstatus judgeStageCacheSize(long buffers);
+/// Writes beyond fewer records than these need no look at how the file grows.
+inline constexpr long fewRecords = 65536;
+/// So many more records, of that many bytes each, of a file that is compressed as a whole.
+CDFstatus judgeGrowth(long records, long recordBytes);
 /// Whether so many records, once freed, may not lie at the end of the file.
 bool needRoomBehind(long allocatedRecords);
 /// Whether a change of a file's compression reads all of the file.

@@ -1,6 +1,7 @@
 #include "cdf/requests.h"
 
 #include <algorithm>
+#include <array>
 
 #include "cdf/call.h"
 #include "cdf/guards.h"
@@ -18,6 +19,42 @@ constexpr CDFstatus NO_SUCH_VAR = -2019;
 template <typename Request>
 CDFstatus unlessRefused(CDFstatus judgement, Request request) {
   return judgement < 0 ? judgement : request();
+}
+
+/// The bytes of a record of the variable as they are stored; 0 where they cannot be told.
+long recordBytes(CDFid file, long variable) {
+  long datatype = 0, numElements = 0, numDims = 0, bytes = 0;
+  std::array<long, CDF_MAX_DIMS> sizes{}, varys{};
+  if (onVariable(file, variable, GET_, zVAR_DATATYPE_, &datatype, zVAR_NUMELEMS_, &numElements,
+                 zVAR_NUMDIMS_, &numDims, zVAR_DIMSIZES_, sizes.data(), zVAR_DIMVARYS_,
+                 varys.data()) < 0 ||
+      call(GET_, DATATYPE_SIZE_, datatype, &bytes) < 0) {
+    return 0;
+  }
+  bytes *= numElements;
+  for (std::size_t i = 0; i < static_cast<std::size_t>(numDims); ++i) {
+    bytes *= varys[i] == NOVARY ? 1 : sizes[i];
+  }
+  return bytes;
+}
+
+/// Makes a request that has the variable's records up to `last` allocated, all of them unless they
+/// are sparse.
+template <typename Request>
+CDFstatus withRecordsUpTo(CDFid file, long variable, long last, Request request) {
+  if (last < fewRecords) {
+    return request();
+  }
+  long compression = NO_COMPRESSION, percentage = 0, sparse = NO_SPARSERECORDS, allocated = 0;
+  CompressionParameters parameters{};
+  const CDFstatus known =
+      onVariable(file, variable, GET_, CDF_COMPRESSION_, &compression, parameters.data(),
+                 &percentage, zVAR_SPARSERECORDS_, &sparse, zVAR_MAXallocREC_, &allocated);
+  if (known < 0 || compression == NO_COMPRESSION || sparse != NO_SPARSERECORDS ||
+      last <= allocated) {
+    return request();
+  }
+  return unlessRefused(judgeGrowth(last - allocated, recordBytes(file, variable)), request);
 }
 
 /// `function` is GET_ or PUT_.
@@ -159,7 +196,10 @@ CDFstatus readValue(CDFid file, long variable, const Records& records, const Val
 }
 
 CDFstatus writeValue(CDFid file, long variable, const ValuePlace& place, const void* value) {
-  return transferValue(file, variable, place, PUT_, value);
+  return unlessRefused(judgeRecord(place.record), [&] {
+    return withRecordsUpTo(file, variable, place.record,
+                           [&] { return transferValue(file, variable, place, PUT_, value); });
+  });
 }
 
 CDFstatus readRecord(CDFid file, long variable, const Records& records, long record, void* values) {
@@ -176,7 +216,9 @@ CDFstatus readRecord(CDFid file, long variable, const Records& records, long rec
 
 CDFstatus writeRecord(CDFid file, long variable, long record, const void* values) {
   return unlessRefused(judgeRecord(record), [&] {
-    return onFile(CDFputVarRecordData, file, zVariable, variable, record, values);
+    return withRecordsUpTo(file, variable, record, [&] {
+      return onFile(CDFputVarRecordData, file, zVariable, variable, record, values);
+    });
   });
 }
 
@@ -195,7 +237,11 @@ CDFstatus readHyperslab(CDFid file, long variable, const Records& records, Hyper
 }
 
 CDFstatus writeHyperslab(CDFid file, long variable, const Hyperslab& slab, const void* values) {
-  return transferHyperslab(file, variable, slab, PUT_, values);
+  const long last = slab.recordStart + (slab.recordCount - 1) * slab.recordInterval;
+  return unlessRefused(judgeHyperslab(slab), [&] {
+    return withRecordsUpTo(file, variable, last,
+                           [&] { return transferHyperslab(file, variable, slab, PUT_, values); });
+  });
 }
 
 CDFstatus setStageCacheSize(CDFid file, long buffers) {
@@ -207,7 +253,15 @@ CDFstatus allocateRecords(CDFid file, long variable, long first, long last) {
   long sparse = NO_SPARSERECORDS;
   const CDFstatus status = onVariable(file, variable, GET_, zVAR_SPARSERECORDS_, &sparse);
   return unlessRefused(status < 0 ? status : judgeAllocation(last, sparse), [&] {
-    return onVariable(file, variable, PUT_, zVAR_ALLOCATEBLOCK_, first, last);
+    return withRecordsUpTo(file, variable, last, [&] {
+      return onVariable(file, variable, PUT_, zVAR_ALLOCATEBLOCK_, first, last);
+    });
+  });
+}
+
+CDFstatus setInitialRecords(CDFid file, long variable, long count) {
+  return withRecordsUpTo(file, variable, count - 1, [&] {
+    return onVariable(file, variable, PUT_, zVAR_INITIALRECS_, count);
   });
 }
 

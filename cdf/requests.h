@@ -84,6 +84,9 @@ CDFstatus setStageCacheSize(CDFid file, long buffers);
 /// Allocates the records from `first` to `last`.
 CDFstatus allocateRecords(CDFid file, long variable, long first, long last);
 
+/// The number of records to be written as a variable gets its first.
+CDFstatus setInitialRecords(CDFid file, long variable, long count);
+
 /// The value of an attribute entry. `data` holds `count` elements of the datatype.
 struct EntryValue {
   long datatype;
