@@ -29,6 +29,8 @@ CDFstatus judgeRecords(long start, long count, long interval);
 /// A block of records up to `last`, of a variable with this kind of sparse records.
 CDFstatus judgeAllocation(long last, long sparseRecords);
 CDFstatus judgeStageCacheSize(long buffers);
+/// Whether all of these records lie behind the last that was written.
+bool deletesNothing(long first, long last, long written);
 /// Writes beyond fewer records than these need no look at how the file grows.
 inline constexpr long fewRecords = 65536;
 /// So many more records, of that many bytes each, of a file that is compressed as a whole.

@@ -163,6 +163,13 @@ CDFstatus deleteVariable(CDFid file, long variable) {
 }
 
 CDFstatus deleteRecords(CDFid file, long variable, long first, long last) {
+  long compression = NO_COMPRESSION, percentage = 0, written = -1;
+  CompressionParameters parameters{};
+  const CDFstatus known = onVariable(file, variable, GET_, zVAR_COMPRESSION_, &compression,
+                                     parameters.data(), &percentage, zVAR_MAXREC_, &written);
+  if (known >= 0 && compression != NO_COMPRESSION && deletesNothing(first, last, written)) {
+    return 0;
+  }
   return withRoomBehind(file, variable, [&] {
     return onVariable(file, variable, DELETE_, zVAR_RECORDS_, first, last);
   });
