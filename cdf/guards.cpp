@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <limits>
 #include <string_view>
 #include <unistd.h>
@@ -22,8 +23,9 @@ constexpr CDFstatus BAD_DIM_SIZE = -2004;
 constexpr CDFstatus BAD_DIM_INDEX = -2005;
 constexpr CDFstatus BAD_REC_NUM = -2009;
 constexpr CDFstatus BAD_NUM_ELEMS = -2011;
+constexpr CDFstatus CDF_OPEN_ERROR = -2012;
 constexpr CDFstatus BAD_ALLOCATE_RECS = -2015;
-
+constexpr CDFstatus BAD_MALLOC = -2026;
 constexpr CDFstatus BAD_CACHE_SIZE = -2063;
 constexpr CDFstatus CANNOT_ALLOCATE_RECORDS = -2103;
 
@@ -43,10 +45,17 @@ bool endsWith(std::string_view text, std::string_view end) {
 
 constexpr std::string_view extension = ".cdf";
 
+bool hasExtension(const std::string& path) {
+  return endsWith(path, extension) || endsWith(path, ".CDF");
+}
+
+bool exists(const std::string& path) {
+  return access(path.c_str(), F_OK) == 0;
+}
+
 /// The library appends its extension to a path that ends in neither spelling of it.
 bool fitsWithExtension(const std::string& path) {
-  const bool hasExtension = endsWith(path, extension) || endsWith(path, ".CDF");
-  return path.size() + (hasExtension ? 0 : extension.size()) <= CDF_PATHNAME_LEN;
+  return path.size() + (hasExtension(path) ? 0 : extension.size()) <= CDF_PATHNAME_LEN;
 }
 
 }  // namespace
@@ -60,20 +69,25 @@ CDFstatus judgePathToCreate(const std::string& path) {
 // A longer path is cut and the file with the cut name opened, with status 0. A path without the
 // extension may name a file as it stands.
 CDFstatus judgePathToOpen(const std::string& path) {
-  const bool named = path.size() <= CDF_PATHNAME_LEN && access(path.c_str(), F_OK) == 0;
+  const bool named = path.size() <= CDF_PATHNAME_LEN && exists(path);
   return named || fitsWithExtension(path) ? allowed : CDF_NAME_TRUNC;
 }
 
 // Seen in this order, whichever of the names was asked for.
 std::string fileToOpen(const std::string& path) {
-  const bool hasExtension = endsWith(path, ".cdf") || endsWith(path, ".CDF");
-  const std::string stem = hasExtension ? path.substr(0, path.size() - extension.size()) : path;
+  const std::string stem =
+      hasExtension(path) ? path.substr(0, path.size() - extension.size()) : path;
   for (const char* end : {".cdf", ".CDF"}) {
-    if (access((stem + end).c_str(), F_OK) == 0) {
+    if (exists(stem + end)) {
       return stem + end;
     }
   }
   return path;
+}
+
+// Where x.cdf and x.CDF lie side by side, both names open x.cdf.
+CDFstatus judgeFileToOpen(const std::string& path, const std::string& opened) {
+  return opened != path && hasExtension(path) && exists(path) ? CDF_OPEN_ERROR : allowed;
 }
 
 // A name of 256 characters has no end where the library keeps it: the file cannot be opened again
@@ -156,12 +170,40 @@ CDFstatus judgeAllocation(long last, long sparseRecords) {
   return last >= largest ? BAD_ALLOCATE_RECS : allowed;
 }
 
+// Deleting records of a compressed variable that has none succeeds and changes the variable: after
+// its compression was taken off, the first write gives -2102, then -2077 for every call on the
+// file.
+bool deletesNothing(long first, long last, long written) {
+  return first <= last && first > written;
+}
+
+// While a file is open that is compressed as a whole, the library keeps it uncompressed in memory,
+// and in a scratch file where memory is short; its close needs memory for all of it. 600,000,000
+// records of 4 bytes within 2 GiB of memory take 97 s to write, and the close loses the file
+// (ZLIB_ERROR, 8 bytes left); 2147483646 records of 32 bytes crash in an allocation that fails.
+CDFstatus judgeGrowth(long records, long recordBytes) {
+  std::size_t bytes = 0;
+  const bool counted = !__builtin_mul_overflow(records, recordBytes, &bytes);
+  void* volatile room = counted ? std::malloc(bytes) : nullptr;  // Volatile: not optimized away.
+  const bool canBeHad = room != nullptr || bytes == 0;
+  std::free(room);
+  return canBeHad ? allowed : BAD_MALLOC;
+}
+
 // Freed at the end of the file, a block of less than 16 bytes (the record of a small variable whose
 // records do not vary, or whose blocking factor is 1) is shorter than what the library reads of it
 // in opening: the file cannot be opened again (-2074). An attribute behind it helps.
 bool needRoomBehind(long allocatedRecords) {
   constexpr long leastBytes = 16;
   return allocatedRecords > 0 && allocatedRecords < leastBytes;
+}
+
+// The library copies a file that it begins to compress as a whole up to its end, where it has not
+// written yet what was allocated and holds no record. That fails (-2074) and loses the file where
+// this part begins before a multiple of 131072 bytes and ends behind it: 1001 records of 256 bytes
+// and, of a second variable, one of 64. An attribute at the end is written as it is made.
+bool needsWrittenEnd(long compressionBefore, long compression) {
+  return compressionBefore == NO_COMPRESSION && compression != NO_COMPRESSION;
 }
 
 // With one buffer, the records of a compressed variable, or of one with sparse records, cannot be

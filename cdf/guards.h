@@ -15,6 +15,8 @@ struct VariableShape;
 CDFstatus judgePathToOpen(const std::string& path);
 /// The file that the library opens for a path.
 std::string fileToOpen(const std::string& path);
+/// Whether a path may be opened for which the library opens the file `opened`.
+CDFstatus judgeFileToOpen(const std::string& path, const std::string& opened);
 CDFstatus judgePathToCreate(const std::string& path);
 CDFstatus judgeVariableName(const std::string& name);
 CDFstatus judgeAttributeName(const std::string& name);
@@ -27,8 +29,16 @@ CDFstatus judgeRecords(long start, long count, long interval);
 /// A block of records up to `last`, of a variable with this kind of sparse records.
 CDFstatus judgeAllocation(long last, long sparseRecords);
 CDFstatus judgeStageCacheSize(long buffers);
+/// Whether all of these records lie behind the last that was written.
+bool deletesNothing(long first, long last, long written);
+/// Writes beyond fewer records than these need no look at how the file grows.
+inline constexpr long fewRecords = 65536;
+/// So many more records, of that many bytes each, of a file that is compressed as a whole.
+CDFstatus judgeGrowth(long records, long recordBytes);
 /// Whether so many records, once freed, may not lie at the end of the file.
 bool needRoomBehind(long allocatedRecords);
+/// Whether a change of a file's compression reads all of the file.
+bool needsWrittenEnd(long compressionBefore, long compression);
 /// The interval to use in reading a variable whose records are all the same one.
 long intervalOfOneRecord(long interval);
 CDFstatus judgeDimensions(const Longs& indices, const Longs& counts, const Longs& intervals);

@@ -17,6 +17,12 @@ inline constexpr long NOVARY = 0;
 
 inline constexpr long NO_SPARSERECORDS = 0;
 
+inline constexpr long NO_COMPRESSION = 0;
+inline constexpr long RLE_COMPRESSION = 1;
+inline constexpr long HUFF_COMPRESSION = 2;
+inline constexpr long AHUFF_COMPRESSION = 3;
+inline constexpr long GZIP_COMPRESSION = 5;
+
 inline constexpr long ROW_MAJOR = 1;
 inline constexpr long COLUMN_MAJOR = 2;
 
@@ -39,6 +45,10 @@ inline constexpr std::size_t CDF_PATHNAME_LEN = 512;
 inline constexpr std::size_t CDF_VAR_NAME_LEN256 = 256;
 inline constexpr std::size_t CDF_ATTR_NAME_LEN256 = 256;
 inline constexpr std::size_t CDF_COPYRIGHT_LEN = 256;
+
+/// Room for as many parameters of a compression as the library may write; the first is the only one
+/// that counts.
+using CompressionParameters = std::array<long, CDF_MAX_PARMS>;
 
 /// Buffers for the library's texts, one longer than the longest text.
 using NameBuffer = std::array<char, CDF_VAR_NAME_LEN256 + 1>;

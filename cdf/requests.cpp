@@ -1,6 +1,7 @@
 #include "cdf/requests.h"
 
 #include <algorithm>
+#include <array>
 
 #include "cdf/call.h"
 #include "cdf/guards.h"
@@ -20,6 +21,42 @@ CDFstatus unlessRefused(CDFstatus judgement, Request request) {
   return judgement < 0 ? judgement : request();
 }
 
+/// The bytes of a record of the variable as they are stored; 0 where they cannot be told.
+long recordBytes(CDFid file, long variable) {
+  long datatype = 0, numElements = 0, numDims = 0, bytes = 0;
+  std::array<long, CDF_MAX_DIMS> sizes{}, varys{};
+  if (onVariable(file, variable, GET_, zVAR_DATATYPE_, &datatype, zVAR_NUMELEMS_, &numElements,
+                 zVAR_NUMDIMS_, &numDims, zVAR_DIMSIZES_, sizes.data(), zVAR_DIMVARYS_,
+                 varys.data()) < 0 ||
+      call(GET_, DATATYPE_SIZE_, datatype, &bytes) < 0) {
+    return 0;
+  }
+  bytes *= numElements;
+  for (std::size_t i = 0; i < static_cast<std::size_t>(numDims); ++i) {
+    bytes *= varys[i] == NOVARY ? 1 : sizes[i];
+  }
+  return bytes;
+}
+
+/// Makes a request that has the variable's records up to `last` allocated, all of them unless they
+/// are sparse.
+template <typename Request>
+CDFstatus withRecordsUpTo(CDFid file, long variable, long last, Request request) {
+  if (last < fewRecords) {
+    return request();
+  }
+  long compression = NO_COMPRESSION, percentage = 0, sparse = NO_SPARSERECORDS, allocated = 0;
+  CompressionParameters parameters{};
+  const CDFstatus known =
+      onVariable(file, variable, GET_, CDF_COMPRESSION_, &compression, parameters.data(),
+                 &percentage, zVAR_SPARSERECORDS_, &sparse, zVAR_MAXallocREC_, &allocated);
+  if (known < 0 || compression == NO_COMPRESSION || sparse != NO_SPARSERECORDS ||
+      last <= allocated) {
+    return request();
+  }
+  return unlessRefused(judgeGrowth(last - allocated, recordBytes(file, variable)), request);
+}
+
 /// `function` is GET_ or PUT_.
 CDFstatus transferValue(CDFid file, long variable, const ValuePlace& place, long function,
                         const void* value) {
@@ -37,22 +74,26 @@ CDFstatus welcome(CDFstatus status, const CDFid* file) {
   return status;
 }
 
-/// Makes a request that frees records of the variable, with an attribute behind them for as long as
-/// that takes where they must not be the last in the file.
+/// Makes a request with an attribute at the end of the file for as long as that takes.
 template <typename Request>
-CDFstatus withRoomBehind(CDFid file, long variable, Request request) {
-  long records = 0, attribute = 0;
-  const CDFstatus known = onVariable(file, variable, GET_, zVAR_NUMallocRECS_, &records);
-  if (known < 0 || !needRoomBehind(records)) {
-    return request();
-  }
+CDFstatus withAttributeBehind(CDFid file, Request request) {
+  long attribute = 0;
   const CDFstatus made =
-      onFile(file, CREATE_, ATTR_, "room behind freed records", VARIABLE_SCOPE, &attribute);
+      onFile(file, CREATE_, ATTR_, "room behind all records", VARIABLE_SCOPE, &attribute);
   return unlessRefused(made, [&] {
     const CDFstatus status = request();
     const CDFstatus taken = onAttribute(file, attribute, DELETE_, ATTR_);
     return status < 0 ? status : std::min(status, taken);
   });
+}
+
+/// Makes a request that frees records of the variable, which must not be the last in the file where
+/// they are small.
+template <typename Request>
+CDFstatus withRoomBehind(CDFid file, long variable, Request request) {
+  long records = 0;
+  const CDFstatus known = onVariable(file, variable, GET_, zVAR_NUMallocRECS_, &records);
+  return known < 0 || !needRoomBehind(records) ? request() : withAttributeBehind(file, request);
 }
 
 CDFstatus judgeHyperslab(const Hyperslab& slab) {
@@ -74,7 +115,9 @@ CDFstatus transferHyperslab(CDFid file, long variable, const Hyperslab& slab, lo
 
 CDFstatus openFile(const std::string& path, CDFid* file) {
   return unlessRefused(judgePathToOpen(path), [&] {
-    return unlessRefused(screenFile(fileToOpen(path)),
+    const std::string opened = fileToOpen(path);
+    const CDFstatus other = judgeFileToOpen(path, opened);
+    return unlessRefused(other < 0 ? other : screenFile(opened),
                          [&] { return welcome(call(OPEN_, CDF_, path.c_str(), file), file); });
   });
 }
@@ -82,6 +125,17 @@ CDFstatus openFile(const std::string& path, CDFid* file) {
 CDFstatus createFile(const std::string& path, CDFid* file) {
   return unlessRefused(judgePathToCreate(path),
                        [&] { return welcome(CDFcreateCDF(path.c_str(), file), file); });
+}
+
+CDFstatus compressFile(CDFid file, long type, const CompressionParameters& parameters) {
+  const auto request = [&] {
+    return onFile(file, PUT_, CDF_COMPRESSION_, type, parameters.data());
+  };
+  long before = NO_COMPRESSION, percentage = 0;
+  CompressionParameters room{};
+  const CDFstatus known = onFile(file, GET_, CDF_COMPRESSION_, &before, room.data(), &percentage);
+  return known >= 0 && needsWrittenEnd(before, type) ? withAttributeBehind(file, request)
+                                                     : request();
 }
 
 CDFstatus findVariable(CDFid file, const std::string& name) {
@@ -109,6 +163,13 @@ CDFstatus deleteVariable(CDFid file, long variable) {
 }
 
 CDFstatus deleteRecords(CDFid file, long variable, long first, long last) {
+  long compression = NO_COMPRESSION, percentage = 0, written = -1;
+  CompressionParameters parameters{};
+  const CDFstatus known = onVariable(file, variable, GET_, zVAR_COMPRESSION_, &compression,
+                                     parameters.data(), &percentage, zVAR_MAXREC_, &written);
+  if (known >= 0 && compression != NO_COMPRESSION && deletesNothing(first, last, written)) {
+    return 0;
+  }
   return withRoomBehind(file, variable, [&] {
     return onVariable(file, variable, DELETE_, zVAR_RECORDS_, first, last);
   });
@@ -142,7 +203,10 @@ CDFstatus readValue(CDFid file, long variable, const Records& records, const Val
 }
 
 CDFstatus writeValue(CDFid file, long variable, const ValuePlace& place, const void* value) {
-  return transferValue(file, variable, place, PUT_, value);
+  return unlessRefused(judgeRecord(place.record), [&] {
+    return withRecordsUpTo(file, variable, place.record,
+                           [&] { return transferValue(file, variable, place, PUT_, value); });
+  });
 }
 
 CDFstatus readRecord(CDFid file, long variable, const Records& records, long record, void* values) {
@@ -159,7 +223,9 @@ CDFstatus readRecord(CDFid file, long variable, const Records& records, long rec
 
 CDFstatus writeRecord(CDFid file, long variable, long record, const void* values) {
   return unlessRefused(judgeRecord(record), [&] {
-    return onFile(CDFputVarRecordData, file, zVariable, variable, record, values);
+    return withRecordsUpTo(file, variable, record, [&] {
+      return onFile(CDFputVarRecordData, file, zVariable, variable, record, values);
+    });
   });
 }
 
@@ -178,7 +244,11 @@ CDFstatus readHyperslab(CDFid file, long variable, const Records& records, Hyper
 }
 
 CDFstatus writeHyperslab(CDFid file, long variable, const Hyperslab& slab, const void* values) {
-  return transferHyperslab(file, variable, slab, PUT_, values);
+  const long last = slab.recordStart + (slab.recordCount - 1) * slab.recordInterval;
+  return unlessRefused(judgeHyperslab(slab), [&] {
+    return withRecordsUpTo(file, variable, last,
+                           [&] { return transferHyperslab(file, variable, slab, PUT_, values); });
+  });
 }
 
 CDFstatus setStageCacheSize(CDFid file, long buffers) {
@@ -190,7 +260,15 @@ CDFstatus allocateRecords(CDFid file, long variable, long first, long last) {
   long sparse = NO_SPARSERECORDS;
   const CDFstatus status = onVariable(file, variable, GET_, zVAR_SPARSERECORDS_, &sparse);
   return unlessRefused(status < 0 ? status : judgeAllocation(last, sparse), [&] {
-    return onVariable(file, variable, PUT_, zVAR_ALLOCATEBLOCK_, first, last);
+    return withRecordsUpTo(file, variable, last, [&] {
+      return onVariable(file, variable, PUT_, zVAR_ALLOCATEBLOCK_, first, last);
+    });
+  });
+}
+
+CDFstatus setInitialRecords(CDFid file, long variable, long count) {
+  return withRecordsUpTo(file, variable, count - 1, [&] {
+    return onVariable(file, variable, PUT_, zVAR_INITIALRECS_, count);
   });
 }
 

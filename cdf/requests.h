@@ -10,12 +10,16 @@
 #include <string>
 
 #include "cdf/functions.h"
+#include "cdf/items.h"
 #include "cdf/lists.h"
 
 namespace tarvik::cdf {
 
 CDFstatus openFile(const std::string& path, CDFid* file);
 CDFstatus createFile(const std::string& path, CDFid* file);
+
+/// Sets the compression of the file as a whole.
+CDFstatus compressFile(CDFid file, long type, const CompressionParameters& parameters);
 
 /// The number of the variable or attribute of that name.
 CDFstatus findVariable(CDFid file, const std::string& name);
@@ -79,6 +83,9 @@ CDFstatus setStageCacheSize(CDFid file, long buffers);
 
 /// Allocates the records from `first` to `last`.
 CDFstatus allocateRecords(CDFid file, long variable, long first, long last);
+
+/// The number of records to be written as a variable gets its first.
+CDFstatus setInitialRecords(CDFid file, long variable, long count);
 
 /// The value of an attribute entry. `data` holds `count` elements of the datatype.
 struct EntryValue {

@@ -114,7 +114,9 @@ void setVarReservePercent(int, vlArray*[], int, const vlArray* inputs[],
 }
 
 void setVarInitialRecs(int, vlArray*[], int, const vlArray* inputs[], const OperationEntry* entry) {
-  tellVariable(inputs, entry, PUT_, zVAR_INITIALRECS_);
+  const Variable variable = unpackVariable(inputs);
+  const long count = unpackLongScalar(inputs[2]);
+  check(entry, cdf::setInitialRecords(variable.file, variable.number, count));
 }
 
 void setVarBlockingFactor(int, vlArray*[], int, const vlArray* inputs[],

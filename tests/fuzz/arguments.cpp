@@ -97,6 +97,20 @@ Array Arguments::name(const std::string& operation) {
   return vlhost::text((ofAttribute ? "a" : "v") + std::to_string(choices_.below(16)));
 }
 
+/// An attribute of the file, in most calls one whose entries are of the operation's kind and that
+/// has some.
+std::size_t Arguments::attributeNumber() {
+  const std::vector<AttributeModel>& all = file_->attributes;
+  const bool global = operation_->name.find("Attrg") != std::string::npos;
+  const bool puts = operation_->name.rfind("put", 0) == 0;
+  const std::size_t first = choices_.below(all.size());
+  for (std::size_t n = 0; n < all.size() && !choices_.oneIn(8); ++n) {
+    const std::size_t i = (first + n) % all.size();
+    if (all[i].global == global && (puts || !all[i].entries.empty())) return i;
+  }
+  return first;
+}
+
 Array Arguments::number(const std::string& name) {
   const auto scalar = [](std::size_t value) {
     return Array(vlCreateDoubleScalar(static_cast<double>(value)));
@@ -107,9 +121,13 @@ Array Arguments::number(const std::string& name) {
     return scalar(i);
   }
   if (name == "attribute" && file_ != nullptr) {
-    const std::size_t i = choices_.below(file_->attributes.size());
+    const std::size_t i = attributeNumber();
     if (i < file_->attributes.size()) attribute_ = &file_->attributes[i];
     return scalar(i);
+  }
+  if (name == "entry" && attribute_ != nullptr && !attribute_->entries.empty() &&
+      operation_->name.rfind("put", 0) != 0 && !choices_.oneIn(4)) {
+    return scalar(static_cast<std::size_t>(choices_.from(attribute_->entries)));
   }
   if (name == "entry" && attribute_ != nullptr && !attribute_->global) {
     return scalar(choices_.below(file_->variables.size()));

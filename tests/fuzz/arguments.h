@@ -14,6 +14,7 @@ class Arguments {
 
  private:
   Array fitting(const Parameter& parameter);
+  std::size_t attributeNumber();
   Array number(const std::string& name);
   Array list(const std::string& name);
   Array variances(std::size_t count);

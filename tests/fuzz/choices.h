@@ -25,7 +25,7 @@ class Choices {
   bool oneIn(std::size_t n) { return below(n) == 0; }
   template <typename List>
   const auto& from(const List& list) {
-    return *(std::begin(list) + static_cast<std::ptrdiff_t>(below(std::size(list))));
+    return *std::next(std::begin(list), static_cast<std::ptrdiff_t>(below(std::size(list))));
   }
   template <typename T>
   T from(std::initializer_list<T> list) {

@@ -75,9 +75,9 @@ const Operation& Session::chooseOperation() {
     return operation(choices_.from({"create", "open"}));
   }
   if (choices_.oneIn(3)) {
-    return operation(
-        choices_.from({"createVar", "createAttr", "putVarRecordData", "putVarRecordData",
-                       "hyperPutVarData", "putVarData", "putAttrEntry"}));
+    return operation(choices_.from({"createVar", "createAttr", "putVarRecordData",
+                                    "putVarRecordData", "hyperPutVarData", "putVarData",
+                                    "putAttrEntry", "setFormat", "setVarCompression"}));
   }
   const Operation& chosen = choices_.from(catalogue_);
   const bool ends = chosen.name.rfind("delete", 0) == 0;

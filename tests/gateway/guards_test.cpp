@@ -7,7 +7,7 @@ namespace {
 
 using GuardsTest = GatewayTest;
 
-constexpr long CDF_NAME_TRUNC = -1002, BAD_NUM_ELEMS = -2011;
+constexpr long CDF_NAME_TRUNC = -1002, BAD_NUM_ELEMS = -2011, CDF_OPEN_ERROR = -2012;
 
 TEST_F(GuardsTest, EntriesOfMoreElementsThanTheLibraryCounts) {
   const File file = create("a");
@@ -42,6 +42,23 @@ TEST_F(GuardsTest, AFileCanBeOpenedAfterItsLastRecordWasDeleted) {
       close(file);
       close(file = open(name));
     }
+  }
+}
+
+// The library copies a file that it begins to compress, and fails where the end was not written.
+TEST_F(GuardsTest, AFileWithRecordsCanBeCompressedAtAnySize) {
+  for (const double records : {1.0, 500.0, 1001.0}) {
+    File file = create("a" + std::to_string(records));
+    for (const char* name : {"x", "y"}) call("createVar", file, name, 45.0, 1.0, 32.0, -1.0, -1.0);
+    const Array values = newArray(vlDOUBLE_CLASS, {1, 32});
+    call("putVarRecordData", file, 0.0, records - 1, values.get());
+    call("putVarRecordData", file, 1.0, 0.0, values.get());
+    call("setCompression", file, 1.0);
+    close(file);
+    file = open("a" + std::to_string(records));
+    EXPECT_EQ(numberOf(call("getVarMaxWrittenRecNum", file, 0.0).at(0)), records - 1);
+    EXPECT_EQ(numberOf(call("inquire", file).at(4)), 0);
+    close(file);
   }
 }
 
@@ -89,6 +106,19 @@ TEST_F(PathsTest, AreRefusedWhereTheLibraryWouldCutThem) {
   const std::string bare = longPath(511, "");
   fs::rename(name, bare);
   call("close", call("open", bare).at(0).get());
+}
+
+// Of two files whose names differ in the spelling of the extension alone, the library opens one.
+TEST_F(PathsTest, AreRefusedWhereTheLibraryWouldOpenAnotherFile) {
+  const std::string lower = path("x.cdf"), upper = path("x.CDF");
+  call("close", call("create", lower).at(0).get());
+  call("close", call("open", upper).at(0).get());  // Not there: the library's way to find x.cdf.
+  fs::copy_file(lower, upper);
+  EXPECT_EQ(raised("open", upper), failureOf("open", CDF_OPEN_ERROR));
+  call("close", call("open", lower).at(0).get());
+  call("close", call("open", path("x")).at(0).get());
+  fs::remove(lower);
+  call("close", call("open", upper).at(0).get());
 }
 
 }  // namespace
