@@ -17,6 +17,7 @@ from tarvik import CDFError, constants, extended
 
 _CLOSES = 3  # before the writer that is killed
 _RECORDS = 500  # for each close
+_LONGEST = 3  # seconds that a writer lives
 _PROGRAM = Path(writing.__file__)
 
 
@@ -36,7 +37,7 @@ def _killed(kind, times, folder):
         shutil.copy(before, path)
         with _writer("append", kind, path, earlier, 1 << 20) as writer:
             writer.stdout.readline()
-            time.sleep(chance.uniform(0, 0.3))
+            time.sleep(chance.uniform(0, _LONGEST))
             writer.kill()
         result["changed"] += path.read_bytes() != before.read_bytes()
         count, why = writing.readable(path, earlier)

@@ -106,7 +106,7 @@ def test_files_are_those_of_any_gateway(isolated, tmp_path, monkeypatch):
 
 
 def crash(gateway):
-    gateway.call("freeAt", 8)
+    gateway.call("crash")
 
 
 def stop(gateway):
@@ -129,7 +129,7 @@ def end_before_a_call(gateway):
 
 
 ENDS = [
-    (crash, "processEnded", "crashed (SIGABRT) in freeAt: free(): invalid pointer"),
+    (crash, "processEnded", "crashed (SIGABRT) in crash: the heap is broken"),
     (stop, "timeLimitExceeded", "had not finished echo after 0.5 s and was ended."),
     (sleep, "timeLimitExceeded", "had not finished sleep after 0.5 s and was ended."),
     (end_within_a_call, "processEnded", "ended (SIGKILL) in sleep."),
