@@ -6,7 +6,7 @@
 #include "cdf/call.h"
 #include "cdf/guards.h"
 #include "cdf/screen/screen.h"
-#include "cdf/sparse_reader.h"
+#include "cdf/sparse_records.h"
 
 namespace tarvik::cdf {
 
@@ -212,7 +212,7 @@ CDFstatus writeValue(CDFid file, long variable, const ValuePlace& place, const v
 CDFstatus readRecord(CDFid file, long variable, const Records& records, long record, void* values) {
   return unlessRefused(judgeRecord(record), [&] {
     if (records.sparse) {
-      const SparseReader reader(file, variable);
+      const SparseRecords reader(file, variable);
       if (reader.isNeeded()) {
         return reader.readRecord(record, values);
       }
@@ -235,7 +235,7 @@ CDFstatus readHyperslab(CDFid file, long variable, const Records& records, Hyper
     slab.recordInterval = intervalOfOneRecord(slab.recordInterval);
   }
   if (records.sparse && judgeHyperslab(slab) >= 0) {
-    const SparseReader reader(file, variable);
+    const SparseRecords reader(file, variable);
     if (reader.isNeeded() && reader.covers(slab)) {
       return reader.readSlab(slab, values);
     }
@@ -243,12 +243,20 @@ CDFstatus readHyperslab(CDFid file, long variable, const Records& records, Hyper
   return transferHyperslab(file, variable, slab, GET_, values);
 }
 
-CDFstatus writeHyperslab(CDFid file, long variable, const Hyperslab& slab, const void* values) {
+CDFstatus writeHyperslab(CDFid file, long variable, const Records& records, const Hyperslab& slab,
+                         const void* values) {
   const long last = slab.recordStart + (slab.recordCount - 1) * slab.recordInterval;
-  return unlessRefused(judgeHyperslab(slab), [&] {
-    return withRecordsUpTo(file, variable, last,
-                           [&] { return transferHyperslab(file, variable, slab, PUT_, values); });
-  });
+  const auto request = [&] {
+    if (records.sparse) {
+      const SparseRecords whole(file, variable);
+      if (whole.isNeeded() && whole.covers(slab)) {
+        return whole.writeSlab(slab, values);
+      }
+    }
+    return transferHyperslab(file, variable, slab, PUT_, values);
+  };
+  return unlessRefused(judgeHyperslab(slab),
+                       [&] { return withRecordsUpTo(file, variable, last, request); });
 }
 
 CDFstatus setStageCacheSize(CDFid file, long buffers) {

@@ -76,7 +76,8 @@ struct Hyperslab {
 
 CDFstatus readHyperslab(CDFid file, long variable, const Records& records, Hyperslab slab,
                         void* values);
-CDFstatus writeHyperslab(CDFid file, long variable, const Hyperslab& slab, const void* values);
+CDFstatus writeHyperslab(CDFid file, long variable, const Records& records, const Hyperslab& slab,
+                         const void* values);
 
 /// The number of cache buffers for the scratch file of an open file.
 CDFstatus setStageCacheSize(CDFid file, long buffers);

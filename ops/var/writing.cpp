@@ -112,7 +112,8 @@ void hyperPutVarData(int, vlArray*[], int, const vlArray* inputs[], const Operat
   checkClass(description, inputs[8], "VORLAN:tarvik:hyperPutVarData:datatypeMismatch");
 
   check(entry, writeArray(inputs[8], [&](const void* values) {
-          return cdf::writeHyperslab(variable.file, variable.number, slab, values);
+          return cdf::writeHyperslab(variable.file, variable.number, description.records(), slab,
+                                     values);
         }));
 }
 

@@ -90,3 +90,31 @@ def test_reads_against_a_model(new_file, tmp_path, majority, kind):
                 read = np.reshape(read, model.extents, order="F")
                 np.testing.assert_array_equal(read, model.record(first))
         tarvik.close(file)
+
+
+@pytest.mark.parametrize("extents", [[4], [300], [4, 3]])
+@pytest.mark.parametrize("sparse", SPARSE[1:])
+@pytest.mark.parametrize("majority", [constants.ROW_MAJOR, constants.COLUMN_MAJOR])
+def test_parts_of_compressed_sparse_records_are_written_as_of_others(
+    new_file, majority, sparse, extents
+):
+    file = new_file()
+    tarvik.setMajority(file, majority)
+    size, ones = int(np.prod(extents)), [1] * len(extents)
+    variables = [
+        tarvik.createVar(file, name, constants.CDF_REAL8, 1, extents, True, [True] * len(ones))
+        for name in ("compressed", "plain")
+    ]
+    tarvik.setVarCompression(file, variables[0], constants.GZIP_COMPRESSION, 6)
+    for variable in variables:
+        tarvik.setVarSparseRecords(file, variable, sparse)
+        tarvik.putVarRecordData(file, variable, 3, np.arange(float(size)))
+        tarvik.putVarRecordData(file, variable, 20, -np.arange(float(size)))
+        part = (ones, [2, *ones[1:]], ones)
+        tarvik.hyperPutVarData(file, variable, 6, 10, 2, *part, np.arange(20.0))
+        tarvik.hyperPutVarData(file, variable, 2, 2, 1, *part, np.arange(4.0))
+    compressed, plain = (
+        np.array([tarvik.getVarRecordData(file, variable, record) for record in range(25)])
+        for variable in variables
+    )
+    assert np.array_equal(compressed, plain)

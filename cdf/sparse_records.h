@@ -1,4 +1,4 @@
-/// Reading of variables whose sparse records are compressed.
+/// Transfers of variables whose sparse records are compressed.
 #pragma once
 
 #include "cdf/lists.h"
@@ -6,27 +6,30 @@
 
 namespace tarvik::cdf {
 
-/// Reads whole records into room of its own and takes from there what was asked for, since the
-/// library overruns the caller's room: what it does stands in sparse_reader.cpp.
-class SparseReader {
+/// Reads whole records into room of its own and takes from there what was asked for, or puts what
+/// is to be written there and writes the whole record, since the library overruns the caller's room
+/// and its own: what it does stands in sparse_records.cpp.
+class SparseRecords {
  public:
-  SparseReader(CDFid file, long variable);
+  SparseRecords(CDFid file, long variable);
 
-  /// Whether the variable is compressed and can be described. Any other one the library reads by
-  /// itself.
+  /// Whether the variable is compressed and can be described. Any other one is the library's own.
   bool isNeeded() const { return status_ >= 0 && compressed_; }
   /// Whether the slab lies inside the records. One that does not the library refuses before it
-  /// reads.
+  /// does anything.
   bool covers(const Hyperslab& slab) const;
 
   /// A record's stored values.
   CDFstatus readRecord(long record, void* values) const;
   /// A slab that is covered.
   CDFstatus readSlab(const Hyperslab& slab, void* values) const;
+  CDFstatus writeSlab(const Hyperslab& slab, const void* values) const;
 
  private:
   void layOut(long majority, const long* varys);
-  void gather(const Hyperslab& slab, const char* from, char*& to, std::size_t depth) const;
+  template <typename Move>
+  void eachValue(const Hyperslab& slab, char* record, const Move& move,
+                 std::size_t depth = 0) const;
   template <typename Use>
   CDFstatus readRoomily(long record, Use use) const;
 

@@ -1,8 +1,9 @@
 // Seen with version 3.9.1 of the library, used directly: once a variable with compressed sparse
 // records was written to, a read of a record that was not fills all records up to the next written
 // one, wherever the caller's room ends: 72 bytes for a record of 24. A hyperslab of a part of the
-// dimensions overruns memory of the library's own too.
-#include "cdf/sparse_reader.h"
+// dimensions overruns memory of the library's own too, and so does writing one: a value of each of
+// the records 6 and 7, where record 20 is there, breaks the heap.
+#include "cdf/sparse_records.h"
 
 #include <algorithm>
 #include <array>
@@ -14,7 +15,7 @@
 
 namespace tarvik::cdf {
 
-SparseReader::SparseReader(CDFid file, long variable) : file_(file), variable_(variable) {
+SparseRecords::SparseRecords(CDFid file, long variable) : file_(file), variable_(variable) {
   long compression = 0, percentage = 0, datatype = 0, numElements = 0, numDims = 0, majority = 0;
   std::array<long, CDF_MAX_PARMS> parameters{};
   std::array<long, CDF_MAX_DIMS> sizes{}, varys{};
@@ -31,7 +32,7 @@ SparseReader::SparseReader(CDFid file, long variable) : file_(file), variable_(v
   layOut(majority, varys.data());
 }
 
-void SparseReader::layOut(long majority, const long* varys) {
+void SparseRecords::layOut(long majority, const long* varys) {
   order_.resize(sizes_.size());
   std::iota(order_.begin(), order_.end(), 0L);
   if (majority != ROW_MAJOR) {
@@ -48,7 +49,7 @@ void SparseReader::layOut(long majority, const long* varys) {
   });
 }
 
-bool SparseReader::covers(const Hyperslab& slab) const {
+bool SparseRecords::covers(const Hyperslab& slab) const {
   for (std::size_t i = 0; i < sizes_.size(); ++i) {
     const long index = slab.indices[i], count = slab.counts[i], interval = slab.intervals[i];
     if (index < 0 || count < 1 || interval < 1 || index + (count - 1) * interval >= sizes_[i]) {
@@ -58,24 +59,25 @@ bool SparseReader::covers(const Hyperslab& slab) const {
   return slab.recordCount > 0 && slab.recordInterval > 0;
 }
 
-/// Copies the record's values that belong to the slab to `to`, which moves on.
-void SparseReader::gather(const Hyperslab& slab, const char* from, char*& to,
-                          std::size_t depth) const {
+/// Calls `move` with the place of each of the record's values that belong to the slab, in its
+/// order.
+template <typename Move>
+void SparseRecords::eachValue(const Hyperslab& slab, char* record, const Move& move,
+                              std::size_t depth) const {
   if (depth == order_.size()) {
-    std::memcpy(to, from, static_cast<std::size_t>(valueBytes_));
-    to += valueBytes_;
+    move(record);
     return;
   }
   const auto i = static_cast<std::size_t>(order_[depth]);
   for (long n = 0; n < slab.counts[i]; ++n) {
     const long index = slab.indices[i] + n * slab.intervals[i];
-    gather(slab, from + index * strides_[i], to, depth + 1);
+    eachValue(slab, record + index * strides_[i], move, depth + 1);
   }
 }
 
 /// Reads a record with room for all that are there from it on, and calls `use` with it.
 template <typename Use>
-CDFstatus SparseReader::readRoomily(long record, Use use) const {
+CDFstatus SparseRecords::readRoomily(long record, Use use) const {
   const long records = 1 + std::max(0L, lastRecord_ - record);
   const std::unique_ptr<char[]> room(new char[static_cast<std::size_t>(records * recordBytes_)]);
   const CDFstatus status =
@@ -86,18 +88,43 @@ CDFstatus SparseReader::readRoomily(long record, Use use) const {
   return status;
 }
 
-CDFstatus SparseReader::readRecord(long record, void* values) const {
+CDFstatus SparseRecords::readRecord(long record, void* values) const {
   return readRoomily(record, [&](const char* bytes) {
     std::memcpy(values, bytes, static_cast<std::size_t>(recordBytes_));
   });
 }
 
-CDFstatus SparseReader::readSlab(const Hyperslab& slab, void* values) const {
-  CDFstatus status = 0;
+CDFstatus SparseRecords::readSlab(const Hyperslab& slab, void* values) const {
+  const auto size = static_cast<std::size_t>(valueBytes_);
   char* to = static_cast<char*>(values);
+  const auto take = [&](const char* value) {
+    std::memcpy(to, value, size);
+    to += size;
+  };
+  CDFstatus status = 0;
   for (long i = 0; i < slab.recordCount && status >= 0; ++i) {
     status = readRoomily(slab.recordStart + i * slab.recordInterval,
-                         [&](const char* bytes) { gather(slab, bytes, to, 0); });
+                         [&](char* bytes) { eachValue(slab, bytes, take); });
+  }
+  return status;
+}
+
+CDFstatus SparseRecords::writeSlab(const Hyperslab& slab, const void* values) const {
+  const auto size = static_cast<std::size_t>(valueBytes_);
+  const char* from = static_cast<const char*>(values);
+  const auto put = [&](char* value) {
+    std::memcpy(value, from, size);
+    from += size;
+  };
+  CDFstatus status = 0;
+  for (long i = 0; i < slab.recordCount && status >= 0; ++i) {
+    const long record = slab.recordStart + i * slab.recordInterval;
+    CDFstatus written = 0;
+    status = readRoomily(record, [&](char* bytes) {
+      eachValue(slab, bytes, put);
+      written = onFile(CDFputVarRecordData, file_, zVariable, variable_, record, bytes);
+    });
+    status = std::min(status, written);
   }
   return status;
 }
