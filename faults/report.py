@@ -18,8 +18,8 @@ PAGE = """\
 
 Arguments never crash the host; files are screened before the library parses them; a file from
 strangers can be opened in a process of its own; what close reported as written is there. `./run
-faults` tries to break each of these promises and writes this page; the figures are those of one
-run.
+faults` tries to break each of these promises and writes this page; the figures are those of each
+trial's last run.
 
 {machine}
 
@@ -50,7 +50,7 @@ it is by default.
 
 The screen looks at what the library believes blindly: the chains of descriptions and indices and
 their counts, blocking factors, the sizes of a file that is compressed as a whole. It takes no
-data from there. Opening a file took {opening} with the screen, which is most of it for none. What
+data from there. Opening a file took {opening} with the screen. What
 it cannot see is damage inside a file that is compressed as a whole: Huffman-coded ones, damaged,
 make the library overrun its memory. Open those in a process of their own.
 
@@ -68,7 +68,8 @@ What is left of the records of the earlier closes:
 
 A file with a checksum that was not closed has the wrong one, and is refused while the validation
 is on; after `setValidate` its records can be read. What was written since the last close may be
-there or not.
+there or not. A file that is compressed as a whole is lost when its writer dies while it is
+written anew. Where nothing had changed on disk yet, a kill proves little.
 
 ## Full disks
 
