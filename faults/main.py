@@ -31,11 +31,12 @@ def main():
     options = parser.parse_args()
     files = [path.resolve() for path in sorted(options.files.glob("*.cdf"))]
     files = [path for path in files if path.stat().st_size > 100]
+    fuzzer = options.fuzzer.resolve()
     count = 1 if options.trial else options.count
     results = {"versions": _versions(), "files": len(files)}
     with tempfile.TemporaryDirectory() as folder:
         os.chdir(folder)  # where the library makes its scratch files
-        given = Given(files, folder, options.fuzzer.resolve())
+        given = Given(files, folder, fuzzer)
         for name in options.trials or TRIALS:
             print(f"{name} ...", file=sys.stderr, flush=True)
             start = time.perf_counter()
