@@ -19,6 +19,8 @@ from tarvik.cli.gateway import using
 from test_files import WRITE, run_python, written
 from test_real_files import FOLDER, NAMES
 
+EXAMPLE = Path(__file__).parents[2] / "examples/data/ac_h2_sis_20101105_v06.cdf"
+
 INVALID = "VORLAN:tarvik:unpackCDFId:invalidFileId"
 LARGE = 100_000
 
@@ -85,7 +87,7 @@ def test_files_are_those_of_any_gateway(isolated, tmp_path, monkeypatch):
         assert type(file) is tarvik.FileId
         with pytest.raises(ValueError, match="belongs to the gateway that opened it"):
             extended.inquire(file)
-        with extended.open(FOLDER / NAMES[0]) as other, pytest.raises(ValueError, match="belongs"):
+        with extended.open(EXAMPLE) as other, pytest.raises(ValueError, match="belongs"):
             isolated.inquire(other)
     assert file.closed
     with pytest.raises(tarvik.CDFError) as caught:
@@ -139,7 +141,7 @@ ENDS = [
 
 @pytest.mark.parametrize(("end", "tag", "words"), ENDS)
 def test_the_end_of_the_process_is_an_exception(probed, isolated, capfd, end, tag, words):
-    with isolated.open(FOLDER / NAMES[0]) as elsewhere:
+    with isolated.open(EXAMPLE) as elsewhere:
         first, pid = probed.call("open", "first.cdf"), probed.pid
         with pytest.raises(tarvik.CDFProcessError) as caught, first:
             end(probed)
@@ -349,7 +351,7 @@ class Doomed(tarvik.Gateway):
 def test_a_crash_counts_for_its_file_alone(command, monkeypatch, tmp_path, name, options):
     files = [tmp_path / f"{which}.cdf" for which in ("first", "doomed", "last")]
     for file in files:
-        file.write_bytes((FOLDER / NAMES[0]).read_bytes())
+        file.write_bytes((EXAMPLE).read_bytes())
     monkeypatch.setattr("tarvik.cli.gateway.for_strangers", lambda _: Doomed())
     code, text, words = command(name, *options, *files)
     assert code == 4
@@ -390,7 +392,7 @@ def test_the_session_survives_damaged_files(tmp_path, monkeypatch):
 
 
 def test_an_interruption_ends_a_command_that_hangs():
-    file = FOLDER / "ac_h2_sis_20101105_v06.cdf"
+    file = EXAMPLE
     call = [sys.executable, "-m", "tarvik", "check", *[file] * 50]
     with subprocess.Popen(call, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE) as process:
         children = Path(f"/proc/{process.pid}/task/{process.pid}/children")
