@@ -259,6 +259,16 @@ CDFstatus writeHyperslab(CDFid file, long variable, const Records& records, cons
                        [&] { return withRecordsUpTo(file, variable, last, request); });
 }
 
+// In read-only mode the library keeps the attributes in memory. An attribute that was selected
+// before is not found there: the next read of a record that was never written, which looks for a
+// fill value among the attributes, frees the file and goes on with it. So one is selected anew; a
+// file may have none.
+CDFstatus setReadOnlyMode(CDFid file, long mode) {
+  const CDFstatus status = onFile(file, CDF_READONLY_MODE_, mode);
+  onFile(file, ATTR_, 0L);
+  return status;
+}
+
 CDFstatus setStageCacheSize(CDFid file, long buffers) {
   return unlessRefused(judgeStageCacheSize(buffers),
                        [&] { return onFile(file, STAGE_CACHESIZE_, buffers); });

@@ -79,6 +79,9 @@ CDFstatus readHyperslab(CDFid file, long variable, const Records& records, Hyper
 CDFstatus writeHyperslab(CDFid file, long variable, const Records& records, const Hyperslab& slab,
                          const void* values);
 
+/// Whether the library refuses to change the file, by the library's code of the mode.
+CDFstatus setReadOnlyMode(CDFid file, long mode);
+
 /// The number of cache buffers for the scratch file of an open file.
 CDFstatus setStageCacheSize(CDFid file, long buffers);
 

@@ -1,6 +1,7 @@
 // What a file is, and the few of these things that can be changed.
 #include <array>
 
+#include "cdf/requests.h"
 #include "convert/code_names.h"
 #include "gateway/handlers.h"
 #include "ops/file/numbers.h"
@@ -124,7 +125,9 @@ void getReadOnlyMode(int, vlArray* outputs[], int, const vlArray* inputs[],
 }
 
 void setReadOnlyMode(int, vlArray*[], int, const vlArray* inputs[], const OperationEntry* entry) {
-  tellFile(inputs, entry, CDF_READONLY_MODE_);
+  const CDFid file = unpackCDFId(inputs[0]);
+  const long mode = unpackLongScalar(inputs[1]);
+  check(entry, cdf::setReadOnlyMode(file, mode));
 }
 
 void getNumvAttributes(int, vlArray* outputs[], int, const vlArray* inputs[],

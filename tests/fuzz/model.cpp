@@ -38,9 +38,11 @@ std::string elementsOf(const vlArray* array) {
   return all.substr(all.find(':'));
 }
 
+/// Logical true is the byte 1 alone.
 void createVariable(const Call& call, FileModel& file) {
   const auto allVary = [&](const char* name) {
-    return elementsOf(call.input(name)).find(" 0") == std::string::npos;
+    const std::string elements = elementsOf(call.input(name));
+    return elements.find(" 0") == std::string::npos && elements.find(" 255") == std::string::npos;
   };
   file.variables.push_back({*call.number("datatype"),
                             *call.number("numElements"),
