@@ -250,7 +250,7 @@ def _killed(kinds):
         ]
         for kind in kinds
     ]
-    head = ["file", "killed", "on disk changed", "all readable", "without validation", "else"]
+    head = ["file", "killed", "on disk changed", "all readable", "without validation", "why not"]
     return table(head, rows)
 
 
