@@ -1,9 +1,10 @@
 #include "cdf/requests.h"
 
 #include <algorithm>
-#include <array>
+#include <optional>
 
 #include "cdf/call.h"
+#include "cdf/descriptions.h"
 #include "cdf/guards.h"
 #include "cdf/screen/screen.h"
 #include "cdf/sparse_records.h"
@@ -21,23 +22,6 @@ CDFstatus unlessRefused(CDFstatus judgement, Request request) {
   return judgement < 0 ? judgement : request();
 }
 
-/// The bytes of a record of the variable as they are stored; 0 where they cannot be told.
-long recordBytes(CDFid file, long variable) {
-  long datatype = 0, numElements = 0, numDims = 0, bytes = 0;
-  std::array<long, CDF_MAX_DIMS> sizes{}, varys{};
-  if (onVariable(file, variable, GET_, zVAR_DATATYPE_, &datatype, zVAR_NUMELEMS_, &numElements,
-                 zVAR_NUMDIMS_, &numDims, zVAR_DIMSIZES_, sizes.data(), zVAR_DIMVARYS_,
-                 varys.data()) < 0 ||
-      call(GET_, DATATYPE_SIZE_, datatype, &bytes) < 0) {
-    return 0;
-  }
-  bytes *= numElements;
-  for (std::size_t i = 0; i < static_cast<std::size_t>(numDims); ++i) {
-    bytes *= varys[i] == NOVARY ? 1 : sizes[i];
-  }
-  return bytes;
-}
-
 /// Makes a request that has the variable's records up to `last` allocated, all of them unless they
 /// are sparse.
 template <typename Request>
@@ -45,25 +29,22 @@ CDFstatus withRecordsUpTo(CDFid file, long variable, long last, Request request)
   if (last < fewRecords) {
     return request();
   }
-  long compression = NO_COMPRESSION, percentage = 0, sparse = NO_SPARSERECORDS, allocated = 0;
-  CompressionParameters parameters{};
-  const CDFstatus known =
-      onVariable(file, variable, GET_, CDF_COMPRESSION_, &compression, parameters.data(),
-                 &percentage, zVAR_SPARSERECORDS_, &sparse, zVAR_MAXallocREC_, &allocated);
-  if (known < 0 || compression == NO_COMPRESSION || sparse != NO_SPARSERECORDS ||
-      last <= allocated) {
+  long sparse = NO_SPARSERECORDS, allocated = 0;
+  if (compressionOf(file) <= NO_COMPRESSION ||
+      onVariable(file, variable, GET_, zVAR_SPARSERECORDS_, &sparse, zVAR_MAXallocREC_,
+                 &allocated) < 0 ||
+      sparse != NO_SPARSERECORDS || last <= allocated) {
     return request();
   }
-  return unlessRefused(judgeGrowth(last - allocated, recordBytes(file, variable)), request);
+  const RecordLayout layout(file, variable);
+  return unlessRefused(judgeGrowth(last - allocated, layout.recordBytes), request);
 }
 
 /// `function` is GET_ or PUT_.
 CDFstatus transferValue(CDFid file, long variable, const ValuePlace& place, long function,
                         const void* value) {
-  return unlessRefused(judgeRecord(place.record), [&] {
-    return onVariable(file, variable, zVAR_RECNUMBER_, place.record, zVAR_DIMINDICES_,
-                      place.indices.data(), function, zVAR_DATA_, value);
-  });
+  return onVariable(file, variable, zVAR_RECNUMBER_, place.record, zVAR_DIMINDICES_,
+                    place.indices.data(), function, zVAR_DATA_, value);
 }
 
 /// Takes note of a file that the library opened; gives the status back.
@@ -101,14 +82,26 @@ CDFstatus judgeHyperslab(const Hyperslab& slab) {
   return records < 0 ? records : judgeDimensions(slab.indices, slab.counts, slab.intervals);
 }
 
+/// `function` is GET_ or PUT_.
 CDFstatus transferHyperslab(CDFid file, long variable, const Hyperslab& slab, long function,
                             const void* values) {
-  return unlessRefused(judgeHyperslab(slab), [&] {
-    return onVariable(file, variable, zVAR_RECNUMBER_, slab.recordStart, zVAR_RECCOUNT_,
-                      slab.recordCount, zVAR_RECINTERVAL_, slab.recordInterval, zVAR_DIMINDICES_,
-                      slab.indices.data(), zVAR_DIMCOUNTS_, slab.counts.data(), zVAR_DIMINTERVALS_,
-                      slab.intervals.data(), function, zVAR_HYPERDATA_, values);
-  });
+  return onVariable(file, variable, zVAR_RECNUMBER_, slab.recordStart, zVAR_RECCOUNT_,
+                    slab.recordCount, zVAR_RECINTERVAL_, slab.recordInterval, zVAR_DIMINDICES_,
+                    slab.indices.data(), zVAR_DIMCOUNTS_, slab.counts.data(), zVAR_DIMINTERVALS_,
+                    slab.intervals.data(), function, zVAR_HYPERDATA_, values);
+}
+
+/// What transfers the slab in the library's stead, if anything must.
+std::optional<SparseRecords> standIn(CDFid file, long variable, const Records& records,
+                                     const Hyperslab& slab) {
+  std::optional<SparseRecords> found;
+  if (records.sparse) {
+    found.emplace(file, variable);
+    if (!found->isNeeded() || !found->covers(slab)) {
+      found.reset();
+    }
+  }
+  return found;
 }
 
 }  // namespace
@@ -131,11 +124,8 @@ CDFstatus compressFile(CDFid file, long type, const CompressionParameters& param
   const auto request = [&] {
     return onFile(file, PUT_, CDF_COMPRESSION_, type, parameters.data());
   };
-  long before = NO_COMPRESSION, percentage = 0;
-  CompressionParameters room{};
-  const CDFstatus known = onFile(file, GET_, CDF_COMPRESSION_, &before, room.data(), &percentage);
-  return known >= 0 && needsWrittenEnd(before, type) ? withAttributeBehind(file, request)
-                                                     : request();
+  return needsWrittenEnd(compressionOf(file), type) ? withAttributeBehind(file, request)
+                                                    : request();
 }
 
 CDFstatus findVariable(CDFid file, const std::string& name) {
@@ -163,11 +153,10 @@ CDFstatus deleteVariable(CDFid file, long variable) {
 }
 
 CDFstatus deleteRecords(CDFid file, long variable, long first, long last) {
-  long compression = NO_COMPRESSION, percentage = 0, written = -1;
-  CompressionParameters parameters{};
-  const CDFstatus known = onVariable(file, variable, GET_, zVAR_COMPRESSION_, &compression,
-                                     parameters.data(), &percentage, zVAR_MAXREC_, &written);
-  if (known >= 0 && compression != NO_COMPRESSION && deletesNothing(first, last, written)) {
+  long written = -1;
+  if (compressionOf(file, variable) > NO_COMPRESSION &&
+      onVariable(file, variable, GET_, zVAR_MAXREC_, &written) >= 0 &&
+      deletesNothing(first, last, written)) {
     return 0;
   }
   return withRoomBehind(file, variable, [&] {
@@ -199,7 +188,8 @@ CDFstatus readValue(CDFid file, long variable, const Records& records, const Val
     return readHyperslab(file, variable, records, {place.record, 1, 1, place.indices, ones, ones},
                          value);
   }
-  return transferValue(file, variable, place, GET_, value);
+  return unlessRefused(judgeRecord(place.record),
+                       [&] { return transferValue(file, variable, place, GET_, value); });
 }
 
 CDFstatus writeValue(CDFid file, long variable, const ValuePlace& place, const void* value) {
@@ -234,26 +224,20 @@ CDFstatus readHyperslab(CDFid file, long variable, const Records& records, Hyper
   if (!records.vary) {
     slab.recordInterval = intervalOfOneRecord(slab.recordInterval);
   }
-  if (records.sparse && judgeHyperslab(slab) >= 0) {
-    const SparseRecords reader(file, variable);
-    if (reader.isNeeded() && reader.covers(slab)) {
-      return reader.readSlab(slab, values);
-    }
-  }
-  return transferHyperslab(file, variable, slab, GET_, values);
+  return unlessRefused(judgeHyperslab(slab), [&] {
+    const auto reader = standIn(file, variable, records, slab);
+    return reader ? reader->readSlab(slab, values)
+                  : transferHyperslab(file, variable, slab, GET_, values);
+  });
 }
 
 CDFstatus writeHyperslab(CDFid file, long variable, const Records& records, const Hyperslab& slab,
                          const void* values) {
   const long last = slab.recordStart + (slab.recordCount - 1) * slab.recordInterval;
   const auto request = [&] {
-    if (records.sparse) {
-      const SparseRecords whole(file, variable);
-      if (whole.isNeeded() && whole.covers(slab)) {
-        return whole.writeSlab(slab, values);
-      }
-    }
-    return transferHyperslab(file, variable, slab, PUT_, values);
+    const auto writer = standIn(file, variable, records, slab);
+    return writer ? writer->writeSlab(slab, values)
+                  : transferHyperslab(file, variable, slab, PUT_, values);
   };
   return unlessRefused(judgeHyperslab(slab),
                        [&] { return withRecordsUpTo(file, variable, last, request); });

@@ -6,53 +6,25 @@
 #include "cdf/sparse_records.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <memory>
-#include <numeric>
 
 #include "cdf/call.h"
 
 namespace tarvik::cdf {
 
-SparseRecords::SparseRecords(CDFid file, long variable) : file_(file), variable_(variable) {
-  long compression = 0, percentage = 0, datatype = 0, numElements = 0, numDims = 0, majority = 0;
-  std::array<long, CDF_MAX_PARMS> parameters{};
-  std::array<long, CDF_MAX_DIMS> sizes{}, varys{};
-  status_ = onVariable(file, variable, GET_, CDF_MAJORITY_, &majority, zVAR_COMPRESSION_,
-                       &compression, parameters.data(), &percentage, zVAR_MAXREC_, &lastRecord_,
-                       zVAR_DATATYPE_, &datatype, zVAR_NUMELEMS_, &numElements, zVAR_NUMDIMS_,
-                       &numDims, zVAR_DIMSIZES_, sizes.data(), zVAR_DIMVARYS_, varys.data());
-  if (status_ < 0 || call(GET_, DATATYPE_SIZE_, datatype, &valueBytes_) < 0) {
-    return;
-  }
-  compressed_ = compression != 0;
-  valueBytes_ *= numElements;
-  sizes_.assign(sizes.begin(), sizes.begin() + numDims);
-  layOut(majority, varys.data());
-}
-
-void SparseRecords::layOut(long majority, const long* varys) {
-  order_.resize(sizes_.size());
-  std::iota(order_.begin(), order_.end(), 0L);
-  if (majority != ROW_MAJOR) {
-    std::reverse(order_.begin(), order_.end());
-  }
-  strides_.resize(sizes_.size(), 0);
-  recordBytes_ = valueBytes_;
-  std::for_each(order_.rbegin(), order_.rend(), [&](long dimension) {
-    const auto i = static_cast<std::size_t>(dimension);
-    if (varys[i] != NOVARY) {
-      strides_[i] = recordBytes_;
-      recordBytes_ *= sizes_[i];
-    }
-  });
-}
+SparseRecords::SparseRecords(CDFid file, long variable)
+    : file_(file),
+      variable_(variable),
+      layout_(file, variable),
+      needed_(compressionOf(file, variable) > NO_COMPRESSION && layout_.isKnown() &&
+              onVariable(file, variable, GET_, zVAR_MAXREC_, &lastRecord_) >= 0) {}
 
 bool SparseRecords::covers(const Hyperslab& slab) const {
-  for (std::size_t i = 0; i < sizes_.size(); ++i) {
+  for (std::size_t i = 0; i < layout_.sizes.size(); ++i) {
     const long index = slab.indices[i], count = slab.counts[i], interval = slab.intervals[i];
-    if (index < 0 || count < 1 || interval < 1 || index + (count - 1) * interval >= sizes_[i]) {
+    if (index < 0 || count < 1 || interval < 1 ||
+        index + (count - 1) * interval >= layout_.sizes[i]) {
       return false;
     }
   }
@@ -64,14 +36,14 @@ bool SparseRecords::covers(const Hyperslab& slab) const {
 template <typename Move>
 void SparseRecords::eachValue(const Hyperslab& slab, char* record, const Move& move,
                               std::size_t depth) const {
-  if (depth == order_.size()) {
+  if (depth == layout_.order.size()) {
     move(record);
     return;
   }
-  const auto i = static_cast<std::size_t>(order_[depth]);
+  const auto i = static_cast<std::size_t>(layout_.order[depth]);
   for (long n = 0; n < slab.counts[i]; ++n) {
     const long index = slab.indices[i] + n * slab.intervals[i];
-    eachValue(slab, record + index * strides_[i], move, depth + 1);
+    eachValue(slab, record + index * layout_.strides[i], move, depth + 1);
   }
 }
 
@@ -79,7 +51,8 @@ void SparseRecords::eachValue(const Hyperslab& slab, char* record, const Move& m
 template <typename Use>
 CDFstatus SparseRecords::readRoomily(long record, Use use) const {
   const long records = 1 + std::max(0L, lastRecord_ - record);
-  const std::unique_ptr<char[]> room(new char[static_cast<std::size_t>(records * recordBytes_)]);
+  const std::unique_ptr<char[]> room(
+      new char[static_cast<std::size_t>(records * layout_.recordBytes)]);
   const CDFstatus status =
       onFile(CDFgetVarRecordData, file_, zVariable, variable_, record, room.get());
   if (status >= 0) {
@@ -90,12 +63,12 @@ CDFstatus SparseRecords::readRoomily(long record, Use use) const {
 
 CDFstatus SparseRecords::readRecord(long record, void* values) const {
   return readRoomily(record, [&](const char* bytes) {
-    std::memcpy(values, bytes, static_cast<std::size_t>(recordBytes_));
+    std::memcpy(values, bytes, static_cast<std::size_t>(layout_.recordBytes));
   });
 }
 
 CDFstatus SparseRecords::readSlab(const Hyperslab& slab, void* values) const {
-  const auto size = static_cast<std::size_t>(valueBytes_);
+  const auto size = static_cast<std::size_t>(layout_.valueBytes);
   char* to = static_cast<char*>(values);
   const auto take = [&](const char* value) {
     std::memcpy(to, value, size);
@@ -110,7 +83,7 @@ CDFstatus SparseRecords::readSlab(const Hyperslab& slab, void* values) const {
 }
 
 CDFstatus SparseRecords::writeSlab(const Hyperslab& slab, const void* values) const {
-  const auto size = static_cast<std::size_t>(valueBytes_);
+  const auto size = static_cast<std::size_t>(layout_.valueBytes);
   const char* from = static_cast<const char*>(values);
   const auto put = [&](char* value) {
     std::memcpy(value, from, size);

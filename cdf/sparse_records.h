@@ -1,7 +1,7 @@
 /// Transfers of variables whose sparse records are compressed.
 #pragma once
 
-#include "cdf/lists.h"
+#include "cdf/descriptions.h"
 #include "cdf/requests.h"
 
 namespace tarvik::cdf {
@@ -14,7 +14,7 @@ class SparseRecords {
   SparseRecords(CDFid file, long variable);
 
   /// Whether the variable is compressed and can be described. Any other one is the library's own.
-  bool isNeeded() const { return status_ >= 0 && compressed_; }
+  bool isNeeded() const { return needed_; }
   /// Whether the slab lies inside the records. One that does not the library refuses before it
   /// does anything.
   bool covers(const Hyperslab& slab) const;
@@ -26,7 +26,6 @@ class SparseRecords {
   CDFstatus writeSlab(const Hyperslab& slab, const void* values) const;
 
  private:
-  void layOut(long majority, const long* varys);
   template <typename Move>
   void eachValue(const Hyperslab& slab, char* record, const Move& move,
                  std::size_t depth = 0) const;
@@ -35,14 +34,9 @@ class SparseRecords {
 
   CDFid file_;
   long variable_;
-  CDFstatus status_;  ///< Of the description.
-  bool compressed_ = false;
+  RecordLayout layout_;
   long lastRecord_ = -1;
-  long valueBytes_ = 0;
-  long recordBytes_ = 0;  ///< Of the stored values.
-  Longs sizes_;
-  Longs strides_;  ///< In bytes; 0 for a dimension that does not vary.
-  Longs order_;    ///< The dimensions, from the slowest to the fastest.
+  bool needed_;
 };
 
 }  // namespace tarvik::cdf

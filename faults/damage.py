@@ -41,14 +41,20 @@ def in_process(files, count, folder):
 
 
 def isolated(files, count, folder):
-    """Read damaged copies through a gateway in a process of its own; this process is the caller."""
+    """Read damaged copies through a gateway in a process of its own; this process is the caller.
+
+    It survived when it can read a whole file afterwards.
+    """
     died = []
+    survived = 0
     with tarvik.Gateway(plugin=extended.plugin, isolated=True, limit=10) as gateway:
+        whole = Reading(gateway, files[0]).digest
         for file, seed, words, path in damaged_copies(files, count, folder):
             reading = Reading(gateway, path)
             if reading.died:
                 died.append(_describe(file, seed, words, "ended", reading.died))
-    return {"count": count, "died": died}
+            survived += not reading.died or Reading(gateway, files[0]).digest == whole
+    return {"count": count, "survived": survived, "died": died}
 
 
 def with_checksum(files, count, folder):

@@ -76,7 +76,7 @@ TRIALS = {
     "isolated": lambda given, count: damage.isolated(given.files, count, given.folder),
     "checksum": lambda given, count: damage.with_checksum(given.with_own(), count, given.folder),
     "opening": lambda given, count: damage.opening(given.files, count),
-    "killed": lambda given, count: {"kinds": writers.killed(count, given.folder)},
+    "killed": lambda given, count: writers.killed(count, given.folder),
     "full disk": lambda given, count: {"kinds": writers.full_disk(count, given.folder)},
     "copies": lambda given, count: writers.copies(count, given.folder),
     "opens": lambda given, count: writers.opens(count, given.folder),

@@ -121,7 +121,7 @@ def main(results, folder):
         checksum_count=f"{faults['checksum']['count']:,}",
         unnoticed=len(faults["checksum"]["unnoticed"]),
         unnoticed_rows=_unnoticed(faults["checksum"]["unnoticed"]),
-        closes=3,
+        closes=faults["killed"]["closes"],
         killed=_killed(faults["killed"]["kinds"]),
         steps=faults["full disk"]["kinds"][0]["steps"],
         full=_full(faults["full disk"]["kinds"]),
@@ -167,7 +167,7 @@ def _aims(faults, leaks):
         (
             "the same in a process of its own: the caller survives",
             "all",
-            f"all of {faults['isolated']['count']:,}",
+            f"{faults['isolated']['survived']:,} of {faults['isolated']['count']:,}",
         ),
         (
             "damage to files with an MD5 checksum that is not noticed",
@@ -246,10 +246,11 @@ def _killed(kinds):
             str(kind["changed"]),
             f"{sum(share == 1 for share in kind['readable'])}",
             f"{sum(share == 1 for share in kind['unvalidated'])}",
+            ", ".join(f"{why} ({times})" for why, times in kind["why"].items()),
         ]
         for kind in kinds
     ]
-    head = ["file", "killed", "on disk changed", "all readable", "without validation"]
+    head = ["file", "killed", "on disk changed", "all readable", "without validation", "why not"]
     return table(head, rows)
 
 

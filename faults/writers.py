@@ -1,12 +1,12 @@
 """Trials with writers that are killed, and with disks that are full."""
 
+import collections
 import contextlib
 import hashlib
 import os
 import random
 import resource
 import shutil
-import signal
 import subprocess
 import sys
 import time
@@ -23,14 +23,15 @@ _PROGRAM = Path(writing.__file__)
 
 def killed(times, folder):
     """Kill writers while they append; find out what is left of the records of earlier closes."""
-    return [_killed(kind, times, Path(folder)) for kind in writing.KINDS]
+    kinds = [_killed(kind, times, Path(folder)) for kind in writing.KINDS]
+    return {"closes": _CLOSES, "kinds": kinds}
 
 
 def _killed(kind, times, folder):
     chance = random.Random(kind)
     earlier = _CLOSES * _RECORDS
     result = {"kind": kind, "times": times, "changed": 0, "readable": [], "unvalidated": []}
-    result["why"] = []
+    result["why"] = collections.Counter()
     before = file_of(kind, folder / "before.cdf")
     path = folder / "killed.cdf"
     for _ in range(times):
@@ -43,7 +44,7 @@ def _killed(kind, times, folder):
         count, why = writing.readable(path, earlier)
         result["readable"].append(count / earlier)
         result["unvalidated"].append(_left_of(path, earlier))
-        result["why"].append(why)
+        result["why"].update([why] if why else [])
     return result
 
 
@@ -135,7 +136,7 @@ def copies(steps, folder):
         limit = source.stat().st_size * (step + 1) // steps if step < steps else None
         process = subprocess.Popen(
             [sys.executable, "-m", "tarvik", "copy", "--force", source, target],
-            preexec_fn=lambda limit=limit: _limit(limit),
+            preexec_fn=lambda limit=limit: writing.limit_files(limit),
             stdout=subprocess.DEVNULL,
             stderr=subprocess.DEVNULL,
         )
@@ -149,12 +150,6 @@ def copies(steps, folder):
         complete["damaged"] += _digest(source) != digest
     complete["leftovers"] = len(list(folder.glob("*target*"))) - 1
     return complete
-
-
-def _limit(limit):
-    if limit is not None:
-        signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
-        resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit))
 
 
 def _digest(path):

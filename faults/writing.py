@@ -50,15 +50,20 @@ def readable(path, count):
                 return 0, "there are no records"
             values = extended.hyperGetVarData(file, 0, 0, found, 1, [0], [SIZE], [1])
     except CDFError as error:
-        return 0, str(error)
+        return 0, error.status_name or str(error)
     right = np.all(values.reshape(SIZE, found) == values_of(0, found), axis=0)
     return int(np.count_nonzero(right)), "" if right.all() else "values are wrong"
 
 
-def main(mode, kind, path, first, count, limit=None):
-    if limit is not None:
+def limit_files(size):
+    """Let no file of this process grow beyond so many bytes; None is no limit."""
+    if size is not None:
         signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
-        resource.setrlimit(resource.RLIMIT_FSIZE, (int(limit), int(limit)))
+        resource.setrlimit(resource.RLIMIT_FSIZE, (int(size), int(size)))
+
+
+def main(mode, kind, path, first, count, limit=None):
+    limit_files(limit)
     try:
         file = create(kind, path) if mode == "create" else extended.open(path)
         print("begun", flush=True)

@@ -7,7 +7,7 @@ try_faults() {
   mkdir -p "$results"
   export TMPDIR=$results
   [ -d "$files" ] || files=$root/examples/data
-  say "Looking for leaks and failing allocations with the C++ tests (some minutes)"
+  say "Looking for leaks with the C++ tests (some minutes)"
   valgrind_tests >"$results/leaks.txt"
   say "Making calls, damaging files, killing writers (hours)"
   env -u PYTHONSAFEPATH "$python" "$root/faults/main.py" --files "$files" \
