@@ -17,30 +17,31 @@ from tarvik import CDFError, constants, extended
 
 _CLOSES = 3  # before the writer that is killed
 _RECORDS = 500  # for each close
-_LONGEST = 3  # seconds that a writer lives
+_LONGEST = 1  # seconds that a writer lives
+_DOING = {"begun": "appending", "appended": "closing", "closed": "opening"}  # after it said so
 _PROGRAM = Path(writing.__file__)
 
 
 def killed(times, folder):
-    """Kill writers while they append; find out what is left of the records of earlier closes."""
-    kinds = [_killed(kind, times, Path(folder)) for kind in writing.KINDS]
-    return {"closes": _CLOSES, "kinds": kinds}
+    """Kill writers that open, append and close; find out what is left of what they had closed."""
+    return {"kinds": [_killed(kind, times, Path(folder)) for kind in writing.KINDS]}
 
 
 def _killed(kind, times, folder):
     chance = random.Random(kind)
-    earlier = _CLOSES * _RECORDS
-    result = {"kind": kind, "times": times, "changed": 0, "readable": [], "unvalidated": []}
-    result["why"] = collections.Counter()
+    result = {"kind": kind, "times": times, "readable": [], "unvalidated": []}
+    result["why"], result["while"] = collections.Counter(), collections.Counter()
     before = file_of(kind, folder / "before.cdf")
     path = folder / "killed.cdf"
     for _ in range(times):
         shutil.copy(before, path)
-        with _writer("append", kind, path, earlier, 1 << 20) as writer:
+        with _writer("sessions", kind, path, _CLOSES * _RECORDS, _RECORDS) as writer:
             writer.stdout.readline()
             time.sleep(chance.uniform(0, _LONGEST))
             writer.kill()
-        result["changed"] += path.read_bytes() != before.read_bytes()
+            words = ["begun", *writer.stdout.read().split()]
+        result["while"][_DOING[words[-1]]] += 1
+        earlier = (_CLOSES + words.count("closed")) * _RECORDS
         count, why = writing.readable(path, earlier)
         result["readable"].append(count / earlier)
         result["unvalidated"].append(_left_of(path, earlier))

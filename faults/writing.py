@@ -1,9 +1,11 @@
 """Writes records to files for other processes, which may kill this one or take its disk away.
 
-Usage: writing.py append|create KIND FILE FIRST COUNT [BYTES]. Says "begun" when the file is open,
-and "closed", or why not, at the end. No file may grow beyond BYTES.
+Usage: writing.py append|create|sessions KIND FILE FIRST COUNT [BYTES]. Says "begun" when the file
+is open, "appended", and "closed", or why not; with "sessions" again and again, until it is killed.
+No file may grow beyond BYTES.
 """
 
+import itertools
 import resource
 import signal
 import sys
@@ -65,14 +67,17 @@ def limit_files(size):
 def main(mode, kind, path, first, count, limit=None):
     limit_files(limit)
     try:
-        file = create(kind, path) if mode == "create" else extended.open(path)
-        print("begun", flush=True)
-        append(file, int(first), int(count))
-        extended.close(file)
+        for start in itertools.count(int(first), int(count)):
+            file = create(kind, path) if mode == "create" else extended.open(path)
+            print("begun", flush=True)
+            append(file, start, int(count))
+            print("appended", flush=True)
+            extended.close(file)
+            print("closed", flush=True)
+            if mode != "sessions":
+                break
     except CDFError as error:
         print(f"{error.operation}: {error.status_name}", flush=True)
-    else:
-        print("closed", flush=True)
 
 
 if __name__ == "__main__":
