@@ -73,8 +73,9 @@ written anew, which is what closing it takes its time for.
 
 ## Full disks
 
-Files may not grow beyond a limit, in {steps} steps from what they have to what they would need.
-"Silent" are closes that reported success although something was missing.
+Files may not grow beyond a limit, or lie on a small file system, in {steps} steps from what they
+have to what they would need. "Silent" are closes that reported success although something was
+missing.
 
 {full}
 
@@ -257,13 +258,16 @@ def _full(kinds):
     rows = [
         [
             f"{kind['mode']}, {kind['kind']}",
+            kind["disk"],
             str(sum(kind["reported"].values())),
             str(kind["silent"]),
             f"{min(kind['kept']):.0%}" if kind["kept"] else "",
         ]
         for kind in kinds
     ]
-    return table(["", "reported", "silent", "earlier records left, without validation"], rows)
+    return table(
+        ["", "full by", "reported", "silent", "earlier records left, without validation"], rows
+    )
 
 
 if __name__ == "__main__":

@@ -20,6 +20,15 @@ _RECORDS = 500  # for each close
 _LONGEST = 1  # seconds that a writer lives
 _DOING = {"begun": "appending", "appended": "closing", "closed": "opening"}  # after it said so
 _PROGRAM = Path(writing.__file__)
+# Runs a program with a file on a file system of that many bytes; takes the file there and back.
+_SMALL_DISK = """
+size=$1 disk=$2 file=$3
+shift 3
+mount -t tmpfs -o "size=$size" none "$disk" || exit
+[ ! -e "$file" ] || cp "$file" "$disk" || exit
+"$@"
+[ ! -e "$disk/${file##*/}" ] || cp "$disk/${file##*/}" "$file"
+"""
 
 
 def killed(times, folder):
@@ -69,37 +78,63 @@ def file_of(kind, path):
     return path
 
 
-def _writer(mode, kind, path, first, count, *limit):
+def _writer(mode, kind, path, first, count, *limit, under=()):
     arguments = (mode, kind, path, first, count, *limit)
     return subprocess.Popen(
-        [sys.executable, _PROGRAM, *map(str, arguments)],
+        [*map(str, under), sys.executable, _PROGRAM, *map(str, arguments)],
         stdout=subprocess.PIPE,
         stderr=subprocess.DEVNULL,
         text=True,
     )
 
 
+def _with_limit(path, size, mode, kind, *records):
+    """A writer of files that may not grow beyond a size."""
+    return _writer(mode, kind, path, *records, size)
+
+
+def _on_small_disk(path, size, mode, kind, *records):
+    """A writer on a file system of that size; it needs namespaces of the user's own."""
+    disk = path.parent / "disk"
+    disk.mkdir(exist_ok=True)
+    # A file system has room for whole pages, and one of size 0 has no bounds.
+    size = -(-max(size, 1) // resource.getpagesize()) * resource.getpagesize()
+    under = ("unshare", "--user", "--map-root-user", "--mount", "sh", "-c", _SMALL_DISK, "sh")
+    return _writer(mode, kind, disk / path.name, *records, under=(*under, size, disk, path))
+
+
+_DISKS = {"limit": _with_limit, "file system": _on_small_disk}
+
+
 def full_disk(steps, folder):
-    """Let files not grow beyond a limit, in steps from what they have to what they would need."""
+    """Let disks be full, in steps from what the files have to what they would need."""
     return [
-        _full_disk(mode, kind, steps, Path(folder))
+        _full_disk(disk, mode, kind, steps, Path(folder))
+        for disk in _DISKS
+        if disk == "limit" or _can_mount(Path(folder))
         for mode in ("create", "append")
         for kind in writing.KINDS
     ]
 
 
-def _full_disk(mode, kind, steps, folder):
+def _can_mount(folder):
+    with _on_small_disk(folder / "tried.cdf", 1 << 20, "create", "plain", 0, 1) as writer:
+        return "closed" in writer.stdout.read()
+
+
+def _full_disk(disk, mode, kind, steps, folder):
     path = folder / "full.cdf"
     before = file_of(kind, folder / "before.cdf")
     earlier = _CLOSES * _RECORDS if mode == "append" else 0
     whole = earlier + _CLOSES * _RECORDS
     room = _size_of_whole(mode, kind, path, before, earlier)
     least = before.stat().st_size if mode == "append" else 0
-    result = {"mode": mode, "kind": kind, "steps": steps, "reported": {}, "silent": 0, "kept": []}
+    result = {"disk": disk, "mode": mode, "kind": kind, "steps": steps}
+    result |= {"reported": {}, "silent": 0, "kept": []}
     for step in range(steps):
         _prepare(mode, path, before)
-        limit = least + (room - least) * step // steps
-        with _writer(mode, kind, path, earlier, whole - earlier, limit) as writer:
+        size = least + (room - least) * step // steps
+        with _DISKS[disk](path, size, mode, kind, earlier, whole - earlier) as writer:
             word = writer.stdout.read().split("\n")[-2]
         if word == "closed":
             result["silent"] += writing.readable(path, whole)[0] < whole
