@@ -48,6 +48,8 @@ class FileRecords {
   RecordType typeAt(std::int64_t place) {
     return static_cast<RecordType>(fieldsAt(place).skipOffsets(1).number());
   }
+  /// The bytes of the file behind a record.
+  std::int64_t behind(std::int64_t place) { return length_ - place - sizeAt(place); }
   Fields fieldsAt(std::int64_t place) {
     return {*bytes_, static_cast<std::uint64_t>(place), wide_};
   }
