@@ -42,14 +42,13 @@ class FileRecords {
         wide_(wide),
         left_(length_ / headSize() + first) {}
 
+  std::int64_t length() const { return length_; }  ///< Of the file.
   bool isWide() const { return wide_; }
   std::int64_t headSize() const { return wide_ ? 12 : 8; }
   std::int64_t sizeAt(std::int64_t place) { return fieldsAt(place).offset(); }
   RecordType typeAt(std::int64_t place) {
     return static_cast<RecordType>(fieldsAt(place).skipOffsets(1).number());
   }
-  /// The bytes of the file behind a record.
-  std::int64_t behind(std::int64_t place) { return length_ - place - sizeAt(place); }
   Fields fieldsAt(std::int64_t place) {
     return {*bytes_, static_cast<std::uint64_t>(place), wide_};
   }

@@ -27,11 +27,10 @@ constexpr std::int32_t RLE_COMPRESSION = 1;
 /// No encoding that a file can be in; the library crashes in decoding from it.
 constexpr std::int32_t HOST_ENCODING = 8;
 
-/// Flags of a file: that it is one, that it has a checksum, and which.
+/// Flags of a file.
+constexpr std::int32_t ROW_MAJOR_FLAG = 1;
 constexpr std::int32_t SINGLE = 2;
-constexpr std::int32_t CHECKSUM = 4;
-constexpr std::int32_t MD5 = 8;
-constexpr std::int32_t SUMMED = SINGLE | CHECKSUM | MD5;
+constexpr std::int32_t SINGLE_WITH_MD5 = SINGLE | 4 | 8;
 constexpr std::int64_t checksumBytes = 16;
 
 /// Of a file that is compressed as a whole no more than this is decoded.
@@ -90,16 +89,26 @@ bool descriptionsFit(FileRecords& records) {
          variablesFit(records, zVariables, layout);
 }
 
-// The library verifies a checksum only if the header says that there is one. Taking it off, it
-// leaves its bytes at the end of a file, but not of one that is compressed as a whole, which it
-// writes anew: there they tell that the header was damaged.
-bool checksumFits(FileRecords& records, bool mustBe) {
-  if (!records.isWide() || CDFgetValidate() == 0) {
-    return true;
-  }
-  const std::int32_t flags =
-      records.contentAt(FileRecords::first).skipOffsets(1).skipNumbers(3).number();
-  return (flags & (CHECKSUM | MD5)) == 0 ? !mustBe : (flags & SUMMED) == SUMMED;
+/// Whether the file's own end leaves room for just a checksum.
+bool endsBeforeChecksum(FileRecords& records) {
+  const std::int64_t place = records.contentAt(FileRecords::first).offset();
+  return records.contentAt(place).skipOffsets(3).offset() == records.length() - checksumBytes;
+}
+
+// The library verifies the checksum at a file's end only if the flags say that there is one. Taking
+// it off, it leaves its bytes there, but not in a file that is compressed as a whole, which it
+// writes anew.
+bool flagsFitChecksum(FileRecords& records, bool compressed) {
+  Fields header = records.contentAt(FileRecords::first).skipOffsets(1);
+  const std::int32_t flags = header.skipNumbers(3).number();
+  return !records.isWide() || CDFgetValidate() == 0 ||
+         (flags & ~ROW_MAJOR_FLAG) == SINGLE_WITH_MD5 ||
+         (!compressed && (flags & ~(ROW_MAJOR_FLAG | SINGLE)) == 0);
+}
+
+bool plainFits(FileRecords& records) {
+  return descriptionsFit(records) &&
+         (!endsBeforeChecksum(records) || flagsFitChecksum(records, false));
 }
 
 /// What stands for a file that is compressed as a whole.
@@ -135,7 +144,8 @@ bool runLengthsFit(const Stream& stream, bool wide, bool hasChecksum) {
   FileBytes bytes(std::move(image));
   FileRecords records(bytes, wide);
   const bool isWhole = stream.uncompressedSize <= mostOfImage - FileRecords::first;
-  return checksumFits(records, hasChecksum) && (!isWhole || descriptionsFit(records));
+  return (!hasChecksum || flagsFitChecksum(records, true)) &&
+         (!isWhole || descriptionsFit(records));
 }
 
 // The library allocates as many bytes as the uncompressed size says and reads the record into as
@@ -156,7 +166,7 @@ bool compressedFits(FileRecords& records) {
   }
   return records.contentAt(parameters).number() != RLE_COMPRESSION ||
          runLengthsFit({fields.skipNumbers(1), size, uncompressedSize}, records.isWide(),
-                       records.behind(parameters) == checksumBytes);
+                       records.length() - parameters - records.sizeAt(parameters) == checksumBytes);
 }
 
 }  // namespace
@@ -171,9 +181,7 @@ CDFstatus screenFile(const std::string& path) {
     return 0;
   }
   FileRecords records(bytes, wide);
-  const bool fits = kind == MARK_COMPRESSED
-                        ? compressedFits(records)
-                        : descriptionsFit(records) && checksumFits(records, false);
+  const bool fits = kind == MARK_COMPRESSED ? compressedFits(records) : plainFits(records);
   return fits ? 0 : wide ? CORRUPTED_V3_CDF : CORRUPTED_V2_CDF;
 }
 

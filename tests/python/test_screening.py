@@ -40,7 +40,7 @@ DAMAGE = {
 
 # What the flags in the header of a file with a checksum are changed to, and whether it is refused.
 # Taking the checksum off changes them to 3.
-FLAGS = {0xF: False, 0x7: True, 0xB: True, 0xD: True, 0x3: False}
+FLAGS = {0xF: False, 0x7: True, 0xB: True, 0xD: True, 0x13: True, 0x3: False}
 
 
 @pytest.fixture(autouse=True)
