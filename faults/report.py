@@ -50,14 +50,20 @@ it is by default.
 
 The screen looks at what the library believes blindly: the chains of descriptions and indices and
 their counts, blocking factors, the sizes of a file that is compressed as a whole. It takes no
-data from there. Opening a file took {opening} with the screen. What
-it cannot see is damage inside a file that is compressed as a whole: Huffman-coded ones, damaged,
-make the library overrun its memory. Open those in a process of their own.
+data from there. Opening a file took {opening} with the screen. It looks through
+run lengths, up to 16 MiB, but not into a file that is compressed as a whole in other ways:
+Huffman-coded ones, damaged, make the library overrun its memory. Open those in a process of their
+own.
 
 Damage that leaves numbers in the place of numbers is noticed by nobody unless the file has a
 checksum. With MD5, of {checksum_count} damaged copies {unnoticed} were read as if they were whole.
 
 {unnoticed_rows}
+
+Whether a file has a checksum stands in its header, and is open to damage too. The screen refuses a
+header that is at odds with itself, and one of a run-length encoded file that does not tell of the
+checksum behind it. In a file that is not compressed, taking the checksum off changes two bits of
+one byte and leaves the rest: where damage has just these hit, nobody can tell.
 
 ## Killed writers
 
@@ -234,8 +240,7 @@ def _bad(rows):
 def _unnoticed(rows):
     if not rows:
         return ""
-    cells = table(["file", "damage"], [[row["file"], row["damage"]] for row in rows])
-    return f"{cells}\n\nWhether a file has a checksum stands in it, and is open to damage too."
+    return table(["file", "damage"], [[row["file"], row["damage"]] for row in rows])
 
 
 def _killed(kinds):

@@ -1,5 +1,6 @@
 #include "cdf/screen/file_bytes.h"
 
+#include <algorithm>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -28,9 +29,15 @@ void FileBytes::turnTo(std::uint64_t number) {
   std::unique_ptr<Page>& page = pages_[number];
   if (page == nullptr) {
     page = std::make_unique<Page>();
-    // A short read leaves zeros, as does a failing one.
-    [[maybe_unused]] const ssize_t count =
-        ::pread(descriptor_, page->data(), pageSize, static_cast<off_t>(number * pageSize));
+    const std::uint64_t place = number * pageSize;
+    if (place < image_.size()) {
+      std::copy_n(image_.begin() + static_cast<std::ptrdiff_t>(place),
+                  std::min<std::uint64_t>(pageSize, image_.size() - place), page->begin());
+    } else {
+      // A short read leaves zeros, as does a failing one.
+      [[maybe_unused]] const ssize_t count =
+          ::pread(descriptor_, page->data(), pageSize, static_cast<off_t>(place));
+    }
   }
   lastNumber_ = number;
   last_ = page.get();

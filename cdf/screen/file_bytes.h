@@ -8,14 +8,18 @@
 #include <memory>
 #include <string>
 #include <unordered_map>
+#include <utility>
+#include <vector>
 
 namespace tarvik::cdf {
 
-/// Reads a file in pages, of which it keeps some. Reading beyond the end, or where the system
-/// fails, gives zeros.
+/// Reads a file, or an image of one in memory, in pages, of which it keeps some. Reading beyond the
+/// end, or where the system fails, gives zeros.
 class FileBytes {
  public:
   explicit FileBytes(const std::string& path);
+  explicit FileBytes(std::vector<std::uint8_t> image)
+      : size_(image.size()), image_(std::move(image)) {}
   ~FileBytes();
   FileBytes(const FileBytes&) = delete;
   FileBytes& operator=(const FileBytes&) = delete;
@@ -37,8 +41,9 @@ class FileBytes {
 
   void turnTo(std::uint64_t number);
 
-  int descriptor_;
+  int descriptor_ = -1;  ///< None for an image.
   std::uint64_t size_ = 0;
+  std::vector<std::uint8_t> image_;
   std::uint64_t lastNumber_ = 0;
   const Page* last_ = nullptr;
   std::unordered_map<std::uint64_t, std::unique_ptr<Page>> pages_;

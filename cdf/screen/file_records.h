@@ -42,6 +42,7 @@ class FileRecords {
         wide_(wide),
         left_(length_ / headSize() + first) {}
 
+  std::int64_t length() const { return length_; }  ///< Of the file.
   bool isWide() const { return wide_; }
   std::int64_t headSize() const { return wide_ ? 12 : 8; }
   std::int64_t sizeAt(std::int64_t place) { return fieldsAt(place).offset(); }

@@ -1,6 +1,9 @@
 #include "cdf/screen/screen.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <utility>
+#include <vector>
 
 #include "cdf/screen/file_bytes.h"
 #include "cdf/screen/file_records.h"
@@ -24,38 +27,14 @@ constexpr std::int32_t RLE_COMPRESSION = 1;
 /// No encoding that a file can be in; the library crashes in decoding from it.
 constexpr std::int32_t HOST_ENCODING = 8;
 
-// A zero is followed by how many more of them there are.
-bool runLengthsFit(Fields data, std::int64_t size, std::int64_t uncompressedSize) {
-  std::int64_t count = 0;
-  for (; size > 0; --size, ++count) {
-    if (data.byte() == 0) {
-      count += data.byte();
-      --size;
-    }
-  }
-  return size == 0 && count == uncompressedSize;
-}
+/// Flags of a file.
+constexpr std::int32_t ROW_MAJOR_FLAG = 1;
+constexpr std::int32_t SINGLE = 2;
+constexpr std::int32_t SINGLE_WITH_MD5 = SINGLE | 4 | 8;
+constexpr std::int64_t checksumBytes = 16;
 
-// The library allocates as many bytes as the uncompressed size says and reads the record into as
-// many as its own size says. Run lengths that add up to another size corrupt its memory.
-bool compressedFits(FileRecords& records) {
-  const std::int64_t place = FileRecords::first;
-  if (!records.stands(place, RecordType::CCR)) {
-    return false;
-  }
-  Fields fields = records.contentAt(place);
-  const std::int64_t parameters = fields.offset();
-  const std::int64_t uncompressedSize = fields.offset();
-  Fields data = fields.skipNumbers(1);
-  const std::int64_t size =
-      records.sizeAt(place) - records.headSize() - (records.isWide() ? 20 : 12);
-  if (!records.stands(parameters, RecordType::CPR) || size < 1 || uncompressedSize < 1 ||
-      uncompressedSize / mostInflation > size) {
-    return false;
-  }
-  return records.contentAt(parameters).number() != RLE_COMPRESSION ||
-         runLengthsFit(data, size, uncompressedSize);
-}
+/// Of a file that is compressed as a whole no more than this is decoded.
+constexpr std::int64_t mostOfImage = std::int64_t{16} << 20;
 
 bool entriesFit(FileRecords& records, const Chain& chain, std::int32_t highest,
                 std::int32_t attribute) {
@@ -110,6 +89,86 @@ bool descriptionsFit(FileRecords& records) {
          variablesFit(records, zVariables, layout);
 }
 
+/// Whether the file's own end leaves room for just a checksum.
+bool endsBeforeChecksum(FileRecords& records) {
+  const std::int64_t place = records.contentAt(FileRecords::first).offset();
+  return records.contentAt(place).skipOffsets(3).offset() == records.length() - checksumBytes;
+}
+
+// The library verifies the checksum at a file's end only if the flags say that there is one. Taking
+// it off, it leaves its bytes there, but not in a file that is compressed as a whole, which it
+// writes anew.
+bool flagsFitChecksum(FileRecords& records, bool compressed) {
+  Fields header = records.contentAt(FileRecords::first).skipOffsets(1);
+  const std::int32_t flags = header.skipNumbers(3).number();
+  return !records.isWide() || CDFgetValidate() == 0 ||
+         (flags & ~ROW_MAJOR_FLAG) == SINGLE_WITH_MD5 ||
+         (!compressed && (flags & ~(ROW_MAJOR_FLAG | SINGLE)) == 0);
+}
+
+bool plainFits(FileRecords& records) {
+  return descriptionsFit(records) &&
+         (!endsBeforeChecksum(records) || flagsFitChecksum(records, false));
+}
+
+/// What stands for a file that is compressed as a whole.
+struct Stream {
+  Fields data;
+  std::int64_t size;
+  std::int64_t uncompressedSize;  ///< Without the marks at the start of a file.
+};
+
+// A zero is followed by how many more of them there are. Run lengths that add up to another size
+// than the uncompressed one corrupt the library's memory.
+bool decodeRunLengths(Stream stream, std::vector<std::uint8_t>& image) {
+  std::int64_t place = FileRecords::first;
+  const std::int64_t end = place + stream.uncompressedSize;
+  image.assign(static_cast<std::size_t>(std::min(end, mostOfImage)), 0);
+  for (; stream.size > 0; --stream.size, ++place) {
+    const std::uint8_t byte = stream.data.byte();
+    if (byte == 0) {
+      place += stream.data.byte();
+      --stream.size;
+    } else if (const auto index = static_cast<std::size_t>(place); index < image.size()) {
+      image[index] = byte;
+    }
+  }
+  return stream.size == 0 && place == end;
+}
+
+bool runLengthsFit(const Stream& stream, bool wide, bool hasChecksum) {
+  std::vector<std::uint8_t> image;
+  if (!decodeRunLengths(stream, image)) {
+    return false;
+  }
+  FileBytes bytes(std::move(image));
+  FileRecords records(bytes, wide);
+  const bool isWhole = stream.uncompressedSize <= mostOfImage - FileRecords::first;
+  return (!hasChecksum || flagsFitChecksum(records, true)) &&
+         (!isWhole || descriptionsFit(records));
+}
+
+// The library allocates as many bytes as the uncompressed size says and reads the record into as
+// many as its own size says.
+bool compressedFits(FileRecords& records) {
+  const std::int64_t place = FileRecords::first;
+  if (!records.stands(place, RecordType::CCR)) {
+    return false;
+  }
+  Fields fields = records.contentAt(place);
+  const std::int64_t parameters = fields.offset();
+  const std::int64_t uncompressedSize = fields.offset();
+  const std::int64_t size =
+      records.sizeAt(place) - records.headSize() - (records.isWide() ? 20 : 12);
+  if (!records.stands(parameters, RecordType::CPR) || size < 1 || uncompressedSize < 1 ||
+      uncompressedSize / mostInflation > size) {
+    return false;
+  }
+  return records.contentAt(parameters).number() != RLE_COMPRESSION ||
+         runLengthsFit({fields.skipNumbers(1), size, uncompressedSize}, records.isWide(),
+                       records.length() - parameters - records.sizeAt(parameters) == checksumBytes);
+}
+
 }  // namespace
 
 CDFstatus screenFile(const std::string& path) {
@@ -122,7 +181,7 @@ CDFstatus screenFile(const std::string& path) {
     return 0;
   }
   FileRecords records(bytes, wide);
-  const bool fits = kind == MARK_COMPRESSED ? compressedFits(records) : descriptionsFit(records);
+  const bool fits = kind == MARK_COMPRESSED ? compressedFits(records) : plainFits(records);
   return fits ? 0 : wide ? CORRUPTED_V3_CDF : CORRUPTED_V2_CDF;
 }
 

@@ -1,19 +1,22 @@
 """Damaged files are refused before the library believes what they say of themselves."""
 
+import contextlib
+import re
 import shutil
 from pathlib import Path
 
 import numpy as np
 import pytest
 import tarvik
-from mutations import record_types
+from mutations import is_current, record_types
 from tarvik import constants
 
 EXAMPLE = Path(__file__).parents[2] / "examples/data/ac_h2_sis_20101105_v06.cdf"
 HUGE = 0x7FFFFFFF
+MARK_2_6 = b"\xcd\xf2\x60\2"  # of the first version that could compress files as a whole
 ITSELF = object()
 
-CDR, GDR, ADR, VXR, ZVDR, AZ_EDR = 1, 2, 4, 6, 8, 9
+CDR, GDR, ADR, VXR, ZVDR, AZ_EDR, CCR, CPR = 1, 2, 4, 6, 8, 9, 10, 11
 
 # The type of a record, where a field of 4 bytes stands in it in files of versions 3 and 2, and what
 # is put there; each made the bare library crash, run without end or take all memory.
@@ -34,6 +37,10 @@ DAMAGE = {
     "next index": (VXR, 16, 8, ITSELF),
     "entries used in an index": (VXR, 24, 16, 0x80000000),
 }
+
+# What the flags in the header of a file with a checksum are changed to, and whether it is refused.
+# Taking the checksum off changes them to 3.
+FLAGS = {0xF: False, 0x7: True, 0xB: True, 0xD: True, 0x13: True, 0x3: False}
 
 
 @pytest.fixture(autouse=True)
@@ -72,15 +79,33 @@ def damage(path, place, value):
     path.write_bytes(content)
 
 
+def compress(path):
+    """Run-length encode a file as a whole, without a look at what it holds."""
+    content = path.read_bytes()
+    width = 8 if is_current(content) else 4
+    stream = re.sub(rb"\0{1,256}", lambda zeros: bytes([0, len(zeros[0]) - 1]), content[8:])
+    size = 3 * width + 8 + len(stream)
+    fields = [
+        *((size, width), (CCR, 4), (8 + size, width), (len(content) - 8, width), (0, 4)),
+        *((width + 20, width), (CPR, 4), (constants.RLE_COMPRESSION, 4), (0, 4), (1, 4), (0, 4)),
+    ]
+    numbers = [value.to_bytes(length, "big") for value, length in fields]
+    marks = (content[:4] if width == 8 else MARK_2_6) + b"\xcc\xcc\0\1"
+    path.write_bytes(b"".join([marks, *numbers[:5], stream, *numbers[5:]]))
+
+
+@pytest.mark.parametrize("compressed", [False, True], ids=["plain", "compressed"])
 @pytest.mark.parametrize("what", DAMAGE)
 @pytest.mark.parametrize("generation", ["current", "earlier"])
-def test_damaged_descriptions_are_refused(generation, what, request):
+def test_damaged_descriptions_are_refused(generation, what, compressed, request):
     path = request.getfixturevalue(generation)
     kind, *fields, value = DAMAGE[what]
-    is_current = generation == "current"
+    later = generation == "current"
     record = next(place for place, found in record_types(path.read_bytes()) if found == kind)
-    damage(path, record + fields[not is_current], record if value is ITSELF else value)
-    with pytest.raises(tarvik.CDFError, match=f"CORRUPTED_V{3 if is_current else 2}_CDF"):
+    damage(path, record + fields[not later], record if value is ITSELF else value)
+    if compressed:
+        compress(path)
+    with pytest.raises(tarvik.CDFError, match=f"CORRUPTED_V{3 if later else 2}_CDF"):
         tarvik.open(path)
 
 
@@ -102,6 +127,48 @@ def test_damaged_files_compressed_as_a_whole_are_refused(current, place, value):
     damage(current, place, value)
     with pytest.raises(tarvik.CDFError, match="CORRUPTED_V3_CDF"):
         tarvik.open(current)
+
+
+@pytest.mark.parametrize("generation", ["current", "earlier"])
+def test_whole_files_compressed_as_a_whole_are_opened(generation, request):
+    path = request.getfixturevalue(generation)
+    with tarvik.open(path) as file:
+        facts = tarvik.inquire(file)
+    compress(path)
+    with tarvik.open(path) as file:
+        assert tarvik.getCompression(file)[0] == "RLE_COMPRESSION"
+        assert str(tarvik.inquire(file)) == str(facts)
+
+
+@pytest.mark.parametrize(("flags", "refused"), FLAGS.items())
+def test_a_header_that_is_at_odds_about_the_checksum_is_refused(current, flags, refused):
+    with tarvik.open(current) as file:
+        tarvik.setChecksum(file, constants.MD5_CHECKSUM)
+    damage(current, 40, flags)
+    tarvik.setValidate(constants.VALIDATEFILEON)
+    with pytest.raises(tarvik.CDFError) if refused else contextlib.nullcontext():
+        tarvik.close(tarvik.open(current))
+
+
+@pytest.mark.parametrize(("behind", "refused"), [(0, False), (15, False), (16, True), (17, False)])
+def test_a_compressed_header_without_word_of_the_checksum_is_refused(current, behind, refused):
+    compress(current)
+    current.write_bytes(current.read_bytes() + b"5" * behind)
+    tarvik.close(tarvik.open(current))  # is not validated
+    tarvik.setValidate(constants.VALIDATEFILEON)
+    with pytest.raises(tarvik.CDFError) if refused else contextlib.nullcontext():
+        tarvik.close(tarvik.open(current))
+
+
+def test_a_compressed_file_can_be_given_a_checksum_and_lose_it(current):
+    tarvik.setValidate(constants.VALIDATEFILEON)
+    with tarvik.open(current) as file:
+        tarvik.setCompression(file, constants.RLE_COMPRESSION)
+    for kind in ("MD5_CHECKSUM", "NO_CHECKSUM"):
+        with tarvik.open(current) as file:
+            tarvik.setChecksum(file, getattr(constants, kind))
+        with tarvik.open(current) as file:
+            assert tarvik.getChecksum(file) == kind
 
 
 @pytest.mark.parametrize("compression", [None, "GZIP_COMPRESSION"])
