@@ -82,5 +82,7 @@ void inquireVariable(CDFid file, long variable);
 void inquireMajority(CDFid file);
 /// What the gateway asks for before it transfers one value, in one request.
 void inquireValue(CDFid file, long variable);
+/// The same for records.
+void inquireRecords(CDFid file, long variable);
 
 }  // namespace bench

@@ -1,6 +1,5 @@
 #include "convert/counts.h"
 
-#include <algorithm>
 #include <string>
 
 #include "host/array.h"
@@ -28,12 +27,15 @@ long elementCount(const char* operation, const Longs& factors) {
 }
 
 Sizes arrayDimensions(const char* operation, const Longs& dims) {
-  const auto isNegative = [](long dim) { return dim < 0; };
-  if (std::any_of(dims.begin(), dims.end(), isNegative)) {
-    raiseBadCount(operation);
+  Sizes sizes;
+  long count = 1;
+  for (const long dim : dims) {
+    if (dim < 0 || __builtin_mul_overflow(count, dim, &count)) {
+      raiseBadCount(operation);
+    }
+    sizes.push_back(static_cast<std::size_t>(dim));
   }
-  elementCount(operation, dims);
-  return {dims.begin(), dims.end()};
+  return sizes;
 }
 
 }  // namespace tarvik

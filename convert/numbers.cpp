@@ -65,7 +65,7 @@ Longs unpackVector(const vlArray* argument) {
                      "Vector argument must be double precision instead of %s.",
                      vlGetClassName(argument));
   }
-  Longs values(vlGetNumberOfElements(argument));
+  Longs values(vlGetNumberOfElements(argument), boost::container::default_init);
   unpackElements(static_cast<const double*>(vlGetData(argument)), values.size(), values.data());
   return values;
 }

@@ -25,20 +25,23 @@ constexpr std::size_t operationCount = 90;
 constexpr std::size_t operationCount = 88;
 #endif
 
-/// FNV-1a.
-constexpr std::uint32_t hashOf(const char* name) {
-  std::uint32_t hash = 2166136261U;
-  for (; *name != '\0'; ++name) {
-    hash = (hash ^ static_cast<unsigned char>(*name)) * 16777619U;
-  }
-  return hash;
-}
-
-/// Where a row is found by its name: its index stands at the hash of the name or in one of the
-/// next places, before the first that is empty.
+/// Where a row is found by its name: its index stands at the home of the name or in one of the next
+/// places, before the first that is empty.
 constexpr std::size_t slotCount = 256;
 constexpr std::uint8_t emptySlot = 255;
 static_assert(operationCount < slotCount / 2);
+
+/// The length and three characters tell the names apart nearly as well as all characters do.
+constexpr std::size_t homeOf(std::string_view name) {
+  if (name.empty()) {
+    return 0;
+  }
+  std::size_t hash = name.size();
+  for (const char character : {name.front(), name[name.size() / 2], name.back()}) {
+    hash = hash * 31 + static_cast<unsigned char>(character);
+  }
+  return hash % slotCount;
+}
 
 constexpr auto slotsByName() {
   std::array<std::uint8_t, slotCount> slots{};
@@ -46,7 +49,7 @@ constexpr auto slotsByName() {
     slot = emptySlot;
   }
   for (std::size_t i = 0; i < operations.size(); ++i) {
-    std::size_t place = hashOf(operations[i].name) % slotCount;
+    std::size_t place = homeOf(operations[i].name);
     while (slots[place] != emptySlot) {
       place = (place + 1) % slotCount;
     }
@@ -58,7 +61,7 @@ constexpr auto slotsByName() {
 constexpr auto slots = slotsByName();
 
 const OperationEntry* findByName(const char* name) {
-  for (std::size_t place = hashOf(name) % slotCount; slots[place] != emptySlot;
+  for (std::size_t place = homeOf(name); slots[place] != emptySlot;
        place = (place + 1) % slotCount) {
     const OperationEntry* row = &operations[slots[place]];
     if (std::strcmp(name, row->name) == 0) {

@@ -31,13 +31,12 @@ class Shape {
 
   /// The number of elements; raises where the bytes of so many cannot even be counted.
   std::size_t count(std::size_t elementSize) const {
-    if (std::find(begin(), end(), std::size_t{0}) != end()) return 0;
-    std::size_t count = 1;
-    for (const std::size_t dim : *this) {
-      if (__builtin_mul_overflow(count, dim, &count)) raiseTooLarge();
-    }
-    std::size_t bytes = 0;
-    if (__builtin_mul_overflow(count, elementSize, &bytes)) raiseTooLarge();
+    std::size_t count = 1, bytes = 0;
+    bool tooLarge = false;
+    for (const std::size_t dim : *this) tooLarge |= __builtin_mul_overflow(count, dim, &count);
+    tooLarge |= __builtin_mul_overflow(count, elementSize, &bytes);
+    // A dimension of 0 makes it 0 elements, whatever the others are.
+    if (tooLarge && std::find(begin(), end(), std::size_t{0}) == end()) raiseTooLarge();
     return count;
   }
 

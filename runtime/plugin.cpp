@@ -86,10 +86,9 @@ Module* load(const std::filesystem::path& file) {
   return enter(handle, reinterpret_cast<decltype(&vlpFunction)>(entry));
 }
 
-void checkInputs(const std::vector<const vlArray*>& inputs) {
-  if (std::find(inputs.begin(), inputs.end(), nullptr) != inputs.end()) {
-    throw Error("VORLAN:badArray", "An input of a plug-in cannot be null.");
-  }
+const vlArray* notNull(const vlArray* input) {
+  if (input == nullptr) throw Error("VORLAN:badArray", "An input of a plug-in cannot be null.");
+  return input;
 }
 
 /// Refuses slots that do not each own their array: it is the caller's, or in a cell, or in two.
@@ -165,12 +164,11 @@ Result Plugin::call(const std::vector<const vlArray*>& inputs, int numOutputs) {
   if (scope.module == nullptr) {
     throw Error("VORLAN:pluginUnloaded", "The plug-in was unloaded.");
   }
-  checkInputs(inputs);
   return guarded([&] {
     const auto wanted = static_cast<std::size_t>(std::max(1, numOutputs));
     Slots slots(std::max(kMinSlots, wanted));
     Pointers<const vlArray*> arguments(inputs.size());
-    std::copy(inputs.begin(), inputs.end(), arguments.begin());
+    std::transform(inputs.begin(), inputs.end(), arguments.begin(), notNull);
     Result result;
     result.outputs.reserve(wanted);  // what the plug-in has done must not fail for memory after it
     scope.module->entry(numOutputs, slots.data(), static_cast<int>(inputs.size()),

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 
 #include "python/src/file_id.h"
@@ -17,11 +18,12 @@ constexpr long long kLargestExact = 1LL << 53;
 
 /// Reads a Python number that a double holds exactly; false leaves it to the slow way.
 bool readNumber(PyObject* value, double& number) {
-  if (PyFloat_Check(value)) {
+  if (!PyLong_Check(value)) {  // the cheapest test of all
+    if (!PyFloat_Check(value)) return false;
     number = PyFloat_AS_DOUBLE(value);
     return true;
   }
-  if (!PyLong_Check(value) || PyBool_Check(value)) return false;
+  if (PyBool_Check(value)) return false;
   int overflow = 0;
   const long long whole = PyLong_AsLongLongAndOverflow(value, &overflow);
   number = static_cast<double>(whole);
@@ -106,18 +108,43 @@ vlhost::Array charArray(const nb::bytes& characters, const nb::tuple& shape) {
   return array;
 }
 
+/// Files are made by this module alone, so there are none of a derived class; to ask nanobind takes
+/// two look-ups.
+bool isFile(nb::handle value) {
+  static const nb::handle fileType = nb::type<FileId>();
+  return value.type().is(fileType);
+}
+
+/// The array of an operation's name, if Python has interned the name, as it does with those in a
+/// program's text: they are few and come again and again. Kept for ever, like the name itself, and
+/// guarded by the interpreter's lock. Null for any other value.
+const vlArray* keptName(PyObject* value) {
+  constexpr std::size_t kMostNames = 256;
+  static auto* const names = new std::unordered_map<PyObject*, vlhost::Array>;
+  const auto known = names->find(value);
+  if (known != names->end()) return known->second.get();
+  if (!PyUnicode_CheckExact(value) || !PyUnicode_CHECK_INTERNED(value)) return nullptr;
+  if (names->size() == kMostNames) return nullptr;
+  const auto added = names->emplace(value, fromText(value)).first;
+  Py_INCREF(value);
+  return added->second.get();
+}
+
 }  // namespace
 
 Inputs::Inputs(nb::handle gateway, const nb::args& arguments) {
   arrays_.reserve(arguments.size());
-  owned_.reserve(arguments.size());
   std::size_t position = 0;
   for (const nb::handle argument : arguments)
     add(gateway, argument, position++, *arguments.begin());
 }
 
 void Inputs::add(nb::handle gateway, nb::handle value, std::size_t position, nb::handle operation) {
-  if (nb::isinstance<FileId>(value)) {
+  if (const vlArray* name = position == 0 ? keptName(value.ptr()) : nullptr) {
+    arrays_.push_back(name);
+    return;
+  }
+  if (isFile(value)) {
     arrays_.push_back(nb::inst_ptr<FileId>(value)->inputFor(gateway));
     return;
   }

@@ -1,6 +1,7 @@
 /// From Python values to host arrays.
 #pragma once
 
+#include <boost/container/small_vector.hpp>
 #include <nanobind/nanobind.h>
 #include <vector>
 
@@ -27,7 +28,7 @@ class Inputs {
   void addSlowly(nb::handle value, std::size_t position, nb::handle operation);
 
   std::vector<const vlArray*> arrays_;
-  std::vector<vlhost::Array> owned_;
+  boost::container::small_vector<vlhost::Array, 8> owned_;
   std::vector<nb::object> kept_;  ///< What arrays borrow from, beside the arguments themselves.
 };
 

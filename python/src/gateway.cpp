@@ -1,7 +1,6 @@
 #include "python/src/gateway.h"
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <mutex>
@@ -38,9 +37,9 @@ class Turn {
   std::lock_guard<std::mutex> turn_{callLock()};
 };
 
-/// Calls under way, and whether Python ends, seen by the thread that ends it; both change with the
-/// interpreter's lock held.
-std::atomic<int> visits{0};
+/// Calls under way, and whether Python ends, seen by the thread that ends it; both are touched with
+/// the interpreter's lock held.
+int visits = 0;
 std::thread::id leaver;
 
 /// A thread that asks for the interpreter's lock while Python ends is stopped by unwinding, which

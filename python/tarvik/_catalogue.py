@@ -115,7 +115,8 @@ def _operation(name, topic, row):
     lists = {
         key: tuple(map(_frozen, row.pop(key))) for key in ("tags", "raises", "warns") if key in row
     }
-    return Operation(name, topic, **values, **lists, **row)
+    # Interned: the extension module keeps such names ready for calls.
+    return Operation(sys.intern(name), topic, **values, **lists, **row)
 
 
 def _frozen(item):

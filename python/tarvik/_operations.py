@@ -2,7 +2,7 @@
 
 import inspect
 from collections import namedtuple
-from functools import cache
+from functools import cache, partial
 from textwrap import fill
 
 from tarvik._catalogue import kinds, operations
@@ -36,10 +36,13 @@ def make_functions(call):
 
 def make_method(operation):
     """Make the method of an operation, for a class with the method `call`."""
-    run = _run(operation)
+    name, arrange, finish = operation.name, _arrangement(operation), _finish(operation)
 
     def method(self, /, *inputs, **named):
-        return run(self.call, inputs, named)
+        if named or (inputs and inputs[-1] is None):
+            inputs = arrange(inputs, named)
+        outputs = self.call(name, *inputs)
+        return finish(outputs) if finish else outputs
 
     receiver = inspect.Parameter("self", inspect.Parameter.POSITIONAL_ONLY)
     parameters = _signature(operation).parameters.values()
@@ -94,30 +97,40 @@ def _result_class(operation):
 
 
 def _function(operation, call):
-    run = _run(operation)
+    call = partial(call, operation.name)
+    arrange, finish = _arrangement(operation), _finish(operation)
 
+    # One frame for what is common: a call of a value takes little longer than Python's own calls.
     def function(*inputs, **named):
-        return run(call, inputs, named)
+        if named or (inputs and inputs[-1] is None):
+            inputs = arrange(inputs, named)
+        outputs = call(*inputs)
+        return finish(outputs) if finish else outputs
 
     function.__signature__ = _signature(operation)
     return _dressed(function, operation, operation.name)
 
 
-def _run(operation):
-    """How the operation is called, as functions and methods share it."""
-    name, signature, result = operation.name, _signature(operation), _result_class(operation)
+def _arrangement(operation):
+    """How inputs become those of the gateway where some are named or the last is None."""
+    signature = _signature(operation)
     required = sum(not value.optional for value in operation.inputs)
 
-    def run(call, inputs, named):
+    def arrange(inputs, named):
         if named:
             inputs = signature.bind(*inputs, **named).args
         # An optional input that is None was left out.
         if inputs and inputs[-1] is None and len(inputs) > required:
             inputs = inputs[:-1]
-        outputs = call(name, *inputs)
-        return outputs if result is None else result._make(outputs)
+        return inputs
 
-    return run
+    return arrange
+
+
+def _finish(operation):
+    """What makes the result of several outputs; None where there are fewer."""
+    result = _result_class(operation)
+    return result and result._make
 
 
 def _dressed(function, operation, qualified_name):
