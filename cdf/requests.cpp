@@ -4,6 +4,7 @@
 #include <array>
 
 #include "cdf/call.h"
+#include "cdf/file_end.h"
 #include "cdf/guards.h"
 #include "cdf/screen/screen.h"
 #include "cdf/sparse_records.h"
@@ -19,23 +20,6 @@ constexpr CDFstatus NO_SUCH_VAR = -2019;
 template <typename Request>
 CDFstatus unlessRefused(CDFstatus judgement, Request request) {
   return judgement < 0 ? judgement : request();
-}
-
-/// The bytes of a record of the variable as they are stored; 0 where they cannot be told.
-long recordBytes(CDFid file, long variable) {
-  long datatype = 0, numElements = 0, numDims = 0, bytes = 0;
-  std::array<long, CDF_MAX_DIMS> sizes{}, varys{};
-  if (onVariable(file, variable, GET_, zVAR_DATATYPE_, &datatype, zVAR_NUMELEMS_, &numElements,
-                 zVAR_NUMDIMS_, &numDims, zVAR_DIMSIZES_, sizes.data(), zVAR_DIMVARYS_,
-                 varys.data()) < 0 ||
-      call(GET_, DATATYPE_SIZE_, datatype, &bytes) < 0) {
-    return 0;
-  }
-  bytes *= numElements;
-  for (std::size_t i = 0; i < static_cast<std::size_t>(numDims); ++i) {
-    bytes *= varys[i] == NOVARY ? 1 : sizes[i];
-  }
-  return bytes;
 }
 
 /// Makes a request that has the variable's records up to `last` allocated, all of them unless they
@@ -74,26 +58,14 @@ CDFstatus welcome(CDFstatus status, const CDFid* file) {
   return status;
 }
 
-/// Makes a request with an attribute at the end of the file for as long as that takes.
+/// Makes a request that frees records of the variable, if it is there.
 template <typename Request>
-CDFstatus withAttributeBehind(CDFid file, Request request) {
-  long attribute = 0;
-  const CDFstatus made =
-      onFile(file, CREATE_, ATTR_, "room behind all records", VARIABLE_SCOPE, &attribute);
-  return unlessRefused(made, [&] {
-    const CDFstatus status = request();
-    const CDFstatus taken = onAttribute(file, attribute, DELETE_, ATTR_);
-    return status < 0 ? status : std::min(status, taken);
-  });
-}
-
-/// Makes a request that frees records of the variable, which must not be the last in the file where
-/// they are small.
-template <typename Request>
-CDFstatus withRoomBehind(CDFid file, long variable, Request request) {
+CDFstatus freeingRecords(CDFid file, long variable, Request request) {
   long records = 0;
-  const CDFstatus known = onVariable(file, variable, GET_, zVAR_NUMallocRECS_, &records);
-  return known < 0 || !needRoomBehind(records) ? request() : withAttributeBehind(file, request);
+  if (onVariable(file, variable, GET_, zVAR_NUMallocRECS_, &records) >= 0) {
+    makeRoomBehind(file);
+  }
+  return unlessRefused(settleRecords(file, variable), request);
 }
 
 CDFstatus judgeHyperslab(const Hyperslab& slab) {
@@ -134,8 +106,11 @@ CDFstatus compressFile(CDFid file, long type, const CompressionParameters& param
   long before = NO_COMPRESSION, percentage = 0;
   CompressionParameters room{};
   const CDFstatus known = onFile(file, GET_, CDF_COMPRESSION_, &before, room.data(), &percentage);
-  return known >= 0 && needsWrittenEnd(before, type) ? withAttributeBehind(file, request)
-                                                     : request();
+  if (known < 0 || !needsWrittenEnd(before, type)) {
+    return request();
+  }
+  makeRoomBehind(file);
+  return unlessRefused(settleAllRecords(file), request);
 }
 
 CDFstatus findVariable(CDFid file, const std::string& name) {
@@ -159,7 +134,7 @@ CDFstatus createVariable(CDFid file, const std::string& name, const VariableShap
 }
 
 CDFstatus deleteVariable(CDFid file, long variable) {
-  return withRoomBehind(file, variable, [&] { return onVariable(file, variable, DELETE_, zVAR_); });
+  return freeingRecords(file, variable, [&] { return onVariable(file, variable, DELETE_, zVAR_); });
 }
 
 CDFstatus deleteRecords(CDFid file, long variable, long first, long last) {
@@ -170,7 +145,7 @@ CDFstatus deleteRecords(CDFid file, long variable, long first, long last) {
   if (known >= 0 && compression != NO_COMPRESSION && deletesNothing(first, last, written)) {
     return 0;
   }
-  return withRoomBehind(file, variable, [&] {
+  return freeingRecords(file, variable, [&] {
     return onVariable(file, variable, DELETE_, zVAR_RECORDS_, first, last);
   });
 }
@@ -184,6 +159,14 @@ CDFstatus createAttribute(CDFid file, const std::string& name, long scope, long*
   return unlessRefused(judgeAttributeName(name), [&] {
     return onFile(file, CREATE_, ATTR_, name.c_str(), scope, attribute);
   });
+}
+
+CDFstatus deleteAttribute(CDFid file, long attribute) {
+  long scope = 0;
+  if (onAttribute(file, attribute, GET_, ATTR_SCOPE_, &scope) >= 0) {
+    makeRoomBehind(file);
+  }
+  return onAttribute(file, attribute, DELETE_, ATTR_);
 }
 
 CDFstatus renameAttribute(CDFid file, long attribute, const std::string& name) {
@@ -285,6 +268,15 @@ CDFstatus writeEntry(CDFid file, int kind, long attribute, long entry, const Ent
     return onFile(CDFputAttrEntry, file, kind, attribute, entry, value.datatype,
                   static_cast<long>(value.count), value.data);
   });
+}
+
+CDFstatus deleteEntry(CDFid file, int kind, long attribute, long entry) {
+  long datatype = 0, count = 0, bytes = 0;
+  if (onFile(CDFinquireAttrEntry, file, kind, attribute, entry, &datatype, &count) >= 0 &&
+      call(GET_, DATATYPE_SIZE_, datatype, &bytes) >= 0 && leavesRoom(bytes * count)) {
+    makeRoomBehind(file);
+  }
+  return onFile(CDFdeleteAttrEntry, file, kind, attribute, entry);
 }
 
 }  // namespace tarvik::cdf

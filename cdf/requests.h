@@ -42,6 +42,7 @@ CDFstatus deleteVariable(CDFid file, long variable);
 CDFstatus deleteRecords(CDFid file, long variable, long first, long last);
 CDFstatus renameVariable(CDFid file, long variable, const std::string& name);
 CDFstatus createAttribute(CDFid file, const std::string& name, long scope, long* attribute);
+CDFstatus deleteAttribute(CDFid file, long attribute);
 CDFstatus renameAttribute(CDFid file, long attribute, const std::string& name);
 
 /// One value. The indices are in the library's order, one for each dimension.
@@ -97,5 +98,6 @@ struct EntryValue {
 
 /// `kind` is globalEntries or zEntries.
 CDFstatus writeEntry(CDFid file, int kind, long attribute, long entry, const EntryValue& value);
+CDFstatus deleteEntry(CDFid file, int kind, long attribute, long entry);
 
 }  // namespace tarvik::cdf

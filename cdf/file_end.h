@@ -1,0 +1,21 @@
+/// What is last in a file: the library is to free nothing there that it cannot pass by afterwards.
+#pragma once
+
+#include "cdf/functions.h"
+
+namespace tarvik::cdf {
+
+/// The bytes of a record of the variable as they are stored; 0 where they cannot be told.
+long recordBytes(CDFid file, long variable);
+
+/// Leaves free room behind all that is in the file. A file that may not be changed stays as it is,
+/// which is for the request that follows to report.
+void makeRoomBehind(CDFid file);
+
+/// Has the last bytes of a variable's records written, so that these can be moved and freed. What
+/// was allocated and not written is allocated no longer then. A variable that is not there is for
+/// the request that follows to report.
+CDFstatus settleRecords(CDFid file, long variable);
+CDFstatus settleAllRecords(CDFid file);
+
+}  // namespace tarvik::cdf
