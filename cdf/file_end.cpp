@@ -33,15 +33,46 @@ StoredSize storedSize(CDFid file, long variable) {
   return {value, record};
 }
 
+/// What decides how records can be freed.
+struct Records {
+  bool known = false;
+  bool staged = false;  ///< In a scratch file before they are written: compressed ones, and sparse.
+  long written = -1;    ///< The last that was written.
+  long allocated = -1;  ///< The last that is allocated; of a variable that is not staged.
+};
+
+Records recordsOf(CDFid file, long variable) {
+  long compression = NO_COMPRESSION, percentage = 0, sparse = NO_SPARSERECORDS;
+  CompressionParameters parameters{};
+  Records records;
+  records.known =
+      onVariable(file, variable, GET_, zVAR_COMPRESSION_, &compression, parameters.data(),
+                 &percentage, zVAR_SPARSERECORDS_, &sparse, zVAR_MAXREC_, &records.written,
+                 zVAR_MAXallocREC_, &records.allocated) >= 0;
+  records.staged = compression != NO_COMPRESSION || sparse != NO_SPARSERECORDS;
+  return records;
+}
+
+CDFstatus deleteFrom(CDFid file, long variable, long first, long last) {
+  return onVariable(file, variable, DELETE_, zVAR_RECORDS_, first, last);
+}
+
 /// Writes into the last of the records that are allocated, and those before it with it, and deletes
-/// all of them behind `written`.
-CDFstatus writeAndDelete(CDFid file, long variable, long written, long allocated, long valueBytes) {
-  const std::vector<char> value(static_cast<std::size_t>(valueBytes));
+/// all of them behind the last that was written before.
+CDFstatus writeAllocated(CDFid file, long variable, const Records& records) {
+  if (!records.known || records.staged || records.written >= records.allocated) {
+    return 0;
+  }
+  const StoredSize size = storedSize(file, variable);
+  if (!mustBeWritten(records.allocated - records.written, size.record)) {
+    return 0;
+  }
+  const std::vector<char> value(static_cast<std::size_t>(size.value));
   const std::array<long, CDF_MAX_DIMS> first{};
-  const CDFstatus status = onVariable(file, variable, zVAR_RECNUMBER_, allocated, zVAR_DIMINDICES_,
-                                      first.data(), PUT_, zVAR_DATA_, value.data());
-  return status < 0 ? status
-                    : onVariable(file, variable, DELETE_, zVAR_RECORDS_, written + 1, allocated);
+  const CDFstatus status =
+      onVariable(file, variable, zVAR_RECNUMBER_, records.allocated, zVAR_DIMINDICES_, first.data(),
+                 PUT_, zVAR_DATA_, value.data());
+  return status < 0 ? status : deleteFrom(file, variable, records.written + 1, records.allocated);
 }
 
 }  // namespace
@@ -57,29 +88,29 @@ void makeRoomBehind(CDFid file) {
   }
 }
 
-CDFstatus settleRecords(CDFid file, long variable) {
-  long compression = NO_COMPRESSION, percentage = 0, sparse = NO_SPARSERECORDS;
-  long written = -1, allocated = -1;
-  CompressionParameters parameters{};
-  const CDFstatus known = onVariable(file, variable, GET_, zVAR_COMPRESSION_, &compression,
-                                     parameters.data(), &percentage, zVAR_SPARSERECORDS_, &sparse,
-                                     zVAR_MAXREC_, &written, zVAR_MAXallocREC_, &allocated);
-  if (known < 0 || compression != NO_COMPRESSION || sparse != NO_SPARSERECORDS ||
-      written >= allocated) {
+CDFstatus prepareToFree(CDFid file, long variable) {
+  const Records records = recordsOf(file, variable);
+  if (!records.known) {
     return 0;
   }
-  const StoredSize size = storedSize(file, variable);
-  return mustBeWritten(allocated - written, size.record)
-             ? writeAndDelete(file, variable, written, allocated, size.value)
-             : 0;
+  if (mayBeStaged(records.staged, records.written)) {
+    // Deletes nothing, and writes what is staged.
+    const CDFstatus status = deleteFrom(file, variable, records.written + 1, records.written + 1);
+    if (status < 0) {
+      return status;
+    }
+  }
+  makeRoomBehind(file);
+  return writeAllocated(file, variable, records);
 }
 
-CDFstatus settleAllRecords(CDFid file) {
+CDFstatus prepareToCompress(CDFid file) {
   long variables = 0;
   CDFstatus status = onFile(file, GET_, CDF_NUMzVARS_, &variables);
   for (long variable = 0; variable < variables && status >= 0; ++variable) {
-    status = settleRecords(file, variable);
+    status = writeAllocated(file, variable, recordsOf(file, variable));
   }
+  makeRoomBehind(file);
   return status;
 }
 

@@ -12,10 +12,12 @@ long recordBytes(CDFid file, long variable);
 /// which is for the request that follows to report.
 void makeRoomBehind(CDFid file);
 
-/// Has the last bytes of a variable's records written, so that these can be moved and freed. What
-/// was allocated and not written is allocated no longer then. A variable that is not there is for
-/// the request that follows to report.
-CDFstatus settleRecords(CDFid file, long variable);
-CDFstatus settleAllRecords(CDFid file);
+/// Makes it safe to move or free records of a variable: those staged are written, and so are those
+/// allocated, which are allocated no longer then. A variable that is not there is for the request
+/// that follows to report.
+CDFstatus prepareToFree(CDFid file, long variable);
+
+/// Makes it safe to begin compressing the file as a whole.
+CDFstatus prepareToCompress(CDFid file);
 
 }  // namespace tarvik::cdf

@@ -38,6 +38,9 @@ CDFstatus judgeGrowth(long records, long recordBytes);
 /// Whether so many records, which were allocated and not written, are to be written before records
 /// of their variable are moved or freed.
 bool mustBeWritten(long records, long recordBytes);
+/// Whether records may wait in the scratch file, where `staged` says that the variable has some
+/// there.
+bool mayBeStaged(bool staged, long written);
 /// Whether an attribute fits where an entry of that many bytes was.
 bool leavesRoom(long entryBytes);
 /// Whether a change of a file's compression reads all of the file.

@@ -58,16 +58,6 @@ CDFstatus welcome(CDFstatus status, const CDFid* file) {
   return status;
 }
 
-/// Makes a request that frees records of the variable, if it is there.
-template <typename Request>
-CDFstatus freeingRecords(CDFid file, long variable, Request request) {
-  long records = 0;
-  if (onVariable(file, variable, GET_, zVAR_NUMallocRECS_, &records) >= 0) {
-    makeRoomBehind(file);
-  }
-  return unlessRefused(settleRecords(file, variable), request);
-}
-
 CDFstatus judgeHyperslab(const Hyperslab& slab) {
   const CDFstatus records = judgeRecords(slab.recordStart, slab.recordCount, slab.recordInterval);
   return records < 0 ? records : judgeDimensions(slab.indices, slab.counts, slab.intervals);
@@ -106,11 +96,8 @@ CDFstatus compressFile(CDFid file, long type, const CompressionParameters& param
   long before = NO_COMPRESSION, percentage = 0;
   CompressionParameters room{};
   const CDFstatus known = onFile(file, GET_, CDF_COMPRESSION_, &before, room.data(), &percentage);
-  if (known < 0 || !needsWrittenEnd(before, type)) {
-    return request();
-  }
-  makeRoomBehind(file);
-  return unlessRefused(settleAllRecords(file), request);
+  const bool begins = known >= 0 && needsWrittenEnd(before, type);
+  return unlessRefused(begins ? prepareToCompress(file) : 0, request);
 }
 
 CDFstatus findVariable(CDFid file, const std::string& name) {
@@ -134,7 +121,8 @@ CDFstatus createVariable(CDFid file, const std::string& name, const VariableShap
 }
 
 CDFstatus deleteVariable(CDFid file, long variable) {
-  return freeingRecords(file, variable, [&] { return onVariable(file, variable, DELETE_, zVAR_); });
+  return unlessRefused(prepareToFree(file, variable),
+                       [&] { return onVariable(file, variable, DELETE_, zVAR_); });
 }
 
 CDFstatus deleteRecords(CDFid file, long variable, long first, long last) {
@@ -145,7 +133,7 @@ CDFstatus deleteRecords(CDFid file, long variable, long first, long last) {
   if (known >= 0 && compression != NO_COMPRESSION && deletesNothing(first, last, written)) {
     return 0;
   }
-  return freeingRecords(file, variable, [&] {
+  return unlessRefused(prepareToFree(file, variable), [&] {
     return onVariable(file, variable, DELETE_, zVAR_RECORDS_, first, last);
   });
 }
