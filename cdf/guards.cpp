@@ -220,6 +220,11 @@ bool mustBeWritten(long records, long recordBytes) {
 // 9, 28, 2081, 239 and 1050 written, 14 to 34 deleted: -2074, and then -2077 for every call on the
 // file). They are written before by a delete of the record behind the last, which there must be:
 // see deletesNothing() and judgeRecord().
+//
+// Sparse records that are staged beyond the block that holds them are written with one more, over
+// the free room that follows. The file cannot be opened again (-2223) where a variable was deleted
+// and then, with a blocking factor of 1, the sparse records 1, 2, 3 and 200 of CDF_DOUBLE were
+// written. They are written before a record that does not follow the last.
 bool mayBeStaged(bool staged, long written) {
   return staged && written >= 0 && written + 1 < largest;
 }

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "cdf/blocks.h"
 #include "cdf/call.h"
-#include "cdf/file_end.h"
 #include "cdf/guards.h"
 #include "cdf/screen/screen.h"
 #include "cdf/sparse_records.h"
@@ -39,6 +39,24 @@ CDFstatus withRecordsUpTo(CDFid file, long variable, long last, Request request)
     return request();
   }
   return unlessRefused(judgeGrowth(last - allocated, recordBytes(file, variable)), request);
+}
+
+/// Records that are written by one request.
+struct Run {
+  long start;
+  long count;
+  long interval;
+};
+
+/// Makes a request that writes to the variable.
+template <typename Request>
+CDFstatus preparedToWrite(CDFid file, long variable, const Records& records, const Run& run,
+                          Request request) {
+  if (records.sparse) {
+    const bool together = run.count == 1 || run.interval == 1;
+    return unlessRefused(prepareToWrite(file, variable, run.start, together), request);
+  }
+  return withRecordsUpTo(file, variable, run.start + (run.count - 1) * run.interval, request);
 }
 
 /// `function` is GET_ or PUT_.
@@ -173,9 +191,10 @@ CDFstatus readValue(CDFid file, long variable, const Records& records, const Val
   return transferValue(file, variable, place, GET_, value);
 }
 
-CDFstatus writeValue(CDFid file, long variable, const ValuePlace& place, const void* value) {
+CDFstatus writeValue(CDFid file, long variable, const Records& records, const ValuePlace& place,
+                     const void* value) {
   return unlessRefused(judgeRecord(place.record), [&] {
-    return withRecordsUpTo(file, variable, place.record,
+    return preparedToWrite(file, variable, records, {place.record, 1, 1},
                            [&] { return transferValue(file, variable, place, PUT_, value); });
   });
 }
@@ -192,9 +211,10 @@ CDFstatus readRecord(CDFid file, long variable, const Records& records, long rec
   });
 }
 
-CDFstatus writeRecord(CDFid file, long variable, long record, const void* values) {
+CDFstatus writeRecord(CDFid file, long variable, const Records& records, long record,
+                      const void* values) {
   return unlessRefused(judgeRecord(record), [&] {
-    return withRecordsUpTo(file, variable, record, [&] {
+    return preparedToWrite(file, variable, records, {record, 1, 1}, [&] {
       return onFile(CDFputVarRecordData, file, zVariable, variable, record, values);
     });
   });
@@ -216,7 +236,7 @@ CDFstatus readHyperslab(CDFid file, long variable, const Records& records, Hyper
 
 CDFstatus writeHyperslab(CDFid file, long variable, const Records& records, const Hyperslab& slab,
                          const void* values) {
-  const long last = slab.recordStart + (slab.recordCount - 1) * slab.recordInterval;
+  const Run run{slab.recordStart, slab.recordCount, slab.recordInterval};
   const auto request = [&] {
     if (records.sparse) {
       const SparseRecords whole(file, variable);
@@ -227,7 +247,7 @@ CDFstatus writeHyperslab(CDFid file, long variable, const Records& records, cons
     return transferHyperslab(file, variable, slab, PUT_, values);
   };
   return unlessRefused(judgeHyperslab(slab),
-                       [&] { return withRecordsUpTo(file, variable, last, request); });
+                       [&] { return preparedToWrite(file, variable, records, run, request); });
 }
 
 CDFstatus setStageCacheSize(CDFid file, long buffers) {

@@ -51,7 +51,7 @@ struct ValuePlace {
   Longs indices;
 };
 
-/// What decides how a variable's records can be read without harm.
+/// What decides how a variable's records can be read and written without harm.
 struct Records {
   bool vary;
   bool sparse;
@@ -59,10 +59,12 @@ struct Records {
 
 CDFstatus readValue(CDFid file, long variable, const Records& records, const ValuePlace& place,
                     void* value);
-CDFstatus writeValue(CDFid file, long variable, const ValuePlace& place, const void* value);
+CDFstatus writeValue(CDFid file, long variable, const Records& records, const ValuePlace& place,
+                     const void* value);
 
 CDFstatus readRecord(CDFid file, long variable, const Records& records, long record, void* values);
-CDFstatus writeRecord(CDFid file, long variable, long record, const void* values);
+CDFstatus writeRecord(CDFid file, long variable, const Records& records, long record,
+                      const void* values);
 
 /// A run of records, each cut to a block of the dimensions, with strides. The lists are in the
 /// library's order, one entry for each dimension.

@@ -1,4 +1,5 @@
-/// What is last in a file: the library is to free nothing there that it cannot pass by afterwards.
+/// The blocks of a file that hold records, and the free room between them: what has to be done
+/// before a request for the library to find its way there afterwards.
 #pragma once
 
 #include "cdf/functions.h"
@@ -16,6 +17,10 @@ void makeRoomBehind(CDFid file);
 /// allocated, which are allocated no longer then. A variable that is not there is for the request
 /// that follows to report.
 CDFstatus prepareToFree(CDFid file, long variable);
+
+/// Makes it safe to write records from `start` on of a variable whose records are sparse;
+/// `together` says that they follow each other.
+CDFstatus prepareToWrite(CDFid file, long variable, long start, bool together);
 
 /// Makes it safe to begin compressing the file as a whole.
 CDFstatus prepareToCompress(CDFid file);

@@ -1,4 +1,4 @@
-#include "cdf/file_end.h"
+#include "cdf/blocks.h"
 
 #include <array>
 #include <vector>
@@ -34,22 +34,27 @@ StoredSize storedSize(CDFid file, long variable) {
 }
 
 /// What decides how records can be freed.
-struct Records {
+struct RecordState {
   bool known = false;
-  bool staged = false;  ///< In a scratch file before they are written: compressed ones, and sparse.
+  bool compressed = false;
+  bool sparse = false;
   long written = -1;    ///< The last that was written.
-  long allocated = -1;  ///< The last that is allocated; of a variable that is not staged.
+  long allocated = -1;  ///< The last that is allocated, where they are not sparse.
+
+  /// Whether they wait in a scratch file before they are written.
+  bool staged() const { return compressed || sparse; }
 };
 
-Records recordsOf(CDFid file, long variable) {
+RecordState recordsOf(CDFid file, long variable) {
   long compression = NO_COMPRESSION, percentage = 0, sparse = NO_SPARSERECORDS;
   CompressionParameters parameters{};
-  Records records;
+  RecordState records;
   records.known =
       onVariable(file, variable, GET_, zVAR_COMPRESSION_, &compression, parameters.data(),
                  &percentage, zVAR_SPARSERECORDS_, &sparse, zVAR_MAXREC_, &records.written,
                  zVAR_MAXallocREC_, &records.allocated) >= 0;
-  records.staged = compression != NO_COMPRESSION || sparse != NO_SPARSERECORDS;
+  records.compressed = compression != NO_COMPRESSION;
+  records.sparse = sparse != NO_SPARSERECORDS;
   return records;
 }
 
@@ -57,10 +62,17 @@ CDFstatus deleteFrom(CDFid file, long variable, long first, long last) {
   return onVariable(file, variable, DELETE_, zVAR_RECORDS_, first, last);
 }
 
+/// Deletes nothing, and has the library write what is staged.
+CDFstatus writeStaged(CDFid file, long variable, const RecordState& records) {
+  return mayBeStaged(records.staged(), records.written)
+             ? deleteFrom(file, variable, records.written + 1, records.written + 1)
+             : 0;
+}
+
 /// Writes into the last of the records that are allocated, and those before it with it, and deletes
 /// all of them behind the last that was written before.
-CDFstatus writeAllocated(CDFid file, long variable, const Records& records) {
-  if (!records.known || records.staged || records.written >= records.allocated) {
+CDFstatus writeAllocated(CDFid file, long variable, const RecordState& records) {
+  if (!records.known || records.staged() || records.written >= records.allocated) {
     return 0;
   }
   const StoredSize size = storedSize(file, variable);
@@ -89,19 +101,22 @@ void makeRoomBehind(CDFid file) {
 }
 
 CDFstatus prepareToFree(CDFid file, long variable) {
-  const Records records = recordsOf(file, variable);
+  const RecordState records = recordsOf(file, variable);
   if (!records.known) {
     return 0;
   }
-  if (mayBeStaged(records.staged, records.written)) {
-    // Deletes nothing, and writes what is staged.
-    const CDFstatus status = deleteFrom(file, variable, records.written + 1, records.written + 1);
-    if (status < 0) {
-      return status;
-    }
+  const CDFstatus status = writeStaged(file, variable, records);
+  if (status < 0) {
+    return status;
   }
   makeRoomBehind(file);
   return writeAllocated(file, variable, records);
+}
+
+CDFstatus prepareToWrite(CDFid file, long variable, long start, bool together) {
+  const RecordState records = recordsOf(file, variable);
+  const bool joins = together && start == records.written + 1;
+  return records.compressed || joins ? 0 : writeStaged(file, variable, records);
 }
 
 CDFstatus prepareToCompress(CDFid file) {
