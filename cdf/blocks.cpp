@@ -119,13 +119,15 @@ CDFstatus prepareToWrite(CDFid file, long variable, long start, bool together) {
   return records.compressed || joins ? 0 : writeStaged(file, variable, records);
 }
 
+// The room comes first: what writeAllocated() frees may be room for an attribute too, before the
+// end.
 CDFstatus prepareToCompress(CDFid file) {
+  makeRoomBehind(file);
   long variables = 0;
   CDFstatus status = onFile(file, GET_, CDF_NUMzVARS_, &variables);
   for (long variable = 0; variable < variables && status >= 0; ++variable) {
     status = writeAllocated(file, variable, recordsOf(file, variable));
   }
-  makeRoomBehind(file);
   return status;
 }
 

@@ -22,7 +22,7 @@ CDFstatus prepareToFree(CDFid file, long variable);
 /// `together` says that they follow each other.
 CDFstatus prepareToWrite(CDFid file, long variable, long start, bool together);
 
-/// Makes it safe to begin compressing the file as a whole.
+/// Makes it safe to begin or end compressing the file as a whole.
 CDFstatus prepareToCompress(CDFid file);
 
 }  // namespace tarvik::cdf

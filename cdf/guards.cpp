@@ -229,13 +229,13 @@ bool mayBeStaged(bool staged, long written) {
   return staged && written >= 0 && written + 1 < largest;
 }
 
-// The library copies a file that it begins to compress as a whole up to its end, where it has not
-// written yet what was allocated and holds no record. That fails (-2074) and loses the file where
-// this part begins before a multiple of 131072 bytes and ends behind it: 1001 records of 256 bytes
-// and, of a second variable, one of 64. An attribute at the end is written as it is made; where
-// there was free room elsewhere, it is not at the end, and the records are written.
+// The library copies a file that it begins or ends to compress as a whole up to its end, where it
+// has not written yet what was allocated and holds no record. That fails (-2074) and loses the file
+// where this part begins before a multiple of 131072 bytes and ends behind it: 1001 records of 256
+// bytes and, of a second variable, one of 64. An attribute at the end is written as it is made;
+// where there was free room elsewhere, it is not at the end, and the records are written.
 bool needsWrittenEnd(long compressionBefore, long compression) {
-  return compressionBefore == NO_COMPRESSION && compression != NO_COMPRESSION;
+  return compressionBefore != NO_COMPRESSION || compression != NO_COMPRESSION;
 }
 
 // With one buffer, the records of a compressed variable, or of one with sparse records, cannot be

@@ -114,8 +114,8 @@ CDFstatus compressFile(CDFid file, long type, const CompressionParameters& param
   long before = NO_COMPRESSION, percentage = 0;
   CompressionParameters room{};
   const CDFstatus known = onFile(file, GET_, CDF_COMPRESSION_, &before, room.data(), &percentage);
-  const bool begins = known >= 0 && needsWrittenEnd(before, type);
-  return unlessRefused(begins ? prepareToCompress(file) : 0, request);
+  const bool copies = known >= 0 && needsWrittenEnd(before, type);
+  return unlessRefused(copies ? prepareToCompress(file) : 0, request);
 }
 
 CDFstatus findVariable(CDFid file, const std::string& name) {
