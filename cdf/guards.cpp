@@ -190,20 +190,52 @@ CDFstatus judgeGrowth(long records, long recordBytes) {
   return canBeHad ? allowed : BAD_MALLOC;
 }
 
-// Freed at the end of the file, a block of less than 16 bytes (the record of a small variable whose
-// records do not vary, or whose blocking factor is 1) is shorter than what the library reads of it
-// in opening: the file cannot be opened again (-2074). An attribute behind it helps.
-bool needRoomBehind(long allocatedRecords) {
-  constexpr long leastBytes = 16;
-  return allocatedRecords > 0 && allocatedRecords < leastBytes;
+// What is freed at the end of a file must be one that the library can pass by in opening. Of free
+// room it reads 28 bytes, and 12 are before the values of records: the records freed last may be
+// shorter (the record of a small variable whose records do not vary, or whose blocking factor is 1;
+// a sparse record; a compressed variable's only one), and the file cannot be opened again (-2074).
+// So free room is made behind them first. It is that of an attribute, and the library takes the
+// first that it finds: each delete that leaves as much room makes some behind it too, since the
+// last records of all would not be followed by any otherwise (an attribute, a variable with one
+// value; both deleted in that order). 56 bytes are before the value of an entry, 324 are an
+// attribute.
+bool leavesRoom(long entryBytes) {
+  return entryBytes + 56 >= 324;
 }
 
-// The library copies a file that it begins to compress as a whole up to its end, where it has not
-// written yet what was allocated and holds no record. That fails (-2074) and loses the file where
-// this part begins before a multiple of 131072 bytes and ends behind it: 1001 records of 256 bytes
-// and, of a second variable, one of 64. An attribute at the end is written as it is made.
+// A block that grows at the end of the file is written up to the last record only, and the rest of
+// it as the file is closed; not so where it was freed before. Of CDF_DOUBLE, records 0 and 1500
+// written: deleting records 0 and 1 gives -2074, and then -2077 for every call on the file. The
+// variable deleted, the close of a file that is compressed as a whole fails and loses it (-2074 or
+// -2020), and that of a file with a checksum succeeds and writes one of memory that was never set
+// (-2226 in opening). More than that a delete shall not write for; what lies behind helps there as
+// a rule.
+bool mustBeWritten(long records, long recordBytes) {
+  constexpr long mostBytes = 1L << 26;
+  return recordBytes > 0 && records <= mostBytes / recordBytes;
+}
+
+// Staged records are written in the middle of a delete, behind the room that was made; or, where
+// the room is, some into it, and the delete fails (CDF_BYTE of 114, compressed by GZIP.6; records
+// 9, 28, 2081, 239 and 1050 written, 14 to 34 deleted: -2074, and then -2077 for every call on the
+// file). They are written before by a delete of the record behind the last, which there must be:
+// see deletesNothing() and judgeRecord().
+//
+// Sparse records that are staged beyond the block that holds them are written with one more, over
+// the free room that follows. The file cannot be opened again (-2223) where a variable was deleted
+// and then, with a blocking factor of 1, the sparse records 1, 2, 3 and 200 of CDF_DOUBLE were
+// written. They are written before a record that does not follow the last.
+bool mayBeStaged(bool staged, long written) {
+  return staged && written >= 0 && written + 1 < largest;
+}
+
+// The library copies a file that it begins or ends to compress as a whole up to its end, where it
+// has not written yet what was allocated and holds no record. That fails (-2074) and loses the file
+// where this part begins before a multiple of 131072 bytes and ends behind it: 1001 records of 256
+// bytes and, of a second variable, one of 64. An attribute at the end is written as it is made;
+// where there was free room elsewhere, it is not at the end, and the records are written.
 bool needsWrittenEnd(long compressionBefore, long compression) {
-  return compressionBefore == NO_COMPRESSION && compression != NO_COMPRESSION;
+  return compressionBefore != NO_COMPRESSION || compression != NO_COMPRESSION;
 }
 
 // With one buffer, the records of a compressed variable, or of one with sparse records, cannot be

@@ -35,8 +35,14 @@ bool deletesNothing(long first, long last, long written);
 inline constexpr long fewRecords = 65536;
 /// So many more records, of that many bytes each, of a file that is compressed as a whole.
 CDFstatus judgeGrowth(long records, long recordBytes);
-/// Whether so many records, once freed, may not lie at the end of the file.
-bool needRoomBehind(long allocatedRecords);
+/// Whether so many records, which were allocated and not written, are to be written before records
+/// of their variable are moved or freed.
+bool mustBeWritten(long records, long recordBytes);
+/// Whether records may wait in the scratch file, where `staged` says that the variable has some
+/// there.
+bool mayBeStaged(bool staged, long written);
+/// Whether an attribute fits where an entry of that many bytes was.
+bool leavesRoom(long entryBytes);
 /// Whether a change of a file's compression reads all of the file.
 bool needsWrittenEnd(long compressionBefore, long compression);
 /// The interval to use in reading a variable whose records are all the same one.

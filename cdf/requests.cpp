@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "cdf/blocks.h"
 #include "cdf/call.h"
 #include "cdf/descriptions.h"
 #include "cdf/guards.h"
@@ -40,6 +41,24 @@ CDFstatus withRecordsUpTo(CDFid file, long variable, long last, Request request)
   return unlessRefused(judgeGrowth(last - allocated, layout.recordBytes), request);
 }
 
+/// Records that are written by one request.
+struct Run {
+  long start;
+  long count;
+  long interval;
+};
+
+/// Makes a request that writes to the variable.
+template <typename Request>
+CDFstatus preparedToWrite(CDFid file, long variable, const Records& records, const Run& run,
+                          Request request) {
+  if (records.sparse) {
+    const bool together = run.count == 1 || run.interval == 1;
+    return unlessRefused(prepareToWrite(file, variable, run.start, together), request);
+  }
+  return withRecordsUpTo(file, variable, run.start + (run.count - 1) * run.interval, request);
+}
+
 /// `function` is GET_ or PUT_.
 CDFstatus transferValue(CDFid file, long variable, const ValuePlace& place, long function,
                         const void* value) {
@@ -53,28 +72,6 @@ CDFstatus welcome(CDFstatus status, const CDFid* file) {
     arrived(*file);
   }
   return status;
-}
-
-/// Makes a request with an attribute at the end of the file for as long as that takes.
-template <typename Request>
-CDFstatus withAttributeBehind(CDFid file, Request request) {
-  long attribute = 0;
-  const CDFstatus made =
-      onFile(file, CREATE_, ATTR_, "room behind all records", VARIABLE_SCOPE, &attribute);
-  return unlessRefused(made, [&] {
-    const CDFstatus status = request();
-    const CDFstatus taken = onAttribute(file, attribute, DELETE_, ATTR_);
-    return status < 0 ? status : std::min(status, taken);
-  });
-}
-
-/// Makes a request that frees records of the variable, which must not be the last in the file where
-/// they are small.
-template <typename Request>
-CDFstatus withRoomBehind(CDFid file, long variable, Request request) {
-  long records = 0;
-  const CDFstatus known = onVariable(file, variable, GET_, zVAR_NUMallocRECS_, &records);
-  return known < 0 || !needRoomBehind(records) ? request() : withAttributeBehind(file, request);
 }
 
 CDFstatus judgeHyperslab(const Hyperslab& slab) {
@@ -124,8 +121,8 @@ CDFstatus compressFile(CDFid file, long type, const CompressionParameters& param
   const auto request = [&] {
     return onFile(file, PUT_, CDF_COMPRESSION_, type, parameters.data());
   };
-  return needsWrittenEnd(compressionOf(file), type) ? withAttributeBehind(file, request)
-                                                    : request();
+  return unlessRefused(needsWrittenEnd(compressionOf(file), type) ? prepareToCompress(file) : 0,
+                       request);
 }
 
 CDFstatus findVariable(CDFid file, const std::string& name) {
@@ -149,7 +146,8 @@ CDFstatus createVariable(CDFid file, const std::string& name, const VariableShap
 }
 
 CDFstatus deleteVariable(CDFid file, long variable) {
-  return withRoomBehind(file, variable, [&] { return onVariable(file, variable, DELETE_, zVAR_); });
+  return unlessRefused(prepareToFree(file, variable),
+                       [&] { return onVariable(file, variable, DELETE_, zVAR_); });
 }
 
 CDFstatus deleteRecords(CDFid file, long variable, long first, long last) {
@@ -159,7 +157,7 @@ CDFstatus deleteRecords(CDFid file, long variable, long first, long last) {
       deletesNothing(first, last, written)) {
     return 0;
   }
-  return withRoomBehind(file, variable, [&] {
+  return unlessRefused(prepareToFree(file, variable), [&] {
     return onVariable(file, variable, DELETE_, zVAR_RECORDS_, first, last);
   });
 }
@@ -173,6 +171,14 @@ CDFstatus createAttribute(CDFid file, const std::string& name, long scope, long*
   return unlessRefused(judgeAttributeName(name), [&] {
     return onFile(file, CREATE_, ATTR_, name.c_str(), scope, attribute);
   });
+}
+
+CDFstatus deleteAttribute(CDFid file, long attribute) {
+  long scope = 0;
+  if (onAttribute(file, attribute, GET_, ATTR_SCOPE_, &scope) >= 0) {
+    makeRoomBehind(file);
+  }
+  return onAttribute(file, attribute, DELETE_, ATTR_);
 }
 
 CDFstatus renameAttribute(CDFid file, long attribute, const std::string& name) {
@@ -192,9 +198,10 @@ CDFstatus readValue(CDFid file, long variable, const Records& records, const Val
                        [&] { return transferValue(file, variable, place, GET_, value); });
 }
 
-CDFstatus writeValue(CDFid file, long variable, const ValuePlace& place, const void* value) {
+CDFstatus writeValue(CDFid file, long variable, const Records& records, const ValuePlace& place,
+                     const void* value) {
   return unlessRefused(judgeRecord(place.record), [&] {
-    return withRecordsUpTo(file, variable, place.record,
+    return preparedToWrite(file, variable, records, {place.record, 1, 1},
                            [&] { return transferValue(file, variable, place, PUT_, value); });
   });
 }
@@ -211,9 +218,10 @@ CDFstatus readRecord(CDFid file, long variable, const Records& records, long rec
   });
 }
 
-CDFstatus writeRecord(CDFid file, long variable, long record, const void* values) {
+CDFstatus writeRecord(CDFid file, long variable, const Records& records, long record,
+                      const void* values) {
   return unlessRefused(judgeRecord(record), [&] {
-    return withRecordsUpTo(file, variable, record, [&] {
+    return preparedToWrite(file, variable, records, {record, 1, 1}, [&] {
       return onFile(CDFputVarRecordData, file, zVariable, variable, record, values);
     });
   });
@@ -233,14 +241,14 @@ CDFstatus readHyperslab(CDFid file, long variable, const Records& records, Hyper
 
 CDFstatus writeHyperslab(CDFid file, long variable, const Records& records, const Hyperslab& slab,
                          const void* values) {
-  const long last = slab.recordStart + (slab.recordCount - 1) * slab.recordInterval;
+  const Run run{slab.recordStart, slab.recordCount, slab.recordInterval};
   const auto request = [&] {
     const auto writer = standIn(file, variable, records, slab);
     return writer ? writer->writeSlab(slab, values)
                   : transferHyperslab(file, variable, slab, PUT_, values);
   };
   return unlessRefused(judgeHyperslab(slab),
-                       [&] { return withRecordsUpTo(file, variable, last, request); });
+                       [&] { return preparedToWrite(file, variable, records, run, request); });
 }
 
 // In read-only mode the library keeps the attributes in memory. An attribute that was selected
@@ -279,6 +287,15 @@ CDFstatus writeEntry(CDFid file, int kind, long attribute, long entry, const Ent
     return onFile(CDFputAttrEntry, file, kind, attribute, entry, value.datatype,
                   static_cast<long>(value.count), value.data);
   });
+}
+
+CDFstatus deleteEntry(CDFid file, int kind, long attribute, long entry) {
+  long datatype = 0, count = 0, bytes = 0;
+  if (onFile(CDFinquireAttrEntry, file, kind, attribute, entry, &datatype, &count) >= 0 &&
+      call(GET_, DATATYPE_SIZE_, datatype, &bytes) >= 0 && leavesRoom(bytes * count)) {
+    makeRoomBehind(file);
+  }
+  return onFile(CDFdeleteAttrEntry, file, kind, attribute, entry);
 }
 
 }  // namespace tarvik::cdf

@@ -42,6 +42,7 @@ CDFstatus deleteVariable(CDFid file, long variable);
 CDFstatus deleteRecords(CDFid file, long variable, long first, long last);
 CDFstatus renameVariable(CDFid file, long variable, const std::string& name);
 CDFstatus createAttribute(CDFid file, const std::string& name, long scope, long* attribute);
+CDFstatus deleteAttribute(CDFid file, long attribute);
 CDFstatus renameAttribute(CDFid file, long attribute, const std::string& name);
 
 /// One value. The indices are in the library's order, one for each dimension.
@@ -50,7 +51,7 @@ struct ValuePlace {
   Longs indices;
 };
 
-/// What decides how a variable's records can be read without harm.
+/// What decides how a variable's records can be read and written without harm.
 struct Records {
   bool vary;
   bool sparse;
@@ -58,10 +59,12 @@ struct Records {
 
 CDFstatus readValue(CDFid file, long variable, const Records& records, const ValuePlace& place,
                     void* value);
-CDFstatus writeValue(CDFid file, long variable, const ValuePlace& place, const void* value);
+CDFstatus writeValue(CDFid file, long variable, const Records& records, const ValuePlace& place,
+                     const void* value);
 
 CDFstatus readRecord(CDFid file, long variable, const Records& records, long record, void* values);
-CDFstatus writeRecord(CDFid file, long variable, long record, const void* values);
+CDFstatus writeRecord(CDFid file, long variable, const Records& records, long record,
+                      const void* values);
 
 /// A run of records, each cut to a block of the dimensions, with strides. The lists are in the
 /// library's order, one entry for each dimension.
@@ -100,5 +103,6 @@ struct EntryValue {
 
 /// `kind` is globalEntries or zEntries.
 CDFstatus writeEntry(CDFid file, int kind, long attribute, long entry, const EntryValue& value);
+CDFstatus deleteEntry(CDFid file, int kind, long attribute, long entry);
 
 }  // namespace tarvik::cdf

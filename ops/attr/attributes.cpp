@@ -43,7 +43,7 @@ void createAttr(int, vlArray* outputs[], int, const vlArray* inputs[],
 
 void deleteAttr(int, vlArray*[], int, const vlArray* inputs[], const OperationEntry* entry) {
   const Attribute attribute = unpackAttribute(inputs);
-  check(entry, cdf::onAttribute(attribute.file, attribute.number, DELETE_, ATTR_));
+  check(entry, cdf::deleteAttribute(attribute.file, attribute.number));
 }
 
 void renameAttr(int, vlArray*[], int, const vlArray* inputs[], const OperationEntry* entry) {

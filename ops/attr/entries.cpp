@@ -61,8 +61,8 @@ void inquireEntry(vlArray* outputs[], const vlArray* inputs[], const OperationEn
 
 void deleteEntry(const vlArray* inputs[], const OperationEntry* operation, int kind) {
   const Entry entry = unpackEntry(inputs);
-  check(operation, cdf::onFile(CDFdeleteAttrEntry, entry.attribute.file, kind,
-                               entry.attribute.number, entry.number));
+  check(operation,
+        cdf::deleteEntry(entry.attribute.file, kind, entry.attribute.number, entry.number));
 }
 
 void checkValueClass(long datatype, const vlArray* value) {

@@ -83,7 +83,8 @@ void putVarData(int, vlArray*[], int, const vlArray* inputs[], const OperationEn
   checkClass(description, inputs[4], "VORLAN:tarvik:putVarData:datatypeMismatch");
 
   check(entry, writeArray(inputs[4], [&](const void* value) {
-          return cdf::writeValue(variable.file, variable.number, place, value);
+          return cdf::writeValue(variable.file, variable.number, description.records(), place,
+                                 value);
         }));
 }
 
@@ -96,7 +97,8 @@ void putVarRecordData(int, vlArray*[], int, const vlArray* inputs[], const Opera
   checkClass(description, inputs[3], "VORLAN:tarvik:putVarRecordData:datatypeMismatch");
 
   check(entry, writeArray(inputs[3], [&](const void* values) {
-          return cdf::writeRecord(variable.file, variable.number, record, values);
+          return cdf::writeRecord(variable.file, variable.number, description.records(), record,
+                                  values);
         }));
 }
 

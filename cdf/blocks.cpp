@@ -1,0 +1,130 @@
+#include "cdf/blocks.h"
+
+#include <array>
+#include <vector>
+
+#include "cdf/call.h"
+#include "cdf/guards.h"
+
+namespace tarvik::cdf {
+
+namespace {
+
+/// The bytes of one value, and of a record; 0 where they cannot be told.
+struct StoredSize {
+  long value = 0;
+  long record = 0;
+};
+
+StoredSize storedSize(CDFid file, long variable) {
+  long datatype = 0, numElements = 0, numDims = 0, bytes = 0;
+  std::array<long, CDF_MAX_DIMS> sizes{}, varys{};
+  if (onVariable(file, variable, GET_, zVAR_DATATYPE_, &datatype, zVAR_NUMELEMS_, &numElements,
+                 zVAR_NUMDIMS_, &numDims, zVAR_DIMSIZES_, sizes.data(), zVAR_DIMVARYS_,
+                 varys.data()) < 0 ||
+      call(GET_, DATATYPE_SIZE_, datatype, &bytes) < 0) {
+    return {};
+  }
+  const long value = bytes * numElements;
+  long record = value;
+  for (std::size_t i = 0; i < static_cast<std::size_t>(numDims); ++i) {
+    record *= varys[i] == NOVARY ? 1 : sizes[i];
+  }
+  return {value, record};
+}
+
+/// What decides how records can be freed.
+struct RecordState {
+  bool known = false;
+  bool compressed = false;
+  bool sparse = false;
+  long written = -1;    ///< The last that was written.
+  long allocated = -1;  ///< The last that is allocated, where they are not sparse.
+
+  /// Whether they wait in a scratch file before they are written.
+  bool staged() const { return compressed || sparse; }
+};
+
+RecordState recordsOf(CDFid file, long variable) {
+  long compression = NO_COMPRESSION, percentage = 0, sparse = NO_SPARSERECORDS;
+  CompressionParameters parameters{};
+  RecordState records;
+  records.known =
+      onVariable(file, variable, GET_, zVAR_COMPRESSION_, &compression, parameters.data(),
+                 &percentage, zVAR_SPARSERECORDS_, &sparse, zVAR_MAXREC_, &records.written,
+                 zVAR_MAXallocREC_, &records.allocated) >= 0;
+  records.compressed = compression != NO_COMPRESSION;
+  records.sparse = sparse != NO_SPARSERECORDS;
+  return records;
+}
+
+CDFstatus deleteFrom(CDFid file, long variable, long first, long last) {
+  return onVariable(file, variable, DELETE_, zVAR_RECORDS_, first, last);
+}
+
+/// Deletes nothing, and has the library write what is staged.
+CDFstatus writeStaged(CDFid file, long variable, const RecordState& records) {
+  return mayBeStaged(records.staged(), records.written)
+             ? deleteFrom(file, variable, records.written + 1, records.written + 1)
+             : 0;
+}
+
+/// Writes into the last of the records that are allocated, and those before it with it, and deletes
+/// all of them behind the last that was written before.
+CDFstatus writeAllocated(CDFid file, long variable, const RecordState& records) {
+  if (!records.known || records.staged() || records.written >= records.allocated) {
+    return 0;
+  }
+  const StoredSize size = storedSize(file, variable);
+  if (!mustBeWritten(records.allocated - records.written, size.record)) {
+    return 0;
+  }
+  const std::vector<char> value(static_cast<std::size_t>(size.value));
+  const std::array<long, CDF_MAX_DIMS> first{};
+  const CDFstatus status =
+      onVariable(file, variable, zVAR_RECNUMBER_, records.allocated, zVAR_DIMINDICES_, first.data(),
+                 PUT_, zVAR_DATA_, value.data());
+  return status < 0 ? status : deleteFrom(file, variable, records.written + 1, records.allocated);
+}
+
+}  // namespace
+
+void makeRoomBehind(CDFid file) {
+  long attribute = 0;
+  if (onFile(file, CREATE_, ATTR_, "room behind everything", VARIABLE_SCOPE, &attribute) >= 0) {
+    onAttribute(file, attribute, DELETE_, ATTR_);
+  }
+}
+
+CDFstatus prepareToFree(CDFid file, long variable) {
+  const RecordState records = recordsOf(file, variable);
+  if (!records.known) {
+    return 0;
+  }
+  const CDFstatus status = writeStaged(file, variable, records);
+  if (status < 0) {
+    return status;
+  }
+  makeRoomBehind(file);
+  return writeAllocated(file, variable, records);
+}
+
+CDFstatus prepareToWrite(CDFid file, long variable, long start, bool together) {
+  const RecordState records = recordsOf(file, variable);
+  const bool joins = together && start == records.written + 1;
+  return records.compressed || joins ? 0 : writeStaged(file, variable, records);
+}
+
+// The room comes first: what writeAllocated() frees may be room for an attribute too, before the
+// end.
+CDFstatus prepareToCompress(CDFid file) {
+  makeRoomBehind(file);
+  long variables = 0;
+  CDFstatus status = onFile(file, GET_, CDF_NUMzVARS_, &variables);
+  for (long variable = 0; variable < variables && status >= 0; ++variable) {
+    status = writeAllocated(file, variable, recordsOf(file, variable));
+  }
+  return status;
+}
+
+}  // namespace tarvik::cdf

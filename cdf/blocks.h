@@ -1,0 +1,25 @@
+/// The blocks of a file that hold records, and the free room between them: what has to be done
+/// before a request for the library to find its way there afterwards.
+#pragma once
+
+#include "cdf/functions.h"
+
+namespace tarvik::cdf {
+
+/// Leaves free room behind all that is in the file. A file that may not be changed stays as it is,
+/// which is for the request that follows to report.
+void makeRoomBehind(CDFid file);
+
+/// Makes it safe to move or free records of a variable: those staged are written, and so are those
+/// allocated, which are allocated no longer then. A variable that is not there is for the request
+/// that follows to report.
+CDFstatus prepareToFree(CDFid file, long variable);
+
+/// Makes it safe to write records from `start` on of a variable whose records are sparse;
+/// `together` says that they follow each other.
+CDFstatus prepareToWrite(CDFid file, long variable, long start, bool together);
+
+/// Makes it safe to begin or end compressing the file as a whole.
+CDFstatus prepareToCompress(CDFid file);
+
+}  // namespace tarvik::cdf
