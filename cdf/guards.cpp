@@ -238,6 +238,17 @@ bool needsWrittenEnd(long compressionBefore, long compression) {
   return compressionBefore != NO_COMPRESSION || compression != NO_COMPRESSION;
 }
 
+// Where records were deleted since the file was opened and none is left, the library changes the
+// compression between none and some, and then writes as it did before. A variable with sparse
+// records that gets compressed: the write of a record fails (-2102, and then -2077 for every call
+// on the file), or one of a value is followed by a write of a record that never ends. So does a
+// compressed one that is compressed no longer. Variables that are neither, the library refuses.
+CDFstatus judgeRecompression(long compressionBefore, long compression) {
+  constexpr CDFstatus CANNOT_COMPRESS = -2091;
+  const bool was = compressionBefore != NO_COMPRESSION, is = compression != NO_COMPRESSION;
+  return was == is ? allowed : CANNOT_COMPRESS;
+}
+
 // With one buffer, the records of a compressed variable, or of one with sparse records, cannot be
 // read back from the scratch file: -2108 or -2020, and then -2077 for every call on the file.
 CDFstatus judgeStageCacheSize(long buffers) {

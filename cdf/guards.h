@@ -45,6 +45,8 @@ bool mayBeStaged(bool staged, long written);
 bool leavesRoom(long entryBytes);
 /// Whether a change of a file's compression reads all of the file.
 bool needsWrittenEnd(long compressionBefore, long compression);
+/// Another compression for a variable of which records were deleted since its file was opened.
+CDFstatus judgeRecompression(long compressionBefore, long compression);
 /// The interval to use in reading a variable whose records are all the same one.
 long intervalOfOneRecord(long interval);
 CDFstatus judgeDimensions(const Longs& indices, const Longs& counts, const Longs& intervals);

@@ -5,6 +5,7 @@
 
 #include "cdf/blocks.h"
 #include "cdf/call.h"
+#include "cdf/deletions.h"
 #include "cdf/descriptions.h"
 #include "cdf/guards.h"
 #include "cdf/screen/screen.h"
@@ -70,6 +71,7 @@ CDFstatus transferValue(CDFid file, long variable, const ValuePlace& place, long
 CDFstatus welcome(CDFstatus status, const CDFid* file) {
   if (status >= 0) {
     arrived(*file);
+    noneDeleted(*file);
   }
   return status;
 }
@@ -146,20 +148,36 @@ CDFstatus createVariable(CDFid file, const std::string& name, const VariableShap
 }
 
 CDFstatus deleteVariable(CDFid file, long variable) {
-  return unlessRefused(prepareToFree(file, variable),
-                       [&] { return onVariable(file, variable, DELETE_, zVAR_); });
+  return unlessRefused(prepareToFree(file, variable), [&] {
+    const CDFstatus status = onVariable(file, variable, DELETE_, zVAR_);
+    if (status >= 0) {
+      variableDeleted(file, variable);
+    }
+    return status;
+  });
 }
 
 CDFstatus deleteRecords(CDFid file, long variable, long first, long last) {
   long written = -1;
-  if (compressionOf(file, variable) > NO_COMPRESSION &&
-      onVariable(file, variable, GET_, zVAR_MAXREC_, &written) >= 0 &&
-      deletesNothing(first, last, written)) {
+  const CDFstatus known = onVariable(file, variable, GET_, zVAR_MAXREC_, &written);
+  if (known >= 0 && deletesNothing(first, last, written) &&
+      compressionOf(file, variable) > NO_COMPRESSION) {
     return 0;
   }
   return unlessRefused(prepareToFree(file, variable), [&] {
+    if (written >= 0) {
+      recordsDeleted(file, variable);
+    }
     return onVariable(file, variable, DELETE_, zVAR_RECORDS_, first, last);
   });
+}
+
+CDFstatus compressVariable(CDFid file, long variable, long type,
+                           const CompressionParameters& parameters) {
+  return unlessRefused(
+      hadRecordsDeleted(file, variable) ? judgeRecompression(compressionOf(file, variable), type)
+                                        : 0,
+      [&] { return onVariable(file, variable, PUT_, zVAR_COMPRESSION_, type, parameters.data()); });
 }
 
 CDFstatus renameVariable(CDFid file, long variable, const std::string& name) {

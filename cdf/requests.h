@@ -40,6 +40,8 @@ CDFstatus createVariable(CDFid file, const std::string& name, const VariableShap
 CDFstatus deleteVariable(CDFid file, long variable);
 /// Deletes the records from `first` to `last`.
 CDFstatus deleteRecords(CDFid file, long variable, long first, long last);
+CDFstatus compressVariable(CDFid file, long variable, long type,
+                           const CompressionParameters& parameters);
 CDFstatus renameVariable(CDFid file, long variable, const std::string& name);
 CDFstatus createAttribute(CDFid file, const std::string& name, long scope, long* attribute);
 CDFstatus deleteAttribute(CDFid file, long attribute);

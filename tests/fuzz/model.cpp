@@ -16,7 +16,7 @@ constexpr long outOfResources[] = {-2021, -2026, -2055, -2056, -2066,
 constexpr long damage[] = {-2012, -2020, -2027, -2029, -2035, -2074,
                            -2077, -2092, -2102, -2108, -2223, -2232};
 
-/// Records and elements of a file that no limit forbids.
+/// Records, elements and values of a file that no limit forbids.
 constexpr long mostOfAnything = 60000;
 
 template <typename List>
@@ -116,10 +116,23 @@ const std::map<std::string, Effect>& effects() {
   return all;
 }
 
+/// The values that one record of each variable holds.
+double valuesOfRecords(const FileModel& file) {
+  double all = 0;
+  for (const VariableModel& variable : file.variables) {
+    auto values = static_cast<double>(variable.numElements);
+    for (const long size : variable.dimSizes) values *= static_cast<double>(size);
+    all += values;
+  }
+  return all;
+}
+
 void strain(const Call& call, FileModel& file) {
   for (const char* name : {"record", "recordStart", "last", "count", "factor", "numElements"}) {
-    file.strained = file.strained || call.number(name).value_or(0) > mostOfAnything;
+    file.most = std::max(file.most, call.number(name).value_or(0));
   }
+  const auto most = static_cast<double>(file.most);
+  file.strained = file.strained || std::max(1.0, valuesOfRecords(file)) * most > mostOfAnything;
 }
 
 /// Operations that may change records which were written, even where they fail.

@@ -46,6 +46,7 @@ struct FileModel {
   std::string path;
   /// Why the model does not know what is in the file; empty where it does.
   std::string lost;
+  long most = 1;          ///< The largest number of records or elements that was asked for.
   bool strained = false;  ///< More of it was asked for than the limits of a run allow.
   std::vector<VariableModel> variables;
   std::vector<AttributeModel> attributes;
