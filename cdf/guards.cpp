@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "cdf/call.h"
+#include "cdf/notes.h"
 #include "cdf/requests.h"
 
 // What stands at each guard was seen with version 3.9.1 of the library, used directly.
@@ -26,7 +27,6 @@ constexpr CDFstatus BAD_NUM_ELEMS = -2011;
 constexpr CDFstatus CDF_OPEN_ERROR = -2012;
 constexpr CDFstatus BAD_ALLOCATE_RECS = -2015;
 constexpr CDFstatus BAD_MALLOC = -2026;
-constexpr CDFstatus BAD_CACHE_SIZE = -2063;
 constexpr CDFstatus CANNOT_ALLOCATE_RECORDS = -2103;
 
 constexpr CDFstatus allowed = 0;
@@ -238,21 +238,17 @@ bool needsWrittenEnd(long compressionBefore, long compression) {
   return compressionBefore != NO_COMPRESSION || compression != NO_COMPRESSION;
 }
 
-// Where records were deleted since the file was opened and none is left, the library changes the
-// compression between none and some, and then writes as it did before. A variable with sparse
-// records that gets compressed: the write of a record fails (-2102, and then -2077 for every call
-// on the file), or one of a value is followed by a write of a record that never ends. So does a
-// compressed one that is compressed no longer. Variables that are neither, the library refuses.
-CDFstatus judgeRecompression(long compressionBefore, long compression) {
+// The library looks at how a variable is stored once, as it first has to do with its records. Of
+// one that it met compressed and that is compressed no longer, or of one with sparse records that
+// were all deleted and that is compressed then, it writes records as if nothing had changed: that
+// fails
+// (-2102, and then -2077 for every call on the file), never ends, or leaves a file of gigabytes, as
+// the memory is that it takes.
+CDFstatus judgeCompression(long before, long compression, const VariableNotes& notes) {
   constexpr CDFstatus CANNOT_COMPRESS = -2091;
-  const bool was = compressionBefore != NO_COMPRESSION, is = compression != NO_COMPRESSION;
-  return was == is ? allowed : CANNOT_COMPRESS;
-}
-
-// With one buffer, the records of a compressed variable, or of one with sparse records, cannot be
-// read back from the scratch file: -2108 or -2020, and then -2077 for every call on the file.
-CDFstatus judgeStageCacheSize(long buffers) {
-  return buffers == 1 ? BAD_CACHE_SIZE : allowed;
+  const bool was = before != NO_COMPRESSION, is = compression != NO_COMPRESSION;
+  const bool survives = is ? was || !notes.deletedFrom : !was || notes.metPlain;
+  return survives ? allowed : CANNOT_COMPRESS;
 }
 
 // A last index beyond 32 bits wraps past the library's own check: index 0, count 3 and interval

@@ -10,6 +10,7 @@
 
 namespace tarvik::cdf {
 
+struct VariableNotes;
 struct VariableShape;
 
 CDFstatus judgePathToOpen(const std::string& path);
@@ -28,7 +29,6 @@ CDFstatus judgeRecord(long record);
 CDFstatus judgeRecords(long start, long count, long interval);
 /// A block of records up to `last`, of a variable with this kind of sparse records.
 CDFstatus judgeAllocation(long last, long sparseRecords);
-CDFstatus judgeStageCacheSize(long buffers);
 /// Whether all of these records lie behind the last that was written.
 bool deletesNothing(long first, long last, long written);
 /// Writes beyond fewer records than these need no look at how the file grows.
@@ -45,8 +45,7 @@ bool mayBeStaged(bool staged, long written);
 bool leavesRoom(long entryBytes);
 /// Whether a change of a file's compression reads all of the file.
 bool needsWrittenEnd(long compressionBefore, long compression);
-/// Another compression for a variable of which records were deleted since its file was opened.
-CDFstatus judgeRecompression(long compressionBefore, long compression);
+CDFstatus judgeCompression(long before, long compression, const VariableNotes& notes);
 /// The interval to use in reading a variable whose records are all the same one.
 long intervalOfOneRecord(long interval);
 CDFstatus judgeDimensions(const Longs& indices, const Longs& counts, const Longs& intervals);

@@ -5,9 +5,9 @@
 
 #include "cdf/blocks.h"
 #include "cdf/call.h"
-#include "cdf/deletions.h"
 #include "cdf/descriptions.h"
 #include "cdf/guards.h"
+#include "cdf/notes.h"
 #include "cdf/screen/screen.h"
 #include "cdf/sparse_records.h"
 
@@ -71,7 +71,7 @@ CDFstatus transferValue(CDFid file, long variable, const ValuePlace& place, long
 CDFstatus welcome(CDFstatus status, const CDFid* file) {
   if (status >= 0) {
     arrived(*file);
-    noneDeleted(*file);
+    forgetNotes(*file);
   }
   return status;
 }
@@ -101,6 +101,11 @@ std::optional<SparseRecords> standIn(CDFid file, long variable, const Records& r
     }
   }
   return found;
+}
+
+CDFstatus putCompression(CDFid file, long variable, long type,
+                         const CompressionParameters& parameters) {
+  return onVariable(file, variable, PUT_, zVAR_COMPRESSION_, type, parameters.data());
 }
 
 }  // namespace
@@ -151,7 +156,7 @@ CDFstatus deleteVariable(CDFid file, long variable) {
   return unlessRefused(prepareToFree(file, variable), [&] {
     const CDFstatus status = onVariable(file, variable, DELETE_, zVAR_);
     if (status >= 0) {
-      variableDeleted(file, variable);
+      notesOn(file).remove(variable);
     }
     return status;
   });
@@ -166,18 +171,29 @@ CDFstatus deleteRecords(CDFid file, long variable, long first, long last) {
   }
   return unlessRefused(prepareToFree(file, variable), [&] {
     if (written >= 0) {
-      recordsDeleted(file, variable);
+      notesOn(file).variables[variable].deletedFrom = true;
     }
     return onVariable(file, variable, DELETE_, zVAR_RECORDS_, first, last);
   });
 }
 
+// The library looks at how a variable is stored as it first has to do with its records. Asked for
+// the reserve, it looks, and has none to tell of where the variable is not compressed.
 CDFstatus compressVariable(CDFid file, long variable, long type,
                            const CompressionParameters& parameters) {
-  return unlessRefused(
-      hadRecordsDeleted(file, variable) ? judgeRecompression(compressionOf(file, variable), type)
-                                        : 0,
-      [&] { return onVariable(file, variable, PUT_, zVAR_COMPRESSION_, type, parameters.data()); });
+  const long before = compressionOf(file, variable);
+  if (before == unknownCompression) {
+    return putCompression(file, variable, type, parameters);
+  }
+  VariableNotes& notes = notesOn(file).variables[variable];
+  return unlessRefused(judgeCompression(before, type, notes), [&] {
+    if (before == NO_COMPRESSION) {
+      long reserve = 0;
+      onVariable(file, variable, CONFIRM_, zVAR_RESERVEPERCENT_, &reserve);
+      notes.metPlain = true;
+    }
+    return putCompression(file, variable, type, parameters);
+  });
 }
 
 CDFstatus renameVariable(CDFid file, long variable, const std::string& name) {
@@ -279,9 +295,31 @@ CDFstatus setReadOnlyMode(CDFid file, long mode) {
   return status;
 }
 
+// With fewer buffers than the scratch file has blocks of 131072 bytes, the library reads records of
+// compressed variables and of those with sparse records wrong, or not at all (-2020, -2108), and
+// then answers -2077 for every call on the file. So it keeps all that it has; they take memory as
+// they are needed.
 CDFstatus setStageCacheSize(CDFid file, long buffers) {
-  return unlessRefused(judgeStageCacheSize(buffers),
-                       [&] { return onFile(file, STAGE_CACHESIZE_, buffers); });
+  long& asked = notesOn(file).stageBuffers;
+  long present = 0;
+  CDFstatus status = onFile(file, CONFIRM_, STAGE_CACHESIZE_, &present);
+  if (status >= 0) {
+    const bool isLess = buffers > 0 && buffers < present;
+    status = onFile(file, STAGE_CACHESIZE_, isLess ? present : buffers);
+  }
+  if (status >= 0) {
+    asked = buffers;
+  }
+  return status;
+}
+
+CDFstatus stageCacheSize(CDFid file, long* buffers) {
+  const CDFstatus status = onFile(file, CONFIRM_, STAGE_CACHESIZE_, buffers);
+  const long asked = status < 0 ? 0 : notesOn(file).stageBuffers;
+  if (asked > 0) {
+    *buffers = asked;
+  }
+  return status;
 }
 
 CDFstatus allocateRecords(CDFid file, long variable, long first, long last) {

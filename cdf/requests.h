@@ -89,6 +89,7 @@ CDFstatus setReadOnlyMode(CDFid file, long mode);
 
 /// The number of cache buffers for the scratch file of an open file.
 CDFstatus setStageCacheSize(CDFid file, long buffers);
+CDFstatus stageCacheSize(CDFid file, long* buffers);
 
 /// Allocates the records from `first` to `last`.
 CDFstatus allocateRecords(CDFid file, long variable, long first, long last);

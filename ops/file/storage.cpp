@@ -46,7 +46,9 @@ void setCacheSize(int, vlArray*[], int, const vlArray* inputs[], const Operation
 
 void getStageCacheSize(int, vlArray* outputs[], int, const vlArray* inputs[],
                        const OperationEntry* entry) {
-  outputs[0] = packUpLong(askFile(inputs, entry, CONFIRM_, STAGE_CACHESIZE_));
+  long size = 0;
+  check(entry, cdf::stageCacheSize(unpackCDFId(inputs[0]), &size));
+  outputs[0] = packUpLong(size);
 }
 
 void setStageCacheSize(int, vlArray*[], int, const vlArray* inputs[], const OperationEntry* entry) {
