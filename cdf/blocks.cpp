@@ -109,9 +109,9 @@ CDFstatus prepareToFree(CDFid file, long variable) {
   return writeAllocated(file, variable, records);
 }
 
-CDFstatus prepareToWrite(CDFid file, long variable, long start, bool together) {
+CDFstatus prepareToWrite(CDFid file, long variable, long start) {
   const RecordState records = recordsOf(file, variable);
-  const bool joins = together && start == records.written + 1;
+  const bool joins = start == records.written + 1;
   return records.compressed || joins ? 0 : writeStaged(file, variable, records);
 }
 

@@ -15,9 +15,9 @@ void makeRoomBehind(CDFid file);
 /// that follows to report.
 CDFstatus prepareToFree(CDFid file, long variable);
 
-/// Makes it safe to write records from `start` on of a variable whose records are sparse;
-/// `together` says that they follow each other.
-CDFstatus prepareToWrite(CDFid file, long variable, long start, bool together);
+/// Makes it safe to write records that follow each other, from `start` on, of a variable whose
+/// records are sparse.
+CDFstatus prepareToWrite(CDFid file, long variable, long start);
 
 /// Makes it safe to begin or end compressing the file as a whole.
 CDFstatus prepareToCompress(CDFid file);

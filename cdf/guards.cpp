@@ -27,6 +27,7 @@ constexpr CDFstatus BAD_NUM_ELEMS = -2011;
 constexpr CDFstatus CDF_OPEN_ERROR = -2012;
 constexpr CDFstatus BAD_ALLOCATE_RECS = -2015;
 constexpr CDFstatus BAD_MALLOC = -2026;
+constexpr CDFstatus BAD_BLOCKING_FACTOR = -2031;
 constexpr CDFstatus CANNOT_ALLOCATE_RECORDS = -2103;
 
 constexpr CDFstatus allowed = 0;
@@ -249,6 +250,12 @@ CDFstatus judgeCompression(long before, long compression, const VariableNotes& n
   const bool was = before != NO_COMPRESSION, is = compression != NO_COMPRESSION;
   const bool survives = is ? was || !notes.deletedFrom : !was || notes.metPlain;
   return survives ? allowed : CANNOT_COMPRESS;
+}
+
+// A block that starts behind record 0 and ends beyond 32 bits loses the file (-2055 or a crash): a
+// factor of 2147483647, and a new block as the first one is full.
+CDFstatus judgeBlockingFactor(long factor) {
+  return factor > largest / 2 ? BAD_BLOCKING_FACTOR : allowed;
 }
 
 // A last index beyond 32 bits wraps past the library's own check: index 0, count 3 and interval

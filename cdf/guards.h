@@ -29,6 +29,8 @@ CDFstatus judgeRecord(long record);
 CDFstatus judgeRecords(long start, long count, long interval);
 /// A block of records up to `last`, of a variable with this kind of sparse records.
 CDFstatus judgeAllocation(long last, long sparseRecords);
+/// The records that are allocated together.
+CDFstatus judgeBlockingFactor(long factor);
 /// Whether all of these records lie behind the last that was written.
 bool deletesNothing(long first, long last, long written);
 /// Writes beyond fewer records than these need no look at how the file grows.

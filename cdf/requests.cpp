@@ -54,8 +54,7 @@ template <typename Request>
 CDFstatus preparedToWrite(CDFid file, long variable, const Records& records, const Run& run,
                           Request request) {
   if (records.sparse) {
-    const bool together = run.count == 1 || run.interval == 1;
-    return unlessRefused(prepareToWrite(file, variable, run.start, together), request);
+    return unlessRefused(prepareToWrite(file, variable, run.start), request);
   }
   return withRecordsUpTo(file, variable, run.start + (run.count - 1) * run.interval, request);
 }
@@ -101,6 +100,23 @@ std::optional<SparseRecords> standIn(CDFid file, long variable, const Records& r
     }
   }
   return found;
+}
+
+/// Writes the records of a slab that do not follow each other, one by one: see prepareToWrite().
+CDFstatus writeApart(CDFid file, long variable, const Records& records, const Hyperslab& slab,
+                     const char* values) {
+  long bytes = RecordLayout(file, variable).valueBytes;
+  for (const long count : slab.counts) {
+    bytes *= count;
+  }
+  Hyperslab record = slab;
+  record.recordCount = 1;
+  CDFstatus status = 0;
+  for (long i = 0; i < slab.recordCount && status >= 0; ++i) {
+    status = writeHyperslab(file, variable, records, record, values + i * bytes);
+    record.recordStart += slab.recordInterval;
+  }
+  return status;
 }
 
 CDFstatus putCompression(CDFid file, long variable, long type,
@@ -169,7 +185,8 @@ CDFstatus deleteRecords(CDFid file, long variable, long first, long last) {
       compressionOf(file, variable) > NO_COMPRESSION) {
     return 0;
   }
-  return unlessRefused(prepareToFree(file, variable), [&] {
+  const bool isRange = 0 <= first && first <= last;
+  return unlessRefused(isRange ? prepareToFree(file, variable) : 0, [&] {
     if (written >= 0) {
       notesOn(file).variables[variable].deletedFrom = true;
     }
@@ -275,6 +292,10 @@ CDFstatus readHyperslab(CDFid file, long variable, const Records& records, Hyper
 
 CDFstatus writeHyperslab(CDFid file, long variable, const Records& records, const Hyperslab& slab,
                          const void* values) {
+  if (records.sparse && slab.recordCount > 1 && slab.recordInterval > 1 &&
+      judgeHyperslab(slab) >= 0) {
+    return writeApart(file, variable, records, slab, static_cast<const char*>(values));
+  }
   const Run run{slab.recordStart, slab.recordCount, slab.recordInterval};
   const auto request = [&] {
     const auto writer = standIn(file, variable, records, slab);
@@ -329,6 +350,12 @@ CDFstatus allocateRecords(CDFid file, long variable, long first, long last) {
     return withRecordsUpTo(file, variable, last, [&] {
       return onVariable(file, variable, PUT_, zVAR_ALLOCATEBLOCK_, first, last);
     });
+  });
+}
+
+CDFstatus setBlockingFactor(CDFid file, long variable, long factor) {
+  return unlessRefused(judgeBlockingFactor(factor), [&] {
+    return onVariable(file, variable, PUT_, zVAR_BLOCKINGFACTOR_, factor);
   });
 }
 

@@ -94,6 +94,9 @@ CDFstatus stageCacheSize(CDFid file, long* buffers);
 /// Allocates the records from `first` to `last`.
 CDFstatus allocateRecords(CDFid file, long variable, long first, long last);
 
+/// The number of records that are allocated together.
+CDFstatus setBlockingFactor(CDFid file, long variable, long factor);
+
 /// The number of records to be written as a variable gets its first.
 CDFstatus setInitialRecords(CDFid file, long variable, long count);
 

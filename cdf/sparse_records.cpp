@@ -8,10 +8,17 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <new>
 
 #include "cdf/call.h"
 
 namespace tarvik::cdf {
+
+namespace {
+
+constexpr CDFstatus BAD_MALLOC = -2026;
+
+}  // namespace
 
 SparseRecords::SparseRecords(CDFid file, long variable)
     : file_(file),
@@ -52,7 +59,10 @@ template <typename Use>
 CDFstatus SparseRecords::readRoomily(long record, Use use) const {
   const long records = 1 + std::max(0L, lastRecord_ - record);
   const std::unique_ptr<char[]> room(
-      new char[static_cast<std::size_t>(records * layout_.recordBytes)]);
+      new (std::nothrow) char[static_cast<std::size_t>(records * layout_.recordBytes)]);
+  if (room == nullptr) {
+    return BAD_MALLOC;
+  }
   const CDFstatus status =
       onFile(CDFgetVarRecordData, file_, zVariable, variable_, record, room.get());
   if (status >= 0) {

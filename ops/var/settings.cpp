@@ -121,7 +121,9 @@ void setVarInitialRecs(int, vlArray*[], int, const vlArray* inputs[], const Oper
 
 void setVarBlockingFactor(int, vlArray*[], int, const vlArray* inputs[],
                           const OperationEntry* entry) {
-  tellVariable(inputs, entry, PUT_, zVAR_BLOCKINGFACTOR_);
+  const Variable variable = unpackVariable(inputs);
+  const long factor = unpackLongScalar(inputs[2]);
+  check(entry, cdf::setBlockingFactor(variable.file, variable.number, factor));
 }
 
 void setVarAllocBlockRecords(int, vlArray*[], int, const vlArray* inputs[],

@@ -162,6 +162,8 @@ void printFigures(const std::vector<Operation>& catalogue, const Progress& progr
             << ",\n  \"refused_by_library\": " << refusedByLibrary
             << ",\n  \"refused_by_gateway\": " << progress.refusedByGateway
             << ",\n  \"out_of_memory\": " << progress.outOfMemory
+
+            << ",\n  \"took_too_long\": " << progress.tooLong
             << ",\n  \"files_verified\": " << progress.filesVerified
             << ",\n  \"records_verified\": " << progress.recordsVerified
             << ",\n  \"files_lost_for_known_reasons\": " << progress.filesLost
@@ -205,6 +207,10 @@ int main(int argc, char** argv) {
     };
     std::string outcome = run(options.trace ? Words::ofAll : Words::none);
     if (outcome.empty()) continue;
+    if (outcome == "hang" && progress.strained) {
+      ++progress.tooLong;
+      continue;
+    }
     // Once more for the words.
     if (!options.trace) outcome += ", then " + run(Words::ofTheCurrentCall);
     failures.push_back({seed, progress.sequenceCalls, outcome, progress.current.data()});

@@ -127,12 +127,25 @@ double valuesOfRecords(const FileModel& file) {
   return all;
 }
 
-void strain(const Call& call, FileModel& file) {
+/// The largest number of records or elements that a call is about.
+double mostAsked(const Call& call) {
+  long most = 0;
   for (const char* name : {"record", "recordStart", "last", "count", "factor", "numElements"}) {
-    file.most = std::max(file.most, call.number(name).value_or(0));
+    most = std::max(most, call.number(name).value_or(0));
   }
-  const auto most = static_cast<double>(file.most);
-  file.strained = file.strained || std::max(1.0, valuesOfRecords(file)) * most > mostOfAnything;
+  const long start = call.number("recordStart").value_or(0);
+  const auto steps = static_cast<double>(call.number("recordCount").value_or(0));
+  const auto interval = static_cast<double>(call.number("recordInterval").value_or(0));
+  return std::max(static_cast<double>(most), static_cast<double>(start) + steps * interval);
+}
+
+bool isTooMuch(double most, const FileModel& file) {
+  return std::max(1.0, valuesOfRecords(file)) * most > mostOfAnything;
+}
+
+void strain(const Call& call, FileModel& file) {
+  file.most = std::max(file.most, mostAsked(call));
+  file.strained = file.strained || isTooMuch(file.most, file);
 }
 
 /// Operations that may change records which were written, even where they fail.
@@ -256,6 +269,13 @@ void Model::succeeded(const Call& call, const std::vector<Array>& outputs) {
   if (operation == "setChecksum" && *call.number("checksum") == 2) {
     file->lost = "its checksum is of no known kind";
   }
+}
+
+bool Model::strains(const Call& call) {
+  const FileModel* file = opened(call.handle());
+  return (file != nullptr && isTooMuch(mostAsked(call), *file)) ||
+         std::any_of(files_.begin(), files_.end(),
+                     [](const auto& each) { return each.second.strained; });
 }
 
 void Model::refused(const Call& call, long status) {

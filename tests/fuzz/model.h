@@ -46,7 +46,7 @@ struct FileModel {
   std::string path;
   /// Why the model does not know what is in the file; empty where it does.
   std::string lost;
-  long most = 1;          ///< The largest number of records or elements that was asked for.
+  double most = 1;        ///< The largest number of records or elements that was asked for.
   bool strained = false;  ///< More of it was asked for than the limits of a run allow.
   std::vector<VariableModel> variables;
   std::vector<AttributeModel> attributes;
@@ -64,6 +64,9 @@ class Model {
   /// Takes note of a call that the library refused with `status`. Raises std::logic_error where it
   /// had no reason to.
   void refused(const Call& call, long status);
+
+  /// Whether more is asked for, by the call or before it, than the limits of a run allow.
+  bool strains(const Call& call);
 
   /// The file of an identifier that calls may succeed with, or null.
   FileModel* opened(std::uint64_t handle);

@@ -112,6 +112,7 @@ void Session::tell(const Call& call) {
 std::vector<Array> Session::make(const Call& call) {
   ++progress_.calls;
   ++progress_.sequenceCalls;
+  progress_.strained = model_.strains(call);
   tell(call);
   const Array name = vlhost::text(call.operation->name);
   std::vector<const vlArray*> inputs = {name.get()};

@@ -20,10 +20,12 @@ struct Progress {
   std::uint64_t filesVerified;
   std::uint64_t recordsVerified;
   std::uint64_t filesLost;  ///< To limits of disk or memory, or to what is known to lose them.
+  std::uint64_t tooLong;    ///< Sequences that were ended at a call which asks for too much.
   std::array<std::uint64_t, mostOperations> succeeded;  ///< By the operation's place.
   std::array<std::uint64_t, mostOperations> refused;
   std::array<std::uint64_t, mostStatuses> statuses;  ///< By the status without its sign.
   std::uint64_t sequenceCalls;                       ///< Of the sequence that runs.
+  bool strained;                                     ///< Whether the call asks for too much.
   std::array<char, 2000> current;                    ///< The call that runs, if it is told.
 };
 
