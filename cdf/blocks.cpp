@@ -4,34 +4,12 @@
 #include <vector>
 
 #include "cdf/call.h"
+#include "cdf/descriptions.h"
 #include "cdf/guards.h"
 
 namespace tarvik::cdf {
 
 namespace {
-
-/// The bytes of one value, and of a record; 0 where they cannot be told.
-struct StoredSize {
-  long value = 0;
-  long record = 0;
-};
-
-StoredSize storedSize(CDFid file, long variable) {
-  long datatype = 0, numElements = 0, numDims = 0, bytes = 0;
-  std::array<long, CDF_MAX_DIMS> sizes{}, varys{};
-  if (onVariable(file, variable, GET_, zVAR_DATATYPE_, &datatype, zVAR_NUMELEMS_, &numElements,
-                 zVAR_NUMDIMS_, &numDims, zVAR_DIMSIZES_, sizes.data(), zVAR_DIMVARYS_,
-                 varys.data()) < 0 ||
-      call(GET_, DATATYPE_SIZE_, datatype, &bytes) < 0) {
-    return {};
-  }
-  const long value = bytes * numElements;
-  long record = value;
-  for (std::size_t i = 0; i < static_cast<std::size_t>(numDims); ++i) {
-    record *= varys[i] == NOVARY ? 1 : sizes[i];
-  }
-  return {value, record};
-}
 
 /// What decides how records can be freed.
 struct RecordState {
@@ -75,11 +53,11 @@ CDFstatus writeAllocated(CDFid file, long variable, const RecordState& records) 
   if (!records.known || records.staged() || records.written >= records.allocated) {
     return 0;
   }
-  const StoredSize size = storedSize(file, variable);
-  if (!mustBeWritten(records.allocated - records.written, size.record)) {
+  const RecordLayout layout(file, variable);
+  if (!mustBeWritten(records.allocated - records.written, layout.recordBytes)) {
     return 0;
   }
-  const std::vector<char> value(static_cast<std::size_t>(size.value));
+  const std::vector<char> value(static_cast<std::size_t>(layout.valueBytes));
   const std::array<long, CDF_MAX_DIMS> first{};
   const CDFstatus status =
       onVariable(file, variable, zVAR_RECNUMBER_, records.allocated, zVAR_DIMINDICES_, first.data(),
@@ -96,6 +74,16 @@ void makeRoomBehind(CDFid file) {
   }
 }
 
+CDFstatus judgeRecordsUpTo(CDFid file, long variable, long last) {
+  if (last < fewRecords || compressionOf(file) <= NO_COMPRESSION) {
+    return 0;
+  }
+  const RecordState records = recordsOf(file, variable);
+  return !records.known || records.sparse || last <= records.allocated
+             ? 0
+             : judgeGrowth(last - records.allocated, RecordLayout(file, variable).recordBytes);
+}
+
 CDFstatus prepareToFree(CDFid file, long variable) {
   const RecordState records = recordsOf(file, variable);
   if (!records.known) {
@@ -110,6 +98,13 @@ CDFstatus prepareToFree(CDFid file, long variable) {
 }
 
 CDFstatus prepareToWrite(CDFid file, long variable, long start) {
+  long factor = 0;
+  if (start >= (1L << 30) && onVariable(file, variable, GET_, zVAR_BLOCKINGFACTOR_, &factor) >= 0) {
+    const CDFstatus judgement = judgeSparseBlock(start, factor);
+    if (judgement < 0) {
+      return judgement;
+    }
+  }
   const RecordState records = recordsOf(file, variable);
   const bool joins = start == records.written + 1;
   return records.compressed || joins ? 0 : writeStaged(file, variable, records);

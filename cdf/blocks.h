@@ -10,6 +10,10 @@ namespace tarvik::cdf {
 /// which is for the request that follows to report.
 void makeRoomBehind(CDFid file);
 
+/// Whether the variable's records up to `last` can be allocated, all of them unless they are
+/// sparse.
+CDFstatus judgeRecordsUpTo(CDFid file, long variable, long last);
+
 /// Makes it safe to move or free records of a variable: those staged are written, and so are those
 /// allocated, which are allocated no longer then. A variable that is not there is for the request
 /// that follows to report.

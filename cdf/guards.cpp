@@ -26,7 +26,6 @@ constexpr CDFstatus BAD_REC_NUM = -2009;
 constexpr CDFstatus BAD_NUM_ELEMS = -2011;
 constexpr CDFstatus CDF_OPEN_ERROR = -2012;
 constexpr CDFstatus BAD_ALLOCATE_RECS = -2015;
-constexpr CDFstatus BAD_MALLOC = -2026;
 constexpr CDFstatus BAD_BLOCKING_FACTOR = -2031;
 constexpr CDFstatus CANNOT_ALLOCATE_RECORDS = -2103;
 
@@ -241,10 +240,9 @@ bool needsWrittenEnd(long compressionBefore, long compression) {
 
 // The library looks at how a variable is stored once, as it first has to do with its records. Of
 // one that it met compressed and that is compressed no longer, or of one with sparse records that
-// were all deleted and that is compressed then, it writes records as if nothing had changed: that
-// fails
-// (-2102, and then -2077 for every call on the file), never ends, or leaves a file of gigabytes, as
-// the memory is that it takes.
+// were all deleted and that is compressed then, it writes records as if nothing had changed. That
+// fails (-2102, and then -2077 for every call on the file), never ends, or leaves a file of
+// gigabytes, as the memory is that it takes.
 CDFstatus judgeCompression(long before, long compression, const VariableNotes& notes) {
   constexpr CDFstatus CANNOT_COMPRESS = -2091;
   const bool was = before != NO_COMPRESSION, is = compression != NO_COMPRESSION;
@@ -252,10 +250,16 @@ CDFstatus judgeCompression(long before, long compression, const VariableNotes& n
   return survives ? allowed : CANNOT_COMPRESS;
 }
 
-// A block that starts behind record 0 and ends beyond 32 bits loses the file (-2055 or a crash): a
-// factor of 2147483647, and a new block as the first one is full.
+// A block that starts behind record 0 and ends beyond 32 bits loses the file (-2055, -2102 or a
+// crash): a factor of 2147483647, and a new block as the first one is full; sparse record
+// 2147483000 of CDF_INT4. Without a factor a block has some 8192 bytes.
 CDFstatus judgeBlockingFactor(long factor) {
   return factor > largest / 2 ? BAD_BLOCKING_FACTOR : allowed;
+}
+
+CDFstatus judgeSparseBlock(long start, long factor) {
+  constexpr long mostByDefault = 16384;
+  return start + (factor > 0 ? factor : mostByDefault) > largest ? BAD_REC_NUM : allowed;
 }
 
 // A last index beyond 32 bits wraps past the library's own check: index 0, count 3 and interval

@@ -13,6 +13,14 @@ namespace tarvik::cdf {
 struct VariableNotes;
 struct VariableShape;
 
+inline constexpr CDFstatus BAD_MALLOC = -2026;
+
+/// Makes the request unless it was judged unfit for the library.
+template <typename Request>
+CDFstatus unlessRefused(CDFstatus judgement, Request request) {
+  return judgement < 0 ? judgement : request();
+}
+
 CDFstatus judgePathToOpen(const std::string& path);
 /// The file that the library opens for a path.
 std::string fileToOpen(const std::string& path);
@@ -31,6 +39,8 @@ CDFstatus judgeRecords(long start, long count, long interval);
 CDFstatus judgeAllocation(long last, long sparseRecords);
 /// The records that are allocated together.
 CDFstatus judgeBlockingFactor(long factor);
+/// The sparse records that are allocated together, from this one on.
+CDFstatus judgeSparseBlock(long start, long factor);
 /// Whether all of these records lie behind the last that was written.
 bool deletesNothing(long first, long last, long written);
 /// Writes beyond fewer records than these need no look at how the file grows.

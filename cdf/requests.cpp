@@ -1,15 +1,11 @@
 #include "cdf/requests.h"
 
-#include <algorithm>
-#include <optional>
-
 #include "cdf/blocks.h"
 #include "cdf/call.h"
 #include "cdf/descriptions.h"
 #include "cdf/guards.h"
 #include "cdf/notes.h"
 #include "cdf/screen/screen.h"
-#include "cdf/sparse_records.h"
 
 namespace tarvik::cdf {
 
@@ -18,103 +14,11 @@ namespace {
 constexpr CDFstatus NO_SUCH_ATTR = -2017;
 constexpr CDFstatus NO_SUCH_VAR = -2019;
 
-/// Makes the request unless it was judged unfit for the library.
-template <typename Request>
-CDFstatus unlessRefused(CDFstatus judgement, Request request) {
-  return judgement < 0 ? judgement : request();
-}
-
-/// Makes a request that has the variable's records up to `last` allocated, all of them unless they
-/// are sparse.
-template <typename Request>
-CDFstatus withRecordsUpTo(CDFid file, long variable, long last, Request request) {
-  if (last < fewRecords) {
-    return request();
-  }
-  long sparse = NO_SPARSERECORDS, allocated = 0;
-  if (compressionOf(file) <= NO_COMPRESSION ||
-      onVariable(file, variable, GET_, zVAR_SPARSERECORDS_, &sparse, zVAR_MAXallocREC_,
-                 &allocated) < 0 ||
-      sparse != NO_SPARSERECORDS || last <= allocated) {
-    return request();
-  }
-  const RecordLayout layout(file, variable);
-  return unlessRefused(judgeGrowth(last - allocated, layout.recordBytes), request);
-}
-
-/// Records that are written by one request.
-struct Run {
-  long start;
-  long count;
-  long interval;
-};
-
-/// Makes a request that writes to the variable.
-template <typename Request>
-CDFstatus preparedToWrite(CDFid file, long variable, const Records& records, const Run& run,
-                          Request request) {
-  if (records.sparse) {
-    return unlessRefused(prepareToWrite(file, variable, run.start), request);
-  }
-  return withRecordsUpTo(file, variable, run.start + (run.count - 1) * run.interval, request);
-}
-
-/// `function` is GET_ or PUT_.
-CDFstatus transferValue(CDFid file, long variable, const ValuePlace& place, long function,
-                        const void* value) {
-  return onVariable(file, variable, zVAR_RECNUMBER_, place.record, zVAR_DIMINDICES_,
-                    place.indices.data(), function, zVAR_DATA_, value);
-}
-
 /// Takes note of a file that the library opened; gives the status back.
 CDFstatus welcome(CDFstatus status, const CDFid* file) {
   if (status >= 0) {
     arrived(*file);
     forgetNotes(*file);
-  }
-  return status;
-}
-
-CDFstatus judgeHyperslab(const Hyperslab& slab) {
-  const CDFstatus records = judgeRecords(slab.recordStart, slab.recordCount, slab.recordInterval);
-  return records < 0 ? records : judgeDimensions(slab.indices, slab.counts, slab.intervals);
-}
-
-/// `function` is GET_ or PUT_.
-CDFstatus transferHyperslab(CDFid file, long variable, const Hyperslab& slab, long function,
-                            const void* values) {
-  return onVariable(file, variable, zVAR_RECNUMBER_, slab.recordStart, zVAR_RECCOUNT_,
-                    slab.recordCount, zVAR_RECINTERVAL_, slab.recordInterval, zVAR_DIMINDICES_,
-                    slab.indices.data(), zVAR_DIMCOUNTS_, slab.counts.data(), zVAR_DIMINTERVALS_,
-                    slab.intervals.data(), function, zVAR_HYPERDATA_, values);
-}
-
-/// What transfers the slab in the library's stead, if anything must.
-std::optional<SparseRecords> standIn(CDFid file, long variable, const Records& records,
-                                     const Hyperslab& slab) {
-  std::optional<SparseRecords> found;
-  if (records.sparse) {
-    found.emplace(file, variable);
-    if (!found->isNeeded() || !found->covers(slab)) {
-      found.reset();
-    }
-  }
-  return found;
-}
-
-/// Writes the records of a slab that do not follow each other, one by one: see prepareToWrite().
-CDFstatus writeApart(CDFid file, long variable, const Records& records, const Hyperslab& slab,
-                     const char* values) {
-  long bytes = RecordLayout(file, variable).valueBytes;
-  for (const long count : slab.counts) {
-    bytes *= count;
-  }
-  Hyperslab record = slab;
-  record.recordCount = 1;
-  CDFstatus status = 0;
-  for (long i = 0; i < slab.recordCount && status >= 0; ++i) {
-    status = writeHyperslab(file, variable, records, record, values + i * bytes);
-    record.recordStart += slab.recordInterval;
   }
   return status;
 }
@@ -187,7 +91,7 @@ CDFstatus deleteRecords(CDFid file, long variable, long first, long last) {
   }
   const bool isRange = 0 <= first && first <= last;
   return unlessRefused(isRange ? prepareToFree(file, variable) : 0, [&] {
-    if (written >= 0) {
+    if (isRange && written >= 0) {
       notesOn(file).variables[variable].deletedFrom = true;
     }
     return onVariable(file, variable, DELETE_, zVAR_RECORDS_, first, last);
@@ -238,74 +142,6 @@ CDFstatus renameAttribute(CDFid file, long attribute, const std::string& name) {
   });
 }
 
-CDFstatus readValue(CDFid file, long variable, const Records& records, const ValuePlace& place,
-                    void* value) {
-  if (records.sparse) {
-    const Longs ones(place.indices.size(), 1);
-    return readHyperslab(file, variable, records, {place.record, 1, 1, place.indices, ones, ones},
-                         value);
-  }
-  return unlessRefused(judgeRecord(place.record),
-                       [&] { return transferValue(file, variable, place, GET_, value); });
-}
-
-CDFstatus writeValue(CDFid file, long variable, const Records& records, const ValuePlace& place,
-                     const void* value) {
-  return unlessRefused(judgeRecord(place.record), [&] {
-    return preparedToWrite(file, variable, records, {place.record, 1, 1},
-                           [&] { return transferValue(file, variable, place, PUT_, value); });
-  });
-}
-
-CDFstatus readRecord(CDFid file, long variable, const Records& records, long record, void* values) {
-  return unlessRefused(judgeRecord(record), [&] {
-    if (records.sparse) {
-      const SparseRecords reader(file, variable);
-      if (reader.isNeeded()) {
-        return reader.readRecord(record, values);
-      }
-    }
-    return onFile(CDFgetVarRecordData, file, zVariable, variable, record, values);
-  });
-}
-
-CDFstatus writeRecord(CDFid file, long variable, const Records& records, long record,
-                      const void* values) {
-  return unlessRefused(judgeRecord(record), [&] {
-    return preparedToWrite(file, variable, records, {record, 1, 1}, [&] {
-      return onFile(CDFputVarRecordData, file, zVariable, variable, record, values);
-    });
-  });
-}
-
-CDFstatus readHyperslab(CDFid file, long variable, const Records& records, Hyperslab slab,
-                        void* values) {
-  if (!records.vary) {
-    slab.recordInterval = intervalOfOneRecord(slab.recordInterval);
-  }
-  return unlessRefused(judgeHyperslab(slab), [&] {
-    const auto reader = standIn(file, variable, records, slab);
-    return reader ? reader->readSlab(slab, values)
-                  : transferHyperslab(file, variable, slab, GET_, values);
-  });
-}
-
-CDFstatus writeHyperslab(CDFid file, long variable, const Records& records, const Hyperslab& slab,
-                         const void* values) {
-  if (records.sparse && slab.recordCount > 1 && slab.recordInterval > 1 &&
-      judgeHyperslab(slab) >= 0) {
-    return writeApart(file, variable, records, slab, static_cast<const char*>(values));
-  }
-  const Run run{slab.recordStart, slab.recordCount, slab.recordInterval};
-  const auto request = [&] {
-    const auto writer = standIn(file, variable, records, slab);
-    return writer ? writer->writeSlab(slab, values)
-                  : transferHyperslab(file, variable, slab, PUT_, values);
-  };
-  return unlessRefused(judgeHyperslab(slab),
-                       [&] { return preparedToWrite(file, variable, records, run, request); });
-}
-
 // In read-only mode the library keeps the attributes in memory. An attribute that was selected
 // before is not found there: the next read of a record that was never written, which looks for a
 // fill value among the attributes, frees the file and goes on with it. So one is selected anew; a
@@ -346,23 +182,23 @@ CDFstatus stageCacheSize(CDFid file, long* buffers) {
 CDFstatus allocateRecords(CDFid file, long variable, long first, long last) {
   long sparse = NO_SPARSERECORDS;
   const CDFstatus status = onVariable(file, variable, GET_, zVAR_SPARSERECORDS_, &sparse);
-  return unlessRefused(status < 0 ? status : judgeAllocation(last, sparse), [&] {
-    return withRecordsUpTo(file, variable, last, [&] {
-      return onVariable(file, variable, PUT_, zVAR_ALLOCATEBLOCK_, first, last);
-    });
+  const CDFstatus judgement = status < 0 ? status : judgeAllocation(last, sparse);
+  return unlessRefused(judgement < 0 ? judgement : judgeRecordsUpTo(file, variable, last), [&] {
+    return onVariable(file, variable, PUT_, zVAR_ALLOCATEBLOCK_, first, last);
   });
 }
 
 CDFstatus setBlockingFactor(CDFid file, long variable, long factor) {
-  return unlessRefused(judgeBlockingFactor(factor), [&] {
+  long before = 0;
+  const CDFstatus status = onVariable(file, variable, GET_, zVAR_BLOCKINGFACTOR_, &before);
+  return unlessRefused(status < 0 ? status : judgeBlockingFactor(factor), [&] {
     return onVariable(file, variable, PUT_, zVAR_BLOCKINGFACTOR_, factor);
   });
 }
 
 CDFstatus setInitialRecords(CDFid file, long variable, long count) {
-  return withRecordsUpTo(file, variable, count - 1, [&] {
-    return onVariable(file, variable, PUT_, zVAR_INITIALRECS_, count);
-  });
+  return unlessRefused(judgeRecordsUpTo(file, variable, count - 1),
+                       [&] { return onVariable(file, variable, PUT_, zVAR_INITIALRECS_, count); });
 }
 
 CDFstatus writeEntry(CDFid file, int kind, long attribute, long entry, const EntryValue& value) {

@@ -11,14 +11,9 @@
 #include <new>
 
 #include "cdf/call.h"
+#include "cdf/guards.h"
 
 namespace tarvik::cdf {
-
-namespace {
-
-constexpr CDFstatus BAD_MALLOC = -2026;
-
-}  // namespace
 
 SparseRecords::SparseRecords(CDFid file, long variable)
     : file_(file),

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "cdf/descriptions.h"
-#include "cdf/requests.h"
+#include "cdf/transfers.h"
 
 namespace tarvik::cdf {
 

@@ -2,7 +2,7 @@
 #include <cstring>
 #include <functional>
 
-#include "cdf/requests.h"
+#include "cdf/transfers.h"
 #include "convert/numbers.h"
 #include "gateway/handlers.h"
 #include "gateway/status.h"

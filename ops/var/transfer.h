@@ -3,7 +3,7 @@
 #pragma once
 
 #include "cdf/lists.h"
-#include "cdf/requests.h"
+#include "cdf/transfers.h"
 #include "convert/counts.h"
 #include "convert/datatypes.h"
 #include "convert/memory.h"

@@ -8,7 +8,7 @@
 #include "cdf/functions.h"
 #include "cdf/items.h"
 #include "cdf/lists.h"
-#include "cdf/requests.h"
+#include "cdf/transfers.h"
 #include "gateway/operations.h"
 #include "host/array.h"
 

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <string>
 
-#include "cdf/requests.h"
+#include "cdf/transfers.h"
 #include "convert/numbers.h"
 #include "gateway/handlers.h"
 #include "gateway/status.h"

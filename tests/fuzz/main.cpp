@@ -162,7 +162,6 @@ void printFigures(const std::vector<Operation>& catalogue, const Progress& progr
             << ",\n  \"refused_by_library\": " << refusedByLibrary
             << ",\n  \"refused_by_gateway\": " << progress.refusedByGateway
             << ",\n  \"out_of_memory\": " << progress.outOfMemory
-
             << ",\n  \"took_too_long\": " << progress.tooLong
             << ",\n  \"files_verified\": " << progress.filesVerified
             << ",\n  \"records_verified\": " << progress.recordsVerified
