@@ -50,13 +50,18 @@ class FileId {
   /// what is no file of its own, where another gateway opened the file.
   const vlArray* inputFor(nb::handle gateway) const;
   const nb::object& gateway() const { return gateway_; }
-  /// For a file in another process, which is closed there.
-  void markClosed() { state_->markClosed(); }
+  /// For a file in another process: it was closed there, or that ended with it.
+  void markClosed(bool lost) {
+    lost_ = lost;
+    state_->markClosed();
+  }
   bool isOpen() const { return state_->isOpen(); }
+  bool isLost() const { return lost_; }
   nb::str name() const;
   nb::str repr() const;
 
  private:
+  bool lost_ = false;
   nb::object gateway_;
   std::shared_ptr<FileState> state_;
 };

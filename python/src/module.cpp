@@ -61,7 +61,8 @@ TypeError, ValueError, OverflowError
 constexpr const char* kFileIdDoc = R"(An open CDF file.
 
 Made by the operations "open" and "create". Used in a `with` statement it closes
-the file at the end. A file that is never closed is closed when Python exits, with
+the file at the end, which raises when it was lost with the process of an isolated
+gateway. A file that is never closed is closed when Python exits, with
 a warning; `FileId` warns of that with a `ResourceWarning` when it is collected.
 
 Two are equal when they are the same object. Neither can it be pickled or copied,
@@ -76,9 +77,11 @@ closed : bool
     library again.
 )";
 
-void closeAtExit(nb::handle self) {
+/// Closing a file that was lost raises, and says so; not so where an exception already ends the
+/// block.
+void closeAtExit(nb::handle self, bool raising) {
   const auto* const file = nb::inst_ptr<FileId>(self);
-  if (!file->isOpen()) return;
+  if (!file->isOpen() && (raising || !file->isLost())) return;
   file->gateway().attr("call")("close", self);
 }
 
@@ -97,7 +100,8 @@ FileId* makeFile(nb::object gateway, std::uint64_t number, const nb::bytes& name
 void addRemoteFiles(nb::module_& m) {
   m.def("make_file", &makeFile, nb::rv_policy::take_ownership,
         "A file that is open in another process, under a number that is not 0.");
-  m.def("mark_closed", &FileId::markClosed, "Note that the file was closed there.");
+  m.def("mark_closed", &FileId::markClosed, nb::arg("file"), nb::kw_only(), nb::arg("lost"),
+        "Note that the file was closed there, or was lost as that process ended.");
   m.def("number_of", &Gateway::numberOf,
         "The file's number, 0 for a closed one; file, gateway, then the call's arguments.");
   m.def("map_memory", &pyhost::mapMemory,
@@ -129,7 +133,10 @@ NB_MODULE(_host, m) {
       .def_prop_ro("name", &FileId::name)
       .def_prop_ro("closed", [](const FileId& self) { return !self.isOpen(); })
       .def("__enter__", [](nb::handle_t<FileId> self) { return nb::borrow(self); })
-      .def("__exit__", [](nb::handle_t<FileId> self, const nb::args&) { closeAtExit(self); })
+      .def("__exit__",
+           [](nb::handle_t<FileId> self, const nb::args& exception) {
+             closeAtExit(self, exception.size() > 0 && !exception[0].is_none());
+           })
       .def("__repr__", &FileId::repr)
       .def("__reduce_ex__", &refuseCopy);
 

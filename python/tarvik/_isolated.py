@@ -198,7 +198,7 @@ class Remote:
         """Give up the process; it has ended, or is ended, or is left to itself."""
         child, self._child = self._child, None
         for file in list(self._files.values()):
-            _host.mark_closed(file)
+            _host.mark_closed(file, lost=True)
             self._lost.add(file)
         self._files.clear()
         return child.bury(kill)
@@ -207,7 +207,7 @@ class Remote:
         for number in numbers:
             file = self._files.pop(number, None)
             if file is not None:
-                _host.mark_closed(file)
+                _host.mark_closed(file, lost=False)
 
     def _place(self, file, gateway, arguments):
         """What is sent of a file, which another thread may have closed meanwhile."""

@@ -163,6 +163,19 @@ def test_the_end_of_the_process_is_an_exception(probed, isolated, capfd, end, ta
         os.kill(pid, 0)
 
 
+def test_a_block_ends_with_the_word_of_a_lost_file(isolated, tmp_path):
+    with pytest.raises(ValueError, match=r'a\.cdf" was open has ended') as caught:
+        with isolated.create(tmp_path / "a.cdf"):
+            isolated.kill()
+    assert caught.value.identifier == INVALID
+    with pytest.raises(KeyError):
+        with isolated.create(tmp_path / "b.cdf"):
+            isolated.kill()
+            raise KeyError
+    with isolated.create(tmp_path / "c.cdf") as file:
+        isolated.close(file)
+
+
 def test_an_interruption_ends_the_waiting_alone(probe_file):
     with tarvik.Gateway(probe_file, isolated=True) as gateway:
         for inputs in (("sleep", 0.3), ("open", "lost.cdf")):
