@@ -1,8 +1,8 @@
 """Writes docs/reliability.md from the results of one run of the trials.
 
 Usage: report.py RESULTS FOLDER, where RESULTS holds what faults/main.py gave, in one file
-NAME.json or several, and leaks.txt with a line for each test program: its name, its exit code and
-the bytes that it lost.
+NAME.json or several, and leaks.txt with a line for each test program: its name, its accesses to
+memory that is not its own and the bytes that it lost.
 """
 
 import json
@@ -100,7 +100,9 @@ the result in place when it is complete: of {copies} copies with a full disk or 
 
 ## Memory
 
-The C++ tests under valgrind, and bytes that are lost at the end:
+The C++ tests, and the Python tests that stay in one process, under valgrind: accesses to memory
+that is not their own, and bytes that are lost at the end, where the library, the gateway or the
+host has to do with them:
 
 {leaks}
 
@@ -139,7 +141,10 @@ def main(results, folder):
         opens_memory=f"{(opens['memory'][-1] - opens['memory'][0]) / 1024:.0f} KiB",
         descriptors=opens["descriptors"],
         twice_new=twice["new"],
-        leaks=table(["program", "lost"], [[name, f"{lost or 0} B"] for name, _, lost in leaks]),
+        leaks=table(
+            ["program", "accesses", "lost"],
+            [[name, accesses, f"{lost} B"] for name, accesses, lost in leaks],
+        ),
     )
     (folder / "reliability.md").write_text(page)
 
@@ -190,7 +195,7 @@ def _aims(faults, leaks):
             "100 %",
             f"{min(min(kind['readable']) for kind in killed):.0%}",
         ),
-        ("leaks", "none", f"{sum(int(lost or 0) for _, _, lost in leaks)} B"),
+        ("leaks", "none", f"{sum(int(lost) for _, _, lost in leaks)} B"),
     ]
     return table(["", "aim", "this run"], rows)
 
@@ -199,7 +204,10 @@ _ALWAYS_READABLE = ("plain", "compressed variable")
 
 
 def _calls(calls):
-    made = f"It made {calls['calls']:,} calls in {duration(calls['seconds'])}, of all operations."
+    made = (
+        f"It made {calls['calls']:,} calls in {duration(calls['seconds'])}, of all operations; "
+        f"{calls['took_too_long']} sequences asked for more than a minute's work and were ended."
+    )
     rows = [[str(fault["seed"]), fault["text"].replace("|", ",")] for fault in calls["failures"]]
     if not rows:
         return f"{made} None was wrong."

@@ -7,8 +7,8 @@ try_faults() {
   mkdir -p "$results"
   export TMPDIR=$results
   [ -d "$files" ] || files=$root/examples/data
-  say "Looking for leaks with the C++ tests (some minutes)"
-  valgrind_tests >"$results/leaks.txt"
+  say "Looking for leaks with the tests (some minutes)"
+  valgrind_tests >"$results/leaks.txt" || exit
   say "Making calls, damaging files, killing writers (hours)"
   env -u PYTHONSAFEPATH "$python" "$root/faults/main.py" --files "$files" \
     --fuzzer "$root/build/sanitize/tests/fuzz/fuzz" >"$results/faults.json" ||
@@ -18,18 +18,37 @@ try_faults() {
   say "docs/reliability.md is written"
 }
 
-# valgrind_tests: runs each C++ test program of the release build and gives its name, how it ended and
-# the bytes that it lost. What valgrind says of uninitialised memory within the library is not asked.
+# valgrind_tests: runs each C++ test program of the release build, and those Python tests that stay in
+# one process, and gives for each a name, its accesses to memory that is not its own and the bytes that
+# it lost. What valgrind says of uninitialised memory within the library is not asked.
 # The program that lets allocations fail has allocation functions of its own.
 valgrind_tests() {
-  local program log=$TMPDIR/valgrind.log code
+  local program
   find "$root/build/release/tests" -name '*_test' ! -name faults_test -type f -perm -u+x |
     sort | while read -r program; do
-    code=0
-    valgrind --leak-check=full --undef-value-errors=no --show-mismatched-frees=no \
-      --suppressions="$root/tests/valgrind.supp" --error-exitcode=99 --log-file="$log" \
-      "$program" >/dev/null 2>&1 || code=$?
-    printf '%s %s %s\n' "$(basename "$program")" "$code" \
-      "$(sed -n 's/.*definitely lost: \([0-9,]*\) bytes.*/\1/p' "$log" | tr -d ,)"
-  done
+    under_valgrind "$(basename "$program")" "$program"
+  done || return
+  (
+    cd "$root/tests/python" || exit
+    PYTHONMALLOC=malloc under_valgrind python "$python" -m pytest -q -p no:cacheprovider \
+      test_catalogue.py test_conversion.py test_errors.py test_extended.py test_files.py \
+      test_layouts.py test_reads.py test_real_files.py test_times.py
+  )
+}
+
+# under_valgrind NAME COMMAND...: counts what has to do with the library, the gateway or the host; the
+# Python interpreter keeps some memory to its end.
+under_valgrind() {
+  local name=$1 log=$TMPDIR/valgrind.log ended=0
+  shift
+  valgrind --leak-check=full --undef-value-errors=no --show-mismatched-frees=no --num-callers=40 \
+    --keep-debuginfo=yes --suppressions="$root/tests/valgrind.supp" --log-file="$log" \
+    "$@" >/dev/null 2>&1 || ended=$?
+  [ "$ended" = 0 ] || fail "$name failed under valgrind"
+  awk -v name="$name" '
+    /Invalid (read|write|free)/ { invalid = 1; bytes = 0 }
+    /definitely lost in loss record/ { gsub(",", "", $2); bytes = $2; invalid = 0 }
+    /libcdf\.so|vlhost|tarvik::|tarvik[a-z_]*\.so|_host\./ { ours = 1 }
+    NF == 1 { if (ours) { lost += bytes; wrong += invalid } bytes = invalid = ours = 0 }
+    END { print name, wrong + 0, lost + 0 }' "$log"
 }
