@@ -164,17 +164,17 @@ def test_the_end_of_the_process_is_an_exception(probed, isolated, capfd, end, ta
 
 
 def test_a_block_ends_with_the_word_of_a_lost_file(isolated, tmp_path):
-    def lose(*faults):
-        with isolated.create(tmp_path / "a.cdf"):
+    def lose(name, *faults):
+        with isolated.create(tmp_path / name):
             isolated.kill()
             for fault in faults:
                 raise fault
 
     with pytest.raises(ValueError, match=r'a\.cdf" was open has ended') as caught:
-        lose()
+        lose("a.cdf")
     assert caught.value.identifier == INVALID
     with pytest.raises(KeyError):
-        lose(KeyError())
+        lose("b.cdf", KeyError())
     with isolated.create(tmp_path / "c.cdf") as file:
         isolated.close(file)
 
