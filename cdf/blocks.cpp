@@ -6,6 +6,7 @@
 #include "cdf/call.h"
 #include "cdf/descriptions.h"
 #include "cdf/guards.h"
+#include "cdf/notes.h"
 
 namespace tarvik::cdf {
 
@@ -84,6 +85,14 @@ CDFstatus judgeRecordsUpTo(CDFid file, long variable, long last) {
              : judgeGrowth(last - records.allocated, RecordLayout(file, variable).recordBytes);
 }
 
+long recordsToGrowBy(CDFid file, long variable) {
+  if (!notesOn(file).variables[variable].deletedFrom ||
+      compressionOf(file, variable) != NO_COMPRESSION) {
+    return 1;
+  }
+  return leastGrowth(RecordLayout(file, variable).recordBytes);
+}
+
 CDFstatus prepareToFree(CDFid file, long variable) {
   const RecordState records = recordsOf(file, variable);
   if (!records.known) {
@@ -106,7 +115,7 @@ CDFstatus prepareToWrite(CDFid file, long variable, long start) {
     }
   }
   const RecordState records = recordsOf(file, variable);
-  const bool joins = start == records.written + 1;
+  const bool joins = start == records.written + 1 && recordsToGrowBy(file, variable) == 1;
   return records.compressed || joins ? 0 : writeStaged(file, variable, records);
 }
 

@@ -14,6 +14,10 @@ void makeRoomBehind(CDFid file);
 /// sparse.
 CDFstatus judgeRecordsUpTo(CDFid file, long variable, long last);
 
+/// The fewest records that may be allocated at once for the variable, where it has some: see
+/// leastGrowth().
+long recordsToGrowBy(CDFid file, long variable);
+
 /// Makes it safe to move or free records of a variable: those staged are written, and so are those
 /// allocated, which are allocated no longer then. A variable that is not there is for the request
 /// that follows to report.

@@ -41,6 +41,9 @@ CDFstatus judgeAllocation(long last, long sparseRecords);
 CDFstatus judgeBlockingFactor(long factor);
 /// The sparse records that are allocated together, from this one on.
 CDFstatus judgeSparseBlock(long start, long factor);
+/// The fewest records that may be allocated at once for a variable that has some and that records
+/// were deleted from.
+long leastGrowth(long recordBytes);
 /// Whether all of these records lie behind the last that was written.
 bool deletesNothing(long first, long last, long written);
 /// Writes beyond fewer records than these need no look at how the file grows.

@@ -1,5 +1,7 @@
 #include "cdf/requests.h"
 
+#include <algorithm>
+
 #include "cdf/blocks.h"
 #include "cdf/call.h"
 #include "cdf/descriptions.h"
@@ -21,6 +23,28 @@ CDFstatus welcome(CDFstatus status, const CDFid* file) {
     forgetNotes(*file);
   }
   return status;
+}
+
+/// Never fewer records than it is safe to allocate at once; 0 leaves them to the library.
+CDFstatus putBlockingFactor(CDFid file, long variable, long factor) {
+  const long records = factor > 0 ? std::max(factor, recordsToGrowBy(file, variable)) : factor;
+  return onVariable(file, variable, PUT_, zVAR_BLOCKINGFACTOR_, records);
+}
+
+/// What fails here the request that follows reports.
+void widenBlocks(CDFid file, long variable) {
+  long factor = 0;
+  if (onVariable(file, variable, GET_, zVAR_BLOCKINGFACTOR_, &factor) >= 0 && factor > 0) {
+    putBlockingFactor(file, variable, factor);
+  }
+}
+
+/// As many records as it is safe to allocate at once, behind those that are.
+long lastToAllocate(CDFid file, long variable, long last) {
+  long allocated = -1;
+  onVariable(file, variable, GET_, zVAR_MAXallocREC_, &allocated);
+  const bool grows = 0 <= allocated && allocated < last;
+  return grows ? std::max(last, allocated + recordsToGrowBy(file, variable)) : last;
 }
 
 CDFstatus putCompression(CDFid file, long variable, long type,
@@ -93,6 +117,7 @@ CDFstatus deleteRecords(CDFid file, long variable, long first, long last) {
   return unlessRefused(isRange ? prepareToFree(file, variable) : 0, [&] {
     if (isRange && written >= 0) {
       notesOn(file).variables[variable].deletedFrom = true;
+      widenBlocks(file, variable);
     }
     return onVariable(file, variable, DELETE_, zVAR_RECORDS_, first, last);
   });
@@ -184,16 +209,16 @@ CDFstatus allocateRecords(CDFid file, long variable, long first, long last) {
   const CDFstatus status = onVariable(file, variable, GET_, zVAR_SPARSERECORDS_, &sparse);
   const CDFstatus judgement = status < 0 ? status : judgeAllocation(last, sparse);
   return unlessRefused(judgement < 0 ? judgement : judgeRecordsUpTo(file, variable, last), [&] {
-    return onVariable(file, variable, PUT_, zVAR_ALLOCATEBLOCK_, first, last);
+    return onVariable(file, variable, PUT_, zVAR_ALLOCATEBLOCK_, first,
+                      lastToAllocate(file, variable, last));
   });
 }
 
 CDFstatus setBlockingFactor(CDFid file, long variable, long factor) {
   long before = 0;
   const CDFstatus status = onVariable(file, variable, GET_, zVAR_BLOCKINGFACTOR_, &before);
-  return unlessRefused(status < 0 ? status : judgeBlockingFactor(factor), [&] {
-    return onVariable(file, variable, PUT_, zVAR_BLOCKINGFACTOR_, factor);
-  });
+  return unlessRefused(status < 0 ? status : judgeBlockingFactor(factor),
+                       [&] { return putBlockingFactor(file, variable, factor); });
 }
 
 CDFstatus setInitialRecords(CDFid file, long variable, long count) {

@@ -64,7 +64,13 @@ std::optional<SparseRecords> standIn(CDFid file, long variable, const Records& r
   return found;
 }
 
-/// Writes the records of a slab that do not follow each other, one by one: see prepareToWrite().
+/// Whether the records of a slab are written one by one: those that do not follow each other, see
+/// prepareToWrite(), and those that leastGrowth() is about.
+bool mustBeApart(CDFid file, long variable, const Records& records, const Hyperslab& slab) {
+  return records.sparse && slab.recordCount > 1 &&
+         (slab.recordInterval > 1 || slab.recordCount < recordsToGrowBy(file, variable));
+}
+
 CDFstatus writeApart(CDFid file, long variable, const Records& records, const Hyperslab& slab,
                      const char* values) {
   const RecordLayout layout(file, variable);
@@ -142,13 +148,13 @@ CDFstatus readHyperslab(CDFid file, long variable, const Records& records, Hyper
 CDFstatus writeHyperslab(CDFid file, long variable, const Records& records, const Hyperslab& slab,
                          const void* values) {
   const Run run{slab.recordStart, slab.recordCount, slab.recordInterval};
-  const bool apart = records.sparse && run.count > 1 && run.interval > 1;
   const auto request = [&] {
     if (const auto writer = standIn(file, variable, records, slab)) {
       return writer->writeSlab(slab, values);
     }
-    return apart ? writeApart(file, variable, records, slab, static_cast<const char*>(values))
-                 : transferHyperslab(file, variable, slab, PUT_, values);
+    return mustBeApart(file, variable, records, slab)
+               ? writeApart(file, variable, records, slab, static_cast<const char*>(values))
+               : transferHyperslab(file, variable, slab, PUT_, values);
   };
   return unlessRefused(judgeHyperslab(slab),
                        [&] { return preparedToWrite(file, variable, records, run, request); });
