@@ -86,11 +86,12 @@ CDFstatus judgeRecordsUpTo(CDFid file, long variable, long last) {
 }
 
 long recordsToGrowBy(CDFid file, long variable) {
-  if (!notesOn(file).variables[variable].deletedFrom ||
-      compressionOf(file, variable) != NO_COMPRESSION) {
-    return 1;
-  }
-  return leastGrowth(RecordLayout(file, variable).recordBytes);
+  FileNotes& notes = notesOn(file);
+  const RecordState records = recordsOf(file, variable);
+  const bool mayHaveFreed =
+      notes.variables[variable].deletedFrom || (notes.opened && records.allocated >= 0);
+  return mayHaveFreed && !records.compressed ? leastGrowth(RecordLayout(file, variable).recordBytes)
+                                             : 1;
 }
 
 CDFstatus prepareToFree(CDFid file, long variable) {
@@ -115,8 +116,12 @@ CDFstatus prepareToWrite(CDFid file, long variable, long start) {
     }
   }
   const RecordState records = recordsOf(file, variable);
-  const bool joins = start == records.written + 1 && recordsToGrowBy(file, variable) == 1;
-  return records.compressed || joins ? 0 : writeStaged(file, variable, records);
+  if (records.compressed) {
+    return 0;
+  }
+  const bool joins =
+      start == records.written + 1 && leastGrowth(RecordLayout(file, variable).recordBytes) == 1;
+  return joins ? 0 : writeStaged(file, variable, records);
 }
 
 // The room comes first: what writeAllocated() frees may be room for an attribute too, before the

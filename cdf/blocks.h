@@ -14,8 +14,8 @@ void makeRoomBehind(CDFid file);
 /// sparse.
 CDFstatus judgeRecordsUpTo(CDFid file, long variable, long last);
 
-/// The fewest records that may be allocated at once for the variable, where it has some: see
-/// leastGrowth().
+/// The fewest records that may be allocated at once for the variable, unless they are sparse: as
+/// leastGrowth() has it where records may have been deleted.
 long recordsToGrowBy(CDFid file, long variable);
 
 /// Makes it safe to move or free records of a variable: those staged are written, and so are those

@@ -41,8 +41,7 @@ CDFstatus judgeAllocation(long last, long sparseRecords);
 CDFstatus judgeBlockingFactor(long factor);
 /// The sparse records that are allocated together, from this one on.
 CDFstatus judgeSparseBlock(long start, long factor);
-/// The fewest records that may be allocated at once for a variable that has some and that records
-/// were deleted from.
+/// The fewest records that may be allocated at once where some were deleted.
 long leastGrowth(long recordBytes);
 /// Whether all of these records lie behind the last that was written.
 bool deletesNothing(long first, long last, long written);

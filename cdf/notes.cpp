@@ -1,6 +1,5 @@
 #include "cdf/notes.h"
 
-#include <functional>
 #include <utility>
 
 namespace tarvik::cdf {
@@ -23,8 +22,16 @@ FileNotes& notesOn(CDFid file) {
   return files[file];
 }
 
-void forgetNotes(CDFid file) {
+NewNotes::NewNotes(bool opened) {
+  decltype(files) one;
+  one[nullptr].opened = opened;
+  room_ = one.extract(one.begin());
+}
+
+void NewNotes::keepFor(CDFid file) {
   files.erase(file);
+  room_.key() = file;
+  files.insert(std::move(room_));
 }
 
 }  // namespace tarvik::cdf

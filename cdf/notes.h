@@ -2,6 +2,7 @@
 /// to know it.
 #pragma once
 
+#include <functional>
 #include <map>
 
 #include "cdf/functions.h"
@@ -15,6 +16,7 @@ struct VariableNotes {
 
 struct FileNotes {
   std::map<long, VariableNotes> variables;
+  bool opened = false;    ///< What was done to the file before is not known.
   long stageBuffers = 0;  ///< That were asked for; 0 where none were.
 
   /// The variable is gone, and those behind it moved down.
@@ -23,7 +25,15 @@ struct FileNotes {
 
 FileNotes& notesOn(CDFid file);
 
-/// The library handed the handle out: nothing was done yet.
-void forgetNotes(CDFid file);
+/// Room for the notes on a file that is about to be opened or created: taken before, so that it
+/// cannot be missing when the file is open. It replaces what was kept for the same handle.
+class NewNotes {
+ public:
+  explicit NewNotes(bool opened);
+  void keepFor(CDFid file);
+
+ private:
+  std::map<CDFid, FileNotes, std::less<>>::node_type room_;
+};
 
 }  // namespace tarvik::cdf

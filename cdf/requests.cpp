@@ -16,11 +16,14 @@ namespace {
 constexpr CDFstatus NO_SUCH_ATTR = -2017;
 constexpr CDFstatus NO_SUCH_VAR = -2019;
 
-/// Takes note of a file that the library opened; gives the status back.
-CDFstatus welcome(CDFstatus status, const CDFid* file) {
+/// Makes a request that opens or creates a file, and takes note of it.
+template <typename Request>
+CDFstatus welcome(bool opened, CDFid* file, Request request) {
+  NewNotes notes(opened);
+  const CDFstatus status = request();
   if (status >= 0) {
     arrived(*file);
-    forgetNotes(*file);
+    notes.keepFor(*file);
   }
   return status;
 }
@@ -58,14 +61,16 @@ CDFstatus openFile(const std::string& path, CDFid* file) {
   return unlessRefused(judgePathToOpen(path), [&] {
     const std::string opened = fileToOpen(path);
     const CDFstatus other = judgeFileToOpen(path, opened);
-    return unlessRefused(other < 0 ? other : screenFile(opened),
-                         [&] { return welcome(call(OPEN_, CDF_, path.c_str(), file), file); });
+    return unlessRefused(other < 0 ? other : screenFile(opened), [&] {
+      return welcome(true, file, [&] { return call(OPEN_, CDF_, path.c_str(), file); });
+    });
   });
 }
 
 CDFstatus createFile(const std::string& path, CDFid* file) {
-  return unlessRefused(judgePathToCreate(path),
-                       [&] { return welcome(CDFcreateCDF(path.c_str(), file), file); });
+  return unlessRefused(judgePathToCreate(path), [&] {
+    return welcome(false, file, [&] { return CDFcreateCDF(path.c_str(), file); });
+  });
 }
 
 CDFstatus compressFile(CDFid file, long type, const CompressionParameters& parameters) {

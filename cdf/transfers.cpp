@@ -68,7 +68,8 @@ std::optional<SparseRecords> standIn(CDFid file, long variable, const Records& r
 /// prepareToWrite(), and those that leastGrowth() is about.
 bool mustBeApart(CDFid file, long variable, const Records& records, const Hyperslab& slab) {
   return records.sparse && slab.recordCount > 1 &&
-         (slab.recordInterval > 1 || slab.recordCount < recordsToGrowBy(file, variable));
+         (slab.recordInterval > 1 ||
+          slab.recordCount < leastGrowth(RecordLayout(file, variable).recordBytes));
 }
 
 CDFstatus writeApart(CDFid file, long variable, const Records& records, const Hyperslab& slab,
