@@ -34,7 +34,6 @@ __attribute__((visibility("default"))) int LLVMFuzzerInitialize(int*, char***) {
   constexpr rlim_t mostFileBytes = 4 << 20;
   const rlimit bounds{mostFileBytes, mostFileBytes};
   setrlimit(RLIMIT_FSIZE, &bounds);
-  std::signal(SIGXFSZ, SIG_IGN);
   std::atexit([] { fs::remove_all(folder()); });
   return 0;
 }
@@ -43,6 +42,7 @@ __attribute__((visibility("default"))) int LLVMFuzzerTestOneInput(const std::uin
                                                                   std::size_t count) {
   static const std::vector<Operation> catalogue = readCatalogue(CATALOGUE, EXTENDED);
   static const fs::path home = fs::current_path();
+  std::signal(SIGXFSZ, SIG_IGN);  // Here, since libFuzzer has a handler of its own by now.
   fs::create_directory(folder() / "files");
   fs::current_path(folder() / "files");
   auto progress = std::make_unique<Progress>();

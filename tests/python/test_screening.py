@@ -12,6 +12,7 @@ from mutations import is_current, record_types
 from tarvik import constants
 
 EXAMPLE = Path(__file__).parents[2] / "examples/data/ac_h2_sis_20101105_v06.cdf"
+CRASHED = Path(__file__).parents[1] / "data"
 HUGE = 0x7FFFFFFF
 MARK_2_6 = b"\xcd\xf2\x60\2"  # of the first version that could compress files as a whole
 ITSELF = object()
@@ -106,6 +107,12 @@ def test_damaged_descriptions_are_refused(generation, what, compressed, request)
     if compressed:
         compress(path)
     with pytest.raises(tarvik.CDFError, match=f"CORRUPTED_V{3 if later else 2}_CDF"):
+        tarvik.open(path)
+
+
+@pytest.mark.parametrize("path", sorted(CRASHED.glob("*.cdf")), ids=lambda path: path.stem)
+def test_files_that_crashed_the_library_are_refused(path):
+    with pytest.raises(tarvik.CDFError, match="CORRUPTED_V3_CDF"):
         tarvik.open(path)
 
 
