@@ -1,5 +1,6 @@
 #include "cdf/blocks.h"
 
+#include <algorithm>
 #include <array>
 #include <vector>
 
@@ -66,6 +67,16 @@ CDFstatus writeAllocated(CDFid file, long variable, const RecordState& records) 
   return status < 0 ? status : deleteFrom(file, variable, records.written + 1, records.allocated);
 }
 
+/// The fewest records that may be allocated at once for the variable, unless they are sparse.
+long recordsToGrowBy(CDFid file, long variable) {
+  const FileNotes& notes = notesOn(file);
+  const RecordState records = recordsOf(file, variable);
+  const bool mayMeetSmallRoom = notes.smallRoom || (notes.opened && records.allocated >= 0);
+  return mayMeetSmallRoom && !records.compressed
+             ? leastGrowth(RecordLayout(file, variable).recordBytes)
+             : 1;
+}
+
 }  // namespace
 
 void makeRoomBehind(CDFid file) {
@@ -85,13 +96,38 @@ CDFstatus judgeRecordsUpTo(CDFid file, long variable, long last) {
              : judgeGrowth(last - records.allocated, RecordLayout(file, variable).recordBytes);
 }
 
-long recordsToGrowBy(CDFid file, long variable) {
-  FileNotes& notes = notesOn(file);
-  const RecordState records = recordsOf(file, variable);
-  const bool mayHaveFreed =
-      notes.variables[variable].deletedFrom || (notes.opened && records.allocated >= 0);
-  return mayHaveFreed && !records.compressed ? leastGrowth(RecordLayout(file, variable).recordBytes)
-                                             : 1;
+long lastToAllocate(CDFid file, long variable, long last) {
+  constexpr long lastOfAll = 2147483646;
+  long allocated = -1;
+  onVariable(file, variable, GET_, zVAR_MAXallocREC_, &allocated);
+  const bool grows = 0 <= allocated && allocated < last;
+  const long least = grows ? allocated + recordsToGrowBy(file, variable) : last;
+  return std::max(last, std::min(least, lastOfAll));
+}
+
+CDFstatus putBlockingFactor(CDFid file, long variable, long factor) {
+  const long records = factor > 0 ? std::max(factor, recordsToGrowBy(file, variable)) : factor;
+  return onVariable(file, variable, PUT_, zVAR_BLOCKINGFACTOR_, records);
+}
+
+void widenBlocks(CDFid file, long variable) {
+  long factor = 0;
+  if (onVariable(file, variable, GET_, zVAR_BLOCKINGFACTOR_, &factor) >= 0 && factor > 0) {
+    putBlockingFactor(file, variable, factor);
+  }
+}
+
+void expectSmallRoom(CDFid file, long variable) {
+  bool& expected = notesOn(file).smallRoom;
+  if (expected || !leavesSmallRoom(RecordLayout(file, variable).recordBytes)) {
+    return;
+  }
+  expected = true;
+  long variables = 0;
+  onFile(file, GET_, CDF_NUMzVARS_, &variables);
+  for (long other = 0; other < variables; ++other) {
+    widenBlocks(file, other);
+  }
 }
 
 CDFstatus prepareToFree(CDFid file, long variable) {
@@ -107,10 +143,10 @@ CDFstatus prepareToFree(CDFid file, long variable) {
   return writeAllocated(file, variable, records);
 }
 
-CDFstatus prepareToWrite(CDFid file, long variable, long start) {
+CDFstatus prepareToWrite(CDFid file, long variable, long start, long last) {
   long factor = 0;
-  if (start >= (1L << 30) && onVariable(file, variable, GET_, zVAR_BLOCKINGFACTOR_, &factor) >= 0) {
-    const CDFstatus judgement = judgeSparseBlock(start, factor);
+  if (last >= (1L << 30) && onVariable(file, variable, GET_, zVAR_BLOCKINGFACTOR_, &factor) >= 0) {
+    const CDFstatus judgement = judgeSparseBlock(last, factor);
     if (judgement < 0) {
       return judgement;
     }

@@ -14,18 +14,26 @@ void makeRoomBehind(CDFid file);
 /// sparse.
 CDFstatus judgeRecordsUpTo(CDFid file, long variable, long last);
 
-/// The fewest records that may be allocated at once for the variable, unless they are sparse: as
-/// leastGrowth() has it where records may have been deleted.
-long recordsToGrowBy(CDFid file, long variable);
+/// The last record to allocate where those up to `last` are asked for: a few more where it is not
+/// safe to let a block grow by so few.
+long lastToAllocate(CDFid file, long variable, long last);
+
+/// Sets the number of records that are allocated together; a few more where it is not safe to let a
+/// block grow by so few. 0 leaves the number to the library.
+CDFstatus putBlockingFactor(CDFid file, long variable, long factor);
+/// Sets it anew. What fails here the request that follows meets too, if it matters.
+void widenBlocks(CDFid file, long variable);
+/// Takes note that records of the variable are about to be freed, and widens all variables' blocks
+/// where it may matter.
+void expectSmallRoom(CDFid file, long variable);
 
 /// Makes it safe to move or free records of a variable: those staged are written, and so are those
 /// allocated, which are allocated no longer then. A variable that is not there is for the request
 /// that follows to report.
 CDFstatus prepareToFree(CDFid file, long variable);
 
-/// Makes it safe to write records that follow each other, from `start` on, of a variable whose
-/// records are sparse.
-CDFstatus prepareToWrite(CDFid file, long variable, long start);
+/// Makes it safe to write records from `start` to `last` of a variable whose records are sparse.
+CDFstatus prepareToWrite(CDFid file, long variable, long start, long last);
 
 /// Makes it safe to begin or end compressing the file as a whole.
 CDFstatus prepareToCompress(CDFid file);

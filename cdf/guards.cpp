@@ -251,16 +251,29 @@ CDFstatus judgeCompression(long before, long compression, const VariableNotes& n
 }
 
 // Records of fewer than 16 bytes that are freed leave room that is shorter than the 28 bytes that
-// the library writes of it otherwise, and reads as a block grows by just this room: it goes where
-// the records' values point, and the file is lost (CDF_INT4 of 3, blocking factor 1: record 8
-// written, 7 deleted, 5 to 7 deleted, 8 written: -2074, and then -2077 for every call on the file).
-// As much may be left in the block itself, so that growth by twice as many bytes is safe; and
-// sparse records, which are allocated as they come, are when they come one by one. Of a file that
-// was closed and opened between, this is not known.
+// the library writes of it otherwise, and reads as the block before grows by just this room: it
+// goes where the records' values point, and the file is lost (CDF_INT4 of 3, blocking factor 1:
+// record 8 written, 7 deleted, 5 to 7 deleted, 8 written: -2074, and then -2077 for every call on
+// the file). As much may be left in the block itself, so that growth by twice as many bytes is
+// safe; and sparse records, which are allocated as they come, are when they come one by one.
+constexpr long shortestRoom = 28;
+
+bool leavesSmallRoom(long recordBytes) {
+  constexpr long beforeRecords = 12;
+  return 0 < recordBytes && recordBytes < shortestRoom - beforeRecords;
+}
+
 long leastGrowth(long recordBytes) {
-  constexpr long safeBytes = 56, longestPiece = 15;
-  const bool leavesPieces = 0 < recordBytes && recordBytes <= longestPiece;
-  return leavesPieces ? (safeBytes + recordBytes - 1) / recordBytes : 1;
+  const bool fits = 0 < recordBytes && recordBytes < shortestRoom;
+  return fits ? (2 * shortestRoom + recordBytes - 1) / recordBytes : 1;
+}
+
+// As the records of a compressed variable were deleted, the library lets its factor be set to 0
+// again, which it does not while there are some, and then fails with the next record (-2102) and
+// loses the file.
+CDFstatus judgeFactorAfterDeletes(long compression, long factor) {
+  constexpr CDFstatus CANNOT_CHANGE = -2051;
+  return compression > NO_COMPRESSION && factor == 0 ? CANNOT_CHANGE : allowed;
 }
 
 // A block that starts behind record 0 and ends beyond 32 bits loses the file (-2055, -2102 or a
@@ -270,9 +283,9 @@ CDFstatus judgeBlockingFactor(long factor) {
   return factor > largest / 2 ? BAD_BLOCKING_FACTOR : allowed;
 }
 
-CDFstatus judgeSparseBlock(long start, long factor) {
+CDFstatus judgeSparseBlock(long last, long factor) {
   constexpr long mostByDefault = 16384;
-  return start + (factor > 0 ? factor : mostByDefault) > largest ? BAD_REC_NUM : allowed;
+  return last + (factor > 0 ? factor : mostByDefault) > largest ? BAD_REC_NUM : allowed;
 }
 
 // A last index beyond 32 bits wraps past the library's own check: index 0, count 3 and interval

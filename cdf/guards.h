@@ -39,10 +39,14 @@ CDFstatus judgeRecords(long start, long count, long interval);
 CDFstatus judgeAllocation(long last, long sparseRecords);
 /// The records that are allocated together.
 CDFstatus judgeBlockingFactor(long factor);
-/// The sparse records that are allocated together, from this one on.
-CDFstatus judgeSparseBlock(long start, long factor);
-/// The fewest records that may be allocated at once where some were deleted.
+/// The sparse records that are allocated together, from the last that is written on.
+CDFstatus judgeSparseBlock(long last, long factor);
+/// Whether room of so few bytes may stay of a record that it does harm: see leastGrowth().
+bool leavesSmallRoom(long recordBytes);
+/// The fewest records that may be allocated at once in a file with such room.
 long leastGrowth(long recordBytes);
+/// A blocking factor for a variable whose records, if it had any, were deleted.
+CDFstatus judgeFactorAfterDeletes(long compression, long factor);
 /// Whether all of these records lie behind the last that was written.
 bool deletesNothing(long first, long last, long written);
 /// Writes beyond fewer records than these need no look at how the file grows.

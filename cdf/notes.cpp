@@ -11,10 +11,11 @@ std::map<CDFid, FileNotes, std::less<>> files;
 }  // namespace
 
 void FileNotes::remove(long variable) {
-  for (const auto& [number, notes] : std::exchange(variables, {})) {
-    if (number != variable) {
-      variables[number > variable ? number - 1 : number] = notes;
-    }
+  variables.erase(variable);
+  for (auto next = variables.upper_bound(variable); next != variables.end();) {
+    auto moved = variables.extract(next++);
+    --moved.key();
+    variables.insert(std::move(moved));
   }
 }
 

@@ -16,8 +16,9 @@ struct VariableNotes {
 
 struct FileNotes {
   std::map<long, VariableNotes> variables;
-  bool opened = false;    ///< What was done to the file before is not known.
-  long stageBuffers = 0;  ///< That were asked for; 0 where none were.
+  bool opened = false;     ///< What was done to the file before is not known.
+  bool smallRoom = false;  ///< May have become free in the file: see leavesSmallRoom().
+  long stageBuffers = 0;   ///< That were asked for; 0 where none were.
 
   /// The variable is gone, and those behind it moved down.
   void remove(long variable);

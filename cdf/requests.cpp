@@ -1,7 +1,5 @@
 #include "cdf/requests.h"
 
-#include <algorithm>
-
 #include "cdf/blocks.h"
 #include "cdf/call.h"
 #include "cdf/descriptions.h"
@@ -26,28 +24,6 @@ CDFstatus welcome(bool opened, CDFid* file, Request request) {
     notes.keepFor(*file);
   }
   return status;
-}
-
-/// Never fewer records than it is safe to allocate at once; 0 leaves them to the library.
-CDFstatus putBlockingFactor(CDFid file, long variable, long factor) {
-  const long records = factor > 0 ? std::max(factor, recordsToGrowBy(file, variable)) : factor;
-  return onVariable(file, variable, PUT_, zVAR_BLOCKINGFACTOR_, records);
-}
-
-/// What fails here the request that follows reports.
-void widenBlocks(CDFid file, long variable) {
-  long factor = 0;
-  if (onVariable(file, variable, GET_, zVAR_BLOCKINGFACTOR_, &factor) >= 0 && factor > 0) {
-    putBlockingFactor(file, variable, factor);
-  }
-}
-
-/// As many records as it is safe to allocate at once, behind those that are.
-long lastToAllocate(CDFid file, long variable, long last) {
-  long allocated = -1;
-  onVariable(file, variable, GET_, zVAR_MAXallocREC_, &allocated);
-  const bool grows = 0 <= allocated && allocated < last;
-  return grows ? std::max(last, allocated + recordsToGrowBy(file, variable)) : last;
 }
 
 CDFstatus putCompression(CDFid file, long variable, long type,
@@ -103,6 +79,7 @@ CDFstatus createVariable(CDFid file, const std::string& name, const VariableShap
 
 CDFstatus deleteVariable(CDFid file, long variable) {
   return unlessRefused(prepareToFree(file, variable), [&] {
+    expectSmallRoom(file, variable);
     const CDFstatus status = onVariable(file, variable, DELETE_, zVAR_);
     if (status >= 0) {
       notesOn(file).remove(variable);
@@ -122,7 +99,7 @@ CDFstatus deleteRecords(CDFid file, long variable, long first, long last) {
   return unlessRefused(isRange ? prepareToFree(file, variable) : 0, [&] {
     if (isRange && written >= 0) {
       notesOn(file).variables[variable].deletedFrom = true;
-      widenBlocks(file, variable);
+      expectSmallRoom(file, variable);
     }
     return onVariable(file, variable, DELETE_, zVAR_RECORDS_, first, last);
   });
@@ -222,8 +199,19 @@ CDFstatus allocateRecords(CDFid file, long variable, long first, long last) {
 CDFstatus setBlockingFactor(CDFid file, long variable, long factor) {
   long before = 0;
   const CDFstatus status = onVariable(file, variable, GET_, zVAR_BLOCKINGFACTOR_, &before);
-  return unlessRefused(status < 0 ? status : judgeBlockingFactor(factor),
-                       [&] { return putBlockingFactor(file, variable, factor); });
+  CDFstatus judgement = status < 0 ? status : judgeBlockingFactor(factor);
+  if (judgement >= 0 && notesOn(file).variables[variable].deletedFrom) {
+    judgement = judgeFactorAfterDeletes(compressionOf(file, variable), factor);
+  }
+  return unlessRefused(judgement, [&] { return putBlockingFactor(file, variable, factor); });
+}
+
+CDFstatus setSparseRecords(CDFid file, long variable, long sparse) {
+  const CDFstatus status = onVariable(file, variable, PUT_, zVAR_SPARSERECORDS_, sparse);
+  if (status >= 0) {
+    widenBlocks(file, variable);  // Refused while there were sparse records.
+  }
+  return status;
 }
 
 CDFstatus setInitialRecords(CDFid file, long variable, long count) {

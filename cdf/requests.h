@@ -60,6 +60,9 @@ CDFstatus allocateRecords(CDFid file, long variable, long first, long last);
 /// The number of records that are allocated together.
 CDFstatus setBlockingFactor(CDFid file, long variable, long factor);
 
+/// What the records are that were never written, by the library's code.
+CDFstatus setSparseRecords(CDFid file, long variable, long sparse);
+
 /// The number of records to be written as a variable gets its first.
 CDFstatus setInitialRecords(CDFid file, long variable, long count);
 

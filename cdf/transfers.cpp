@@ -23,10 +23,9 @@ struct Run {
 template <typename Request>
 CDFstatus preparedToWrite(CDFid file, long variable, const Records& records, const Run& run,
                           Request request) {
-  if (records.sparse) {
-    return unlessRefused(prepareToWrite(file, variable, run.start), request);
-  }
-  return unlessRefused(judgeRecordsUpTo(file, variable, run.start + (run.count - 1) * run.interval),
+  const long last = run.start + (run.count - 1) * run.interval;
+  return unlessRefused(records.sparse ? prepareToWrite(file, variable, run.start, last)
+                                      : judgeRecordsUpTo(file, variable, last),
                        request);
 }
 

@@ -105,7 +105,9 @@ void getVarSparseRecords(int, vlArray* outputs[], int, const vlArray* inputs[],
 
 void setVarSparseRecords(int, vlArray*[], int, const vlArray* inputs[],
                          const OperationEntry* entry) {
-  tellVariable(inputs, entry, PUT_, zVAR_SPARSERECORDS_);
+  const Variable variable = unpackVariable(inputs);
+  const long sparse = unpackLongScalar(inputs[2]);
+  check(entry, cdf::setSparseRecords(variable.file, variable.number, sparse));
 }
 
 void setVarReservePercent(int, vlArray*[], int, const vlArray* inputs[],
