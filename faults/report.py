@@ -57,9 +57,7 @@ own.
 
 Damage that leaves numbers in the place of numbers is noticed by nobody unless the file has a
 checksum. With MD5, of {checksum_count} damaged copies {unnoticed} were read as if they were whole.
-
 {unnoticed_rows}
-
 Whether a file has a checksum stands in its header, and is open to damage too. The screen refuses a
 header that is at odds with itself, and one of a run-length encoded file that does not tell of the
 checksum behind it. In a file that is not compressed, taking the checksum off changes two bits of
@@ -205,12 +203,13 @@ _ALWAYS_READABLE = ("plain", "compressed variable")
 
 def _calls(calls):
     made = (
-        f"It made {calls['calls']:,} calls in {duration(calls['seconds'])}, of all operations; "
-        f"{calls['took_too_long']} sequences asked for more than a minute's work and were ended."
+        f"It made {calls['calls']:,} calls of all operations in {duration(calls['seconds'])}. "
+        f"Sequences that asked for more than a minute's work, and were ended: "
+        f"{calls['took_too_long']}."
     )
     rows = [[str(fault["seed"]), fault["text"].replace("|", ",")] for fault in calls["failures"]]
     if not rows:
-        return f"{made} None was wrong."
+        return f"{made} Nothing was wrong."
     return f"{made} These sequences went wrong:\n\n{table(['seed', ''], rows)}"
 
 
@@ -248,7 +247,7 @@ def _bad(rows):
 def _unnoticed(rows):
     if not rows:
         return ""
-    return table(["file", "damage"], [[row["file"], row["damage"]] for row in rows])
+    return "\n" + table(["file", "damage"], [[row["file"], row["damage"]] for row in rows]) + "\n"
 
 
 def _killed(kinds):

@@ -13,7 +13,7 @@ def table(head, rows):
 
 def duration(seconds):
     """Seconds with a unit that suits them."""
-    for unit, size in (("s", 1), ("ms", 1e-3), ("µs", 1e-6)):
+    for unit, size in (("min", 60), ("s", 1), ("ms", 1e-3), ("µs", 1e-6)):
         if seconds >= size:
             return f"{seconds / size:.3g} {unit}"
     return f"{seconds * 1e9:.0f} ns"
