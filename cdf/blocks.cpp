@@ -68,9 +68,8 @@ CDFstatus writeAllocated(CDFid file, long variable, const RecordState& records) 
 }
 
 /// The fewest records that may be allocated at once for the variable, unless they are sparse.
-long recordsToGrowBy(CDFid file, long variable) {
+long recordsToGrowBy(CDFid file, long variable, const RecordState& records) {
   const FileNotes& notes = notesOn(file);
-  const RecordState records = recordsOf(file, variable);
   const bool mayMeetSmallRoom = notes.smallRoom || (notes.opened && records.allocated >= 0);
   return mayMeetSmallRoom && !records.compressed
              ? leastGrowth(RecordLayout(file, variable).recordBytes)
@@ -97,16 +96,16 @@ CDFstatus judgeRecordsUpTo(CDFid file, long variable, long last) {
 }
 
 long lastToAllocate(CDFid file, long variable, long last) {
-  constexpr long lastOfAll = 2147483646;
-  long allocated = -1;
-  onVariable(file, variable, GET_, zVAR_MAXallocREC_, &allocated);
-  const bool grows = 0 <= allocated && allocated < last;
-  const long least = grows ? allocated + recordsToGrowBy(file, variable) : last;
-  return std::max(last, std::min(least, lastOfAll));
+  const RecordState records = recordsOf(file, variable);
+  const bool grows = 0 <= records.allocated && records.allocated < last;
+  const long least = grows ? records.allocated + recordsToGrowBy(file, variable, records) : last;
+  return std::max(last, std::min(least, lastOfAllRecords));
 }
 
 CDFstatus putBlockingFactor(CDFid file, long variable, long factor) {
-  const long records = factor > 0 ? std::max(factor, recordsToGrowBy(file, variable)) : factor;
+  const long records =
+      factor > 0 ? std::max(factor, recordsToGrowBy(file, variable, recordsOf(file, variable)))
+                 : factor;
   return onVariable(file, variable, PUT_, zVAR_BLOCKINGFACTOR_, records);
 }
 
@@ -145,7 +144,7 @@ CDFstatus prepareToFree(CDFid file, long variable) {
 
 CDFstatus prepareToWrite(CDFid file, long variable, long start, long last) {
   long factor = 0;
-  if (last >= (1L << 30) && onVariable(file, variable, GET_, zVAR_BLOCKINGFACTOR_, &factor) >= 0) {
+  if (last >= farRecord && onVariable(file, variable, GET_, zVAR_BLOCKINGFACTOR_, &factor) >= 0) {
     const CDFstatus judgement = judgeSparseBlock(last, factor);
     if (judgement < 0) {
       return judgement;

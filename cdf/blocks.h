@@ -21,7 +21,8 @@ long lastToAllocate(CDFid file, long variable, long last);
 /// Sets the number of records that are allocated together; a few more where it is not safe to let a
 /// block grow by so few. 0 leaves the number to the library.
 CDFstatus putBlockingFactor(CDFid file, long variable, long factor);
-/// Sets it anew. What fails here the request that follows meets too, if it matters.
+/// Sets it anew. Where the library refuses, it stays: sparse and compressed records are not
+/// concerned.
 void widenBlocks(CDFid file, long variable);
 /// Takes note that records of the variable are about to be freed, and widens all variables' blocks
 /// where it may matter.

@@ -280,7 +280,7 @@ CDFstatus judgeFactorAfterDeletes(long compression, long factor) {
 // crash): a factor of 2147483647, and a new block as the first one is full; sparse record
 // 2147483000 of CDF_INT4. Without a factor a block has some 8192 bytes.
 CDFstatus judgeBlockingFactor(long factor) {
-  return factor > largest / 2 ? BAD_BLOCKING_FACTOR : allowed;
+  return factor >= farRecord ? BAD_BLOCKING_FACTOR : allowed;
 }
 
 CDFstatus judgeSparseBlock(long last, long factor) {

@@ -37,6 +37,10 @@ CDFstatus judgeRecord(long record);
 CDFstatus judgeRecords(long start, long count, long interval);
 /// A block of records up to `last`, of a variable with this kind of sparse records.
 CDFstatus judgeAllocation(long last, long sparseRecords);
+inline constexpr long lastOfAllRecords = 2147483646;
+/// Blocks that begin before this record end within all records, as judgeBlockingFactor() bounds
+/// them.
+inline constexpr long farRecord = 1L << 30;
 /// The records that are allocated together.
 CDFstatus judgeBlockingFactor(long factor);
 /// The sparse records that are allocated together, from the last that is written on.

@@ -15,17 +15,19 @@ class SparseRecords {
 
   /// Whether the variable is compressed and can be described. Any other one is the library's own.
   bool isNeeded() const { return needed_; }
-  /// Whether the slab lies inside the records. One that does not the library refuses before it
-  /// does anything.
-  bool covers(const Hyperslab& slab) const;
+  /// Whether it is needed and the slab lies inside the records. One that does not the library
+  /// refuses before it does anything.
+  bool serves(const Hyperslab& slab) const { return needed_ && covers(slab); }
+  const RecordLayout& layout() const { return layout_; }
 
   /// A record's stored values.
   CDFstatus readRecord(long record, void* values) const;
-  /// A slab that is covered.
+  /// A slab that it serves.
   CDFstatus readSlab(const Hyperslab& slab, void* values) const;
   CDFstatus writeSlab(const Hyperslab& slab, const void* values) const;
 
  private:
+  bool covers(const Hyperslab& slab) const;
   template <typename Move>
   void eachValue(const Hyperslab& slab, char* record, const Move& move,
                  std::size_t depth = 0) const;

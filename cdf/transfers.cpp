@@ -1,7 +1,5 @@
 #include "cdf/transfers.h"
 
-#include <optional>
-
 #include "cdf/blocks.h"
 #include "cdf/call.h"
 #include "cdf/descriptions.h"
@@ -50,33 +48,15 @@ CDFstatus transferHyperslab(CDFid file, long variable, const Hyperslab& slab, lo
                     slab.intervals.data(), function, zVAR_HYPERDATA_, values);
 }
 
-/// What transfers the slab in the library's stead, if anything must.
-std::optional<SparseRecords> standIn(CDFid file, long variable, const Records& records,
-                                     const Hyperslab& slab) {
-  std::optional<SparseRecords> found;
-  if (records.sparse) {
-    found.emplace(file, variable);
-    if (!found->isNeeded() || !found->covers(slab)) {
-      found.reset();
-    }
-  }
-  return found;
+/// Whether the sparse records of a slab are written one by one: those that do not follow each
+/// other, see prepareToWrite(), and those that leastGrowth() is about.
+bool mustBeApart(const RecordLayout& layout, const Hyperslab& slab) {
+  return layout.isKnown() && slab.recordCount > 1 &&
+         (slab.recordInterval > 1 || slab.recordCount < leastGrowth(layout.recordBytes));
 }
 
-/// Whether the records of a slab are written one by one: those that do not follow each other, see
-/// prepareToWrite(), and those that leastGrowth() is about.
-bool mustBeApart(CDFid file, long variable, const Records& records, const Hyperslab& slab) {
-  return records.sparse && slab.recordCount > 1 &&
-         (slab.recordInterval > 1 ||
-          slab.recordCount < leastGrowth(RecordLayout(file, variable).recordBytes));
-}
-
-CDFstatus writeApart(CDFid file, long variable, const Records& records, const Hyperslab& slab,
-                     const char* values) {
-  const RecordLayout layout(file, variable);
-  if (!layout.isKnown()) {
-    return transferHyperslab(file, variable, slab, PUT_, values);
-  }
+CDFstatus writeApart(CDFid file, long variable, const Records& records, const RecordLayout& layout,
+                     const Hyperslab& slab, const char* values) {
   long bytes = layout.valueBytes;
   for (const long count : slab.counts) {
     bytes *= count;
@@ -139,9 +119,13 @@ CDFstatus readHyperslab(CDFid file, long variable, const Records& records, Hyper
     slab.recordInterval = intervalOfOneRecord(slab.recordInterval);
   }
   return unlessRefused(judgeHyperslab(slab), [&] {
-    const auto reader = standIn(file, variable, records, slab);
-    return reader ? reader->readSlab(slab, values)
-                  : transferHyperslab(file, variable, slab, GET_, values);
+    if (records.sparse) {
+      const SparseRecords reader(file, variable);
+      if (reader.serves(slab)) {
+        return reader.readSlab(slab, values);
+      }
+    }
+    return transferHyperslab(file, variable, slab, GET_, values);
   });
 }
 
@@ -149,12 +133,17 @@ CDFstatus writeHyperslab(CDFid file, long variable, const Records& records, cons
                          const void* values) {
   const Run run{slab.recordStart, slab.recordCount, slab.recordInterval};
   const auto request = [&] {
-    if (const auto writer = standIn(file, variable, records, slab)) {
-      return writer->writeSlab(slab, values);
+    if (records.sparse) {
+      const SparseRecords writer(file, variable);
+      if (writer.serves(slab)) {
+        return writer.writeSlab(slab, values);
+      }
+      if (mustBeApart(writer.layout(), slab)) {
+        return writeApart(file, variable, records, writer.layout(), slab,
+                          static_cast<const char*>(values));
+      }
     }
-    return mustBeApart(file, variable, records, slab)
-               ? writeApart(file, variable, records, slab, static_cast<const char*>(values))
-               : transferHyperslab(file, variable, slab, PUT_, values);
+    return transferHyperslab(file, variable, slab, PUT_, values);
   };
   return unlessRefused(judgeHyperslab(slab),
                        [&] { return preparedToWrite(file, variable, records, run, request); });
