@@ -102,6 +102,7 @@ void addRemoteFiles(nb::module_& m) {
         "A file that is open in another process, under a number that is not 0.");
   m.def("mark_closed", &FileId::markClosed, nb::arg("file"), nb::kw_only(), nb::arg("lost"),
         "Note that the file was closed there, or was lost as that process ended.");
+  m.def("is_lost", &FileId::isLost, "Whether the file was lost as that process ended.");
   m.def("number_of", &Gateway::numberOf,
         "The file's number, 0 for a closed one; file, gateway, then the call's arguments.");
   m.def("map_memory", &pyhost::mapMemory,

@@ -54,7 +54,6 @@ class Remote:
         self._plugin = os.path.abspath(plugin)
         self._numbers = itertools.count(1)  # of requests; that of an "open" is the file's
         self._files = weakref.WeakValueDictionary()
-        self._lost = weakref.WeakSet()  # files of processes that ended with them
         self._turn = _Turn()
         _all.add(self)
         with self._turn:
@@ -199,7 +198,6 @@ class Remote:
         child, self._child = self._child, None
         for file in list(self._files.values()):
             _host.mark_closed(file, lost=True)
-            self._lost.add(file)
         self._files.clear()
         return child.bury(kill)
 
@@ -212,7 +210,7 @@ class Remote:
     def _place(self, file, gateway, arguments):
         """What is sent of a file, which another thread may have closed meanwhile."""
         number = _host.number_of(file, gateway, *arguments)
-        if number == 0 and file in self._lost:
+        if number == 0 and _host.is_lost(file):
             text = _LOST.format(file.name).encode("utf-8", "surrogateescape")
             raise gateway_error(_INVALID_FILE, text, arguments)
         return File(number)
