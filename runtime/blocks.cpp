@@ -3,6 +3,7 @@
 #include <mutex>
 
 #include "runtime/block_table.h"
+#include "runtime/mappings.h"
 #include "runtime/memory.h"
 #include "runtime/scope.h"
 #include "runtime/storage.h"
@@ -34,7 +35,7 @@ void* newBlock(std::size_t bytes, BlockTable& table) {
   table.reserveOne();
   Counted counted(Kind::block, bytes);
   void* block =
-      bytes < kLargeBytes ? heapMemory(std::max<std::size_t>(bytes, 1)) : mapZeroed(bytes);
+      bytes < kLargeBytes ? heapMemory(std::max<std::size_t>(bytes, 1)) : mapMemory(bytes);
   table.insert(block, bytes);
   counted.keep();
   return block;

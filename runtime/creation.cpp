@@ -6,6 +6,7 @@
 #include <new>
 #include <utility>
 
+#include "runtime/mappings.h"
 #include "runtime/memory.h"
 #include "runtime/scope.h"
 #include "runtime/storage.h"

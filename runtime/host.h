@@ -106,6 +106,10 @@ struct Holdings {
 };
 VLHOST_API Holdings holdings();
 
+/// Gives back to the system what the host keeps of freed large arrays for the next ones: up to
+/// 128 MiB, which the system takes by itself once memory is short.
+VLHOST_API void giveBackSpareMemory();
+
 /// Makes the n-th allocation from now (0 is the next one) of an array or a block fail with
 /// "VORLAN:outOfMemory"; a negative n takes that back. For tests of what happens then.
 VLHOST_API void failAllocation(long n);

@@ -2,20 +2,13 @@
 
 #include <array>
 #include <atomic>
-#include <cstdint>
 #include <cstdlib>
-#include <limits>
 #include <string>
-#include <sys/mman.h>
 
 #include "runtime/host.h"
 
 namespace vlhost {
 namespace {
-
-/// No object can be larger.
-constexpr std::size_t kMaxBytes = std::numeric_limits<std::ptrdiff_t>::max();
-constexpr std::size_t kHugePage = std::size_t{2} << 20;
 
 std::array<std::atomic<std::size_t>, 2> alive;
 /// Allocations still to succeed before one fails; negative where none is to fail.
@@ -28,11 +21,6 @@ std::atomic<std::size_t>& count(Kind kind) {
 bool failsNow() {
   if (untilFailure.load(std::memory_order_relaxed) < 0) return false;
   return untilFailure.fetch_sub(1) == 0;
-}
-
-/// The length that is mapped for a request.
-std::size_t mappedLength(std::size_t bytes) {
-  return (bytes + kHugePage - 1) / kHugePage * kHugePage;
 }
 
 }  // namespace
@@ -50,28 +38,6 @@ void* heapMemory(std::size_t bytes) {
 
 void heapFree(void* memory) {
   std::free(memory);
-}
-
-void* mapZeroed(std::size_t bytes) {
-  if (bytes > kMaxBytes) raiseOutOfMemory(bytes);
-  const std::size_t length = mappedLength(bytes);
-  void* mapping =
-      mmap(nullptr, length + kHugePage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  if (mapping == MAP_FAILED) raiseOutOfMemory(bytes);
-
-  // A mapping starts at any page: take a huge page more, and give back what sticks out.
-  char* const start = static_cast<char*>(mapping);
-  const std::size_t before =
-      (kHugePage - reinterpret_cast<std::uintptr_t>(start) % kHugePage) % kHugePage;
-  char* const memory = start + before;
-  if (before > 0) munmap(start, before);
-  munmap(memory + length, kHugePage - before);
-  madvise(memory, length, MADV_HUGEPAGE);  // a wish: small pages do as well
-  return memory;
-}
-
-void unmap(void* memory, std::size_t bytes) {
-  munmap(memory, mappedLength(bytes));
 }
 
 Counted::Counted(Kind kind, std::size_t bytes) : kind_(kind) {

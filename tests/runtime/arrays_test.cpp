@@ -141,7 +141,7 @@ TEST_F(ArraysTest, ErrorsCarryTheirTextAndWarningsOutsideCallsAreShown) {
 }
 
 TEST_F(ArraysTest, ArraysAreZeroedAndAlignedAtEverySize) {
-  for (std::size_t power = 0; power <= 23; ++power) {
+  for (std::size_t power = 0; power <= 24; ++power) {
     for (const std::size_t size : {(1u << power) - 1, 1u << power, (1u << power) + 1}) {
       const std::size_t alignment = size < kMegabyte ? 16 : 2 * kMegabyte;
       for (int round = 0; round < 2; ++round) {  // the second gets what the first soiled
