@@ -132,11 +132,10 @@ const vlArray* keptName(PyObject* value) {
 
 }  // namespace
 
-Inputs::Inputs(nb::handle gateway, const nb::args& arguments) {
-  arrays_.reserve(arguments.size());
+Inputs::Inputs(nb::handle gateway, const Arguments& arguments) {
+  arrays_.reserve(arguments.count);
   std::size_t position = 0;
-  for (const nb::handle argument : arguments)
-    add(gateway, argument, position++, *arguments.begin());
+  for (PyObject* argument : arguments) add(gateway, argument, position++, *arguments.first);
 }
 
 void Inputs::add(nb::handle gateway, nb::handle value, std::size_t position, nb::handle operation) {

@@ -5,6 +5,7 @@
 #include <nanobind/nanobind.h>
 #include <vector>
 
+#include "python/src/arguments.h"
 #include "runtime/host.h"
 
 namespace pyhost {
@@ -17,8 +18,8 @@ namespace nb = nanobind;
 class Inputs {
  public:
   /// Raises TypeError, ValueError or OverflowError, naming the input, for what no host array can
-  /// hold. `arguments` must outlive this object.
-  Inputs(nb::handle gateway, const nb::args& arguments);
+  /// hold. What `arguments` refers to must outlive this object.
+  Inputs(nb::handle gateway, const Arguments& arguments);
 
   const std::vector<const vlArray*>& arrays() const { return arrays_; }
 

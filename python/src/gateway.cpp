@@ -94,10 +94,10 @@ nb::object errorsModule() {
   return nb::module_::import_("tarvik._errors");
 }
 
-[[noreturn]] void raise(const vlhost::Error& error, const nb::args& arguments) {
+[[noreturn]] void raise(const vlhost::Error& error, const Arguments& arguments) {
   const nb::bytes message(error.what());
   const nb::object exception =
-      errorsModule().attr("gateway_error")(error.identifier(), message, arguments);
+      errorsModule().attr("gateway_error")(error.identifier(), message, tupleOf(arguments));
   PyErr_SetObject(exception.type().ptr(), exception.ptr());
   throw nb::python_error();
 }
@@ -141,9 +141,9 @@ Gateway::~Gateway() {
   if (inherited_) static_cast<void>(plugin_.release());
 }
 
-nb::object Gateway::call(nb::handle self, const nb::args& arguments) {
+nb::object Gateway::call(nb::handle self, const Arguments& arguments) {
   const Visit visit;
-  if (remote_.is_valid()) return remote_.attr("call")(self, *arguments);
+  if (remote_.is_valid()) return remote_.attr("call")(self, *tupleOf(arguments));
   try {
     const Inputs inputs(self, arguments);
     Outcome outcome = run(inputs);
@@ -199,7 +199,8 @@ void Gateway::unload() {
   }
 }
 
-std::uint64_t Gateway::numberOf(const FileId& file, nb::handle gateway, const nb::args& arguments) {
+std::uint64_t Gateway::numberOf(const FileId& file, nb::handle gateway,
+                                const Arguments& arguments) {
   try {
     return handleIn(file.inputFor(gateway));
   } catch (const vlhost::Error& error) {

@@ -8,6 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "python/src/arguments.h"
 #include "python/src/convert_in.h"
 #include "python/src/file_id.h"
 #include "runtime/host.h"
@@ -32,7 +33,7 @@ class Gateway {
 
   /// Calls the operation that the first argument names with the other arguments. `self` is the
   /// Python object of this gateway. What the plug-in warns of is shown afterwards.
-  nb::object call(nb::handle self, const nb::args& arguments);
+  nb::object call(nb::handle self, const Arguments& arguments);
 
   /// Takes the plug-in out of the process, which closes the files that are open; a call after it
   /// is an error.
@@ -40,7 +41,7 @@ class Gateway {
 
   /// The number that makeFile() was given, or 0 when the file is closed. Raises CDFError for a file
   /// of another gateway; `arguments` are those of the call.
-  static std::uint64_t numberOf(const FileId& file, nb::handle gateway, const nb::args& arguments);
+  static std::uint64_t numberOf(const FileId& file, nb::handle gateway, const Arguments& arguments);
 
   /// Unloads all gateways when Python ends. Until then every running call is waited for; from then
   /// on a call is an error for the thread that ends Python, and lasts for ever on any other.

@@ -3,6 +3,7 @@
 #include <nanobind/stl/string.h>
 
 #include "python/src/file_id.h"
+#include "python/src/function.h"
 #include "python/src/gateway.h"
 #include "python/src/shared_memory.h"
 
@@ -10,6 +11,7 @@
 #include "python/src/numpy.h"
 
 namespace nb = nanobind;
+using pyhost::Arguments;
 using pyhost::FileId;
 using pyhost::Gateway;
 
@@ -96,6 +98,10 @@ FileId* makeFile(nb::object gateway, std::uint64_t number, const nb::bytes& name
   return new FileId(std::move(gateway), std::make_shared<pyhost::FileState>(number, bytes));
 }
 
+Arguments argumentsIn(const nb::args& arguments) {
+  return {PySequence_Fast_ITEMS(arguments.ptr()), arguments.size()};
+}
+
 /// What a gateway is made of whose plug-in is in another process.
 void addRemoteFiles(nb::module_& m) {
   m.def("make_file", &makeFile, nb::rv_policy::take_ownership,
@@ -103,8 +109,12 @@ void addRemoteFiles(nb::module_& m) {
   m.def("mark_closed", &FileId::markClosed, nb::arg("file"), nb::kw_only(), nb::arg("lost"),
         "Note that the file was closed there, or was lost as that process ended.");
   m.def("is_lost", &FileId::isLost, "Whether the file was lost as that process ended.");
-  m.def("number_of", &Gateway::numberOf,
-        "The file's number, 0 for a closed one; file, gateway, then the call's arguments.");
+  m.def(
+      "number_of",
+      [](const FileId& file, nb::handle gateway, const nb::args& arguments) {
+        return Gateway::numberOf(file, gateway, argumentsIn(arguments));
+      },
+      "The file's number, 0 for a closed one; file, gateway, then the call's arguments.");
   m.def("map_memory", &pyhost::mapMemory,
         "A writable uint8 array over a copy of so many bytes of a memory file, which are read when "
         "they are looked at; the file must never get smaller.");
@@ -124,7 +134,7 @@ NB_MODULE(_host, m) {
       .def(
           "call",
           [](nb::handle_t<Gateway> self, const nb::args& arguments) {
-            return nb::inst_ptr<Gateway>(self)->call(self, arguments);
+            return nb::inst_ptr<Gateway>(self)->call(self, argumentsIn(arguments));
           },
           nb::sig("def call(self, operation: str, /, *inputs: object) -> object"), kCallDoc)
       .def("unload", &Gateway::unload,
@@ -142,6 +152,16 @@ NB_MODULE(_host, m) {
       .def("__reduce_ex__", &refuseCopy);
 
   addRemoteFiles(m);
+  m.def(
+      "make_function",
+      [](nb::handle module, nb::handle_t<Gateway> gateway, nb::str name, nb::object arrange,
+         nb::object finish, std::string doc) {
+        return pyhost::makeFunction(
+            module, {nb::borrow(gateway), std::move(name), std::move(arrange), std::move(finish)},
+            std::move(doc));
+      },
+      nb::arg("module"), nb::arg("gateway"), nb::arg("name"), nb::arg("arrange"),
+      nb::arg("finish").none(), nb::arg("doc"), "A function of the module for one operation.");
   m.def("leave", &Gateway::leave, "Unload all gateways, when Python ends.");
   m.def("before_fork", &Gateway::beforeFork, "Wait for the running call and hold the next ones.");
   m.def("after_fork_in_parent", &Gateway::afterForkInParent, "Let calls go on.");

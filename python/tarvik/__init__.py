@@ -55,7 +55,7 @@ os.register_at_fork(
 from tarvik import constants  # noqa: E402
 from tarvik._operations import make_functions  # noqa: E402
 
-_made = make_functions(call)
+_made = make_functions(sys.modules[__name__], _exact)
 globals().update(_made)
 
 __all__ = [

@@ -2,9 +2,10 @@
 
 import inspect
 from collections import namedtuple
-from functools import cache, partial
+from functools import cache
 from textwrap import fill
 
+from tarvik import _host
 from tarvik._catalogue import kinds, operations
 
 __all__ = ["describe", "make_functions", "make_method"]
@@ -12,13 +13,15 @@ __all__ = ["describe", "make_functions", "make_method"]
 _WIDTH = 96
 
 
-def make_functions(call):
+def make_functions(module, gateway):
     """Make all functions and the named tuples that they give.
 
     Parameters
     ----------
-    call : callable
-        Takes an operation's name and inputs.
+    module : types.ModuleType
+        Whose functions they are.
+    gateway : _host.Gateway
+        What they call.
 
     Returns
     -------
@@ -30,7 +33,7 @@ def make_functions(call):
         result = _result_class(operation)
         if result is not None:
             made[result.__name__] = result
-        made[operation.name] = _function(operation, call)
+        made[operation.name] = _function(module, operation, gateway)
     return made
 
 
@@ -47,7 +50,11 @@ def make_method(operation):
     receiver = inspect.Parameter("self", inspect.Parameter.POSITIONAL_ONLY)
     parameters = _signature(operation).parameters.values()
     method.__signature__ = inspect.Signature([receiver, *parameters])
-    return _dressed(method, operation, f"Gateway.{operation.name}")
+    method.__name__ = operation.name
+    method.__qualname__ = f"Gateway.{operation.name}"
+    method.__module__ = "tarvik"
+    method.__doc__ = describe(operation)
+    return method
 
 
 @cache
@@ -96,19 +103,11 @@ def _result_class(operation):
     return namedtuple(operation.result_name, fields, module="tarvik")
 
 
-def _function(operation, call):
-    call = partial(call, operation.name)
+def _function(module, operation, gateway):
+    """A built-in function, since a call of a value takes little longer than Python's own calls."""
+    doc = f"{operation.name}{_signature(operation)}\n--\n\n{describe(operation)}"
     arrange, finish = _arrangement(operation), _finish(operation)
-
-    # One frame for what is common: a call of a value takes little longer than Python's own calls.
-    def function(*inputs, **named):
-        if named or (inputs and inputs[-1] is None):
-            inputs = arrange(inputs, named)
-        outputs = call(*inputs)
-        return finish(outputs) if finish else outputs
-
-    function.__signature__ = _signature(operation)
-    return _dressed(function, operation, operation.name)
+    return _host.make_function(module, gateway, operation.name, arrange, finish, doc)
 
 
 def _arrangement(operation):
@@ -131,14 +130,6 @@ def _finish(operation):
     """What makes the result of several outputs; None where there are fewer."""
     result = _result_class(operation)
     return result and result._make
-
-
-def _dressed(function, operation, qualified_name):
-    function.__name__ = operation.name
-    function.__qualname__ = qualified_name
-    function.__module__ = "tarvik"
-    function.__doc__ = describe(operation)
-    return function
 
 
 def _signature(operation):
