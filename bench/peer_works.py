@@ -4,7 +4,11 @@ The peers are `spacepy.pycdf`, which calls the CDF library too, and `cdflib` and
 have code of their own for the format. A peer that cannot do a work has no function for it.
 """
 
+import ctypes
+import json
 import os
+import subprocess
+import sys
 import tempfile
 import warnings
 from functools import partial
@@ -59,6 +63,10 @@ def _values(folder, megabytes):
         "the same of a file that is not in memory",
         {package: partial(_from_disk, read, path) for package, read in READERS.items()},
     )
+    yield (
+        "the same, the first time in a process",
+        {package: FirstReading(package, path) for package in READERS},
+    )
     handle = tarvik.open(path)
     peer = pycdf.CDF(path)
     reader = cdflib.CDF(path)
@@ -78,10 +86,42 @@ def _values(folder, megabytes):
             "tarvik": lambda: tarvik.getVarData(handle, 0, 7, [3, 4]),
             "spacepy": lambda: peer["v"][7, 3, 4],
             "pycdfpp": lambda: loaded["v"].values[7, 3, 4],
+            "library": DirectValue(path, 7, [4, 3]),
         },
     )
     tarvik.close(handle)
     peer.close()
+
+
+class FirstReading:
+    """The reading of the variable in a process that has read nothing before."""
+
+    def __init__(self, package, path):
+        self._command = [sys.executable, Path(__file__).with_name("first_reading.py")]
+        self._command += [package, path]
+
+    def take(self):
+        """Seconds and peak memory."""
+        done = subprocess.run(self._command, stdout=subprocess.PIPE, check=True)
+        return json.loads(done.stdout)
+
+    def seconds(self, calls):
+        """The time of so many, each in a process of its own."""
+        return sum(self.take()["seconds"] for _ in range(calls))
+
+
+class DirectValue:
+    """One value read by a C program that calls the CDF library itself."""
+
+    def __init__(self, path, record, place):
+        built = Path(tarvik.__file__).parents[2] / "bench" / "direct_value.so"
+        self._seconds = ctypes.CDLL(str(built)).secondsOfValues
+        self._seconds.restype = ctypes.c_double
+        self._arguments = os.fsencode(path), ctypes.c_long(record), (ctypes.c_long * 2)(*place)
+
+    def seconds(self, calls):
+        """The time of so many."""
+        return self._seconds(*self._arguments, ctypes.c_long(calls))
 
 
 def _write(path, data, compression=None):

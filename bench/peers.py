@@ -8,7 +8,6 @@ import argparse
 import gc
 import json
 import os
-import resource
 import statistics
 import sys
 import tempfile
@@ -19,7 +18,7 @@ from operator import truediv
 from pathlib import Path
 
 import tarvik
-from peer_works import READERS, works
+from peer_works import READERS, FirstReading, works
 
 
 def measure(name, functions, turns, limit):
@@ -53,6 +52,8 @@ def measure(name, functions, turns, limit):
 
 
 def _seconds(function, calls=1):
+    if hasattr(function, "seconds"):  # it measures itself
+        return function.seconds(calls) / calls
     gc.collect()
     start = time.perf_counter()
     for _ in range(calls):
@@ -63,24 +64,6 @@ def _seconds(function, calls=1):
 def _calls(first):
     """Calls in a turn: enough to be long against the clock."""
     return max(1, min(2000, int(0.02 / first)))
-
-
-def peak_memory(package, path):
-    """Peak memory in bytes of reading the whole variable, in a process of its own.
-
-    What the package needs before it reads is taken off.
-    """
-    reading, writing = os.pipe()
-    child = os.fork()
-    if child == 0:
-        before = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
-        READERS[package](path)
-        after = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
-        os.write(writing, str((after - before) * 1024).encode())
-        os._exit(0)
-    os.waitpid(child, 0)
-    os.close(writing)
-    return int(os.read(reading, 32))
 
 
 def main():
@@ -98,7 +81,7 @@ def main():
                 print(name, file=sys.stderr)
                 results.append(measure(name, functions, turns, limit))
         path = os.path.join(folder, "values.cdf")
-        memory = {package: peak_memory(package, path) for package in READERS}
+        memory = {package: FirstReading(package, path).take()["peak"] for package in READERS}
         memory["file"] = os.path.getsize(path)
     versions = {package: version(package) for package in READERS if package != "tarvik"}
     versions |= {"tarvik": tarvik.__version__, "numpy": version("numpy")}

@@ -1,10 +1,8 @@
 #include "bench/session.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdlib>
 #include <cstring>
-#include <iostream>
 
 namespace bench {
 
@@ -87,15 +85,6 @@ std::function<void()> Call::with(const std::vector<const vlArray*>& inputs) cons
   return [arguments, name = name_] { plugin().call(arguments, 1); };
 }
 
-void must(CDFstatus status) {
-  if (status >= 0) return;
-  tarvik::StatusTextBuffer words{};
-  tarvik::cdf::call(tarvik::SELECT_, tarvik::CDF_STATUS_, status, tarvik::GET_,
-                    tarvik::STATUS_TEXT_, words.data());
-  std::cerr << "The CDF library refused a direct call: " << words.data() << '\n';
-  std::exit(1);
-}
-
 std::string path(const std::string& name) {
   static const Folder folder;
   return (folder.path / name).string();
@@ -107,55 +96,6 @@ File::File(const std::string& name) : id_(Call("create")({text(path(name)).get()
 
 File::~File() {
   Call("delete")({id_.get()});
-}
-
-long createVariable(CDFid file, const std::string& name, const Variable& variable) {
-  const std::vector<long> varys(variable.dimSizes.size(), tarvik::VARY);
-  long made = 0;
-  must(tarvik::cdf::onFile(file, tarvik::CREATE_, tarvik::zVAR_, name.c_str(), variable.datatype,
-                           variable.numElements, static_cast<long>(variable.dimSizes.size()),
-                           variable.dimSizes.data(), tarvik::VARY, varys.data(), &made));
-  return made;
-}
-
-long createAttribute(CDFid file, const std::string& name, long scope) {
-  long made = 0;
-  must(tarvik::cdf::onFile(file, tarvik::CREATE_, tarvik::ATTR_, name.c_str(), scope, &made));
-  return made;
-}
-
-void inquireVariable(CDFid file, long variable) {
-  tarvik::NameBuffer name{};
-  long datatype = 0, numElements = 0, numDims = 0, recVary = 0;
-  std::array<long, tarvik::CDF_MAX_DIMS> dimSizes{}, dimVarys{};
-  must(tarvik::cdf::onVariable(file, variable, tarvik::GET_, tarvik::zVAR_NAME_, name.data(),
-                               tarvik::zVAR_DATATYPE_, &datatype, tarvik::zVAR_NUMELEMS_,
-                               &numElements, tarvik::zVAR_NUMDIMS_, &numDims,
-                               tarvik::zVAR_DIMSIZES_, dimSizes.data(), tarvik::zVAR_RECVARY_,
-                               &recVary, tarvik::zVAR_DIMVARYS_, dimVarys.data()));
-}
-
-void inquireValue(CDFid file, long variable) {
-  long datatype = 0, numElements = 0, numDims = 0, recVary = 0, sparseRecords = 0, majority = 0;
-  must(tarvik::cdf::onVariable(
-      file, variable, tarvik::GET_, tarvik::zVAR_DATATYPE_, &datatype, tarvik::zVAR_NUMELEMS_,
-      &numElements, tarvik::zVAR_NUMDIMS_, &numDims, tarvik::zVAR_RECVARY_, &recVary,
-      tarvik::zVAR_SPARSERECORDS_, &sparseRecords, tarvik::CDF_MAJORITY_, &majority));
-}
-
-void inquireRecords(CDFid file, long variable) {
-  long datatype = 0, numElements = 0, numDims = 0, recVary = 0, sparseRecords = 0, majority = 0;
-  std::array<long, tarvik::CDF_MAX_DIMS> dimSizes{}, dimVarys{};
-  must(tarvik::cdf::onVariable(
-      file, variable, tarvik::GET_, tarvik::zVAR_DATATYPE_, &datatype, tarvik::zVAR_NUMELEMS_,
-      &numElements, tarvik::zVAR_NUMDIMS_, &numDims, tarvik::zVAR_RECVARY_, &recVary,
-      tarvik::zVAR_SPARSERECORDS_, &sparseRecords, tarvik::zVAR_DIMSIZES_, dimSizes.data(),
-      tarvik::zVAR_DIMVARYS_, dimVarys.data(), tarvik::CDF_MAJORITY_, &majority));
-}
-
-void inquireMajority(CDFid file) {
-  long majority = 0;
-  must(tarvik::cdf::onFile(file, tarvik::GET_, tarvik::CDF_MAJORITY_, &majority));
 }
 
 }  // namespace bench

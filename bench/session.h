@@ -1,4 +1,4 @@
-/// The gateway as a host calls it, the CDF library as a C program calls it, and files for both.
+/// The gateway as a host calls it, and files that are open in it.
 #pragma once
 
 #include <cstdint>
@@ -8,9 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "cdf/call.h"
-#include "cdf/functions.h"
-#include "cdf/items.h"
+#include "bench/direct.h"
 #include "runtime/host.h"
 
 namespace bench {
@@ -42,9 +40,6 @@ class Call {
   std::shared_ptr<vlArray> name_;
 };
 
-/// Ends the program with the library's words where a direct call failed.
-void must(CDFstatus status);
-
 /// A file name of the run's own folder, which goes at the end.
 std::string path(const std::string& name);
 
@@ -64,25 +59,5 @@ class File {
   Array id_;
   CDFid handle_;
 };
-
-/// What a variable is made of. One CDF_CHAR value of `numElements` characters, or one number.
-struct Variable {
-  long datatype;
-  long numElements;
-  std::vector<long> dimSizes;
-};
-
-/// Makes a variable with the library; gives its number.
-long createVariable(CDFid file, const std::string& name, const Variable& variable);
-long createAttribute(CDFid file, const std::string& name, long scope);
-
-/// The inquiries that customarily come before a transfer of values: the whole description, and the
-/// majority.
-void inquireVariable(CDFid file, long variable);
-void inquireMajority(CDFid file);
-/// What the gateway asks for before it transfers one value, in one request.
-void inquireValue(CDFid file, long variable);
-/// The same for records.
-void inquireRecords(CDFid file, long variable);
 
 }  // namespace bench

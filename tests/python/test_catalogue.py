@@ -2,6 +2,7 @@
 
 import ast
 import inspect
+import pickle
 import re
 import runpy
 import subprocess
@@ -38,6 +39,8 @@ def test_python_has_each_operation_with_the_parameters_of_the_catalogue():
         function = getattr(tarvik, name)
         assert list(inspect.signature(function).parameters) == [v.name for v in operation.inputs]
         assert operation.summary in function.__doc__
+        # As for a function of the module, which other processes find by its name.
+        assert pickle.loads(pickle.dumps(function)) is function
     assert set(OPERATIONS) <= set(tarvik.__all__)
 
 
@@ -94,6 +97,8 @@ def test_keywords_defaults_and_named_results(tmp_path):
         assert (name, datatype) == ("B", "cdf_real4")
         with pytest.raises(TypeError):
             tarvik.getVarData(file, variable=number)
+        with pytest.raises(TypeError):
+            tarvik.getVarData(file, number, 0, variable=number)
         with pytest.raises(tarvik.CDFError) as caught:
             tarvik.getVarName(file)
         assert caught.value.tag == "tooFewInputs"

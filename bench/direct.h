@@ -1,0 +1,36 @@
+/// The CDF library as a C program calls it.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "cdf/call.h"
+#include "cdf/functions.h"
+#include "cdf/items.h"
+
+namespace bench {
+
+/// Ends the program with the library's words where a direct call failed.
+void must(CDFstatus status);
+
+/// What a variable is made of. One CDF_CHAR value of `numElements` characters, or one number.
+struct Variable {
+  long datatype;
+  long numElements;
+  std::vector<long> dimSizes;
+};
+
+/// Makes a variable with the library; gives its number.
+long createVariable(CDFid file, const std::string& name, const Variable& variable);
+long createAttribute(CDFid file, const std::string& name, long scope);
+
+/// The inquiries that customarily come before a transfer of values: the whole description, and the
+/// majority.
+void inquireVariable(CDFid file, long variable);
+void inquireMajority(CDFid file);
+/// What the gateway asks for before it transfers one value, in one request.
+void inquireValue(CDFid file, long variable);
+/// The same for records.
+void inquireRecords(CDFid file, long variable);
+
+}  // namespace bench
