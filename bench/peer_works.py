@@ -106,8 +106,8 @@ class FirstReading:
         return json.loads(done.stdout)
 
     def seconds(self, calls):
-        """The time of so many, each in a process of its own."""
-        return sum(self.take()["seconds"] for _ in range(calls))
+        """The time of so many, told by one."""
+        return calls * self.take()["seconds"]
 
 
 class DirectValue:

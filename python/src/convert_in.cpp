@@ -109,10 +109,10 @@ vlhost::Array charArray(const nb::bytes& characters, const nb::tuple& shape) {
 }
 
 /// Files are made by this module alone, so there are none of a derived class; to ask nanobind takes
-/// two look-ups.
+/// two look-ups. One of which only `__new__` was called stands for no file.
 bool isFile(nb::handle value) {
   static const nb::handle fileType = nb::type<FileId>();
-  return value.type().is(fileType);
+  return value.type().is(fileType) && nb::inst_ready(value);
 }
 
 /// The array of an operation's name, if Python has interned the name, as it does with those in a

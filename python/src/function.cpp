@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "python/src/gateway.h"
+#include "python/src/visit.h"
 
 namespace pyhost {
 namespace {
@@ -24,14 +25,22 @@ struct Function {
 /// More functions than there are operations.
 constexpr std::size_t kMostFunctions = 128;
 
-/// Never destroyed, as the functions may outlive the module.
-std::array<Function*, kMostFunctions> functions{};
+/// Never destroyed, as the functions may outlive the module. Behind the last stands null.
+std::array<Function*, kMostFunctions + 1> functions{};
+
+/// The place of the function of that name, or the first that is free.
+std::size_t slotOf(nb::handle name) {
+  std::size_t slot = 0;
+  while (functions[slot] != nullptr && !functions[slot]->operation.name.equal(name)) ++slot;
+  return slot;
+}
 
 nb::object callWith(const Operation& operation, PyObject* const* inputs, std::size_t count) {
   boost::container::small_vector<PyObject*, 16> arguments{operation.name.ptr()};
   arguments.insert(arguments.end(), inputs, inputs + count);
-  nb::object outputs = nb::inst_ptr<Gateway>(operation.gateway)
-                           ->call(operation.gateway, {arguments.data(), arguments.size()});
+  const nb::object gateway = operation.gateway;  // stays while the call lasts
+  nb::object outputs =
+      nb::inst_ptr<Gateway>(gateway)->call(gateway, {arguments.data(), arguments.size()});
   return operation.finish.is_none() ? outputs : operation.finish(outputs);
 }
 
@@ -47,6 +56,7 @@ nb::object callArranged(const Operation& operation, PyObject* const* inputs, std
 /// What Python calls: gives a new reference, or null with Python's error set.
 PyObject* enter(const Function& function, PyObject* const* inputs, Py_ssize_t numInputs,
                 PyObject* names) noexcept {
+  const Visit visit;
   try {
     const auto count = static_cast<std::size_t>(numInputs);
     const bool asGiven = names == nullptr && (count == 0 || inputs[count - 1] != Py_None);
@@ -77,16 +87,20 @@ constexpr auto entries = makeEntries(std::make_index_sequence<kMostFunctions>())
 }  // namespace
 
 nb::object makeFunction(nb::handle module, Operation operation, std::string doc) {
-  static std::size_t made = 0;
-  if (made == kMostFunctions) throw std::length_error("there are too many functions");
-  auto* const function = new Function{std::move(operation), std::move(doc), {}};
+  const std::size_t slot = slotOf(operation.name);
+  if (slot == kMostFunctions) throw std::length_error("there are too many functions");
+  if (functions[slot] == nullptr) {
+    functions[slot] = new Function{std::move(operation), std::move(doc), {}};
+  } else {  // the module was loaded anew
+    functions[slot]->operation = std::move(operation);
+  }
+  Function& function = *functions[slot];
   // Python calls what has these flags with the names of named inputs behind the others.
-  function->definition = {function->operation.name.c_str(),
-                          reinterpret_cast<PyCFunction>(reinterpret_cast<void*>(entries[made])),
-                          METH_FASTCALL | METH_KEYWORDS, function->doc.c_str()};
-  functions[made++] = function;
+  function.definition = {function.operation.name.c_str(),
+                         reinterpret_cast<PyCFunction>(reinterpret_cast<void*>(entries[slot])),
+                         METH_FASTCALL | METH_KEYWORDS, function.doc.c_str()};
   const nb::object name = module.attr("__name__");
-  nb::object result = nb::steal(PyCFunction_NewEx(&function->definition, module.ptr(), name.ptr()));
+  nb::object result = nb::steal(PyCFunction_NewEx(&function.definition, module.ptr(), name.ptr()));
   if (!result.is_valid()) throw nb::python_error();
   return result;
 }

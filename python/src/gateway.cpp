@@ -1,17 +1,15 @@
 #include "python/src/gateway.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <mutex>
 #include <nanobind/stl/string.h>
 #include <string_view>
-#include <thread>
-#include <unistd.h>
 #include <unordered_set>
 #include <utility>
 
 #include "python/src/convert_out.h"
+#include "python/src/visit.h"
 
 namespace pyhost {
 namespace {
@@ -35,30 +33,6 @@ std::unordered_set<Gateway*>& gateways() {
 class Turn {
   nb::gil_scoped_release others_;
   std::lock_guard<std::mutex> turn_{callLock()};
-};
-
-/// Calls under way, and whether Python ends, seen by the thread that ends it; both are touched with
-/// the interpreter's lock held.
-int visits = 0;
-std::thread::id leaver;
-
-/// A thread that asks for the interpreter's lock while Python ends is stopped by unwinding, which
-/// the frames of C++ below do not survive. So none but the leaver is inside a call then.
-class Visit {
- public:
-  Visit() {
-    if (leaver != std::thread::id() && leaver != std::this_thread::get_id()) sleepForEver();
-    ++visits;
-  }
-  ~Visit() { --visits; }
-  Visit(const Visit&) = delete;
-  Visit& operator=(const Visit&) = delete;
-
- private:
-  [[noreturn]] static void sleepForEver() {
-    PyEval_SaveThread();
-    for (;;) pause();
-  }
 };
 
 /// Whether a text argument consists of exactly these characters.
@@ -246,11 +220,7 @@ void Gateway::unloadPlugin(std::vector<vlhost::Warning>& warnings) {
 }
 
 void Gateway::leave() {
-  leaver = std::this_thread::get_id();
-  while (visits > 0) {
-    const nb::gil_scoped_release others;
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
+  Visit::endOthers();
   std::vector<vlhost::Warning> warnings;
   const std::vector<Gateway*> all(gateways().begin(), gateways().end());
   for (Gateway* gateway : all) {
@@ -277,7 +247,7 @@ void Gateway::afterForkInParent() {
 }
 
 void Gateway::afterForkInChild() {
-  visits = 0;  // the other threads are not here
+  Visit::forgetOthers();
   for (Gateway* gateway : gateways()) gateway->disown();
   callLock().unlock();
 }

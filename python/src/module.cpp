@@ -79,10 +79,17 @@ closed : bool
     library again.
 )";
 
+/// What a Python object of that class holds; nothing if only its `__new__` was called.
+template <typename Class>
+Class* objectIn(nb::handle self) {
+  if (!nb::inst_ready(self)) throw nb::type_error("the object was never initialised");
+  return nb::inst_ptr<Class>(self);
+}
+
 /// Closing a file that was lost raises, and says so; not so where an exception already ends the
 /// block.
 void closeAtExit(nb::handle self, bool raising) {
-  const auto* const file = nb::inst_ptr<FileId>(self);
+  const auto* const file = objectIn<FileId>(self);
   if (!file->isOpen() && (raising || !file->isLost())) return;
   file->gateway().attr("call")("close", self);
 }
@@ -134,7 +141,7 @@ NB_MODULE(_host, m) {
       .def(
           "call",
           [](nb::handle_t<Gateway> self, const nb::args& arguments) {
-            return nb::inst_ptr<Gateway>(self)->call(self, argumentsIn(arguments));
+            return objectIn<Gateway>(self)->call(self, argumentsIn(arguments));
           },
           nb::sig("def call(self, operation: str, /, *inputs: object) -> object"), kCallDoc)
       .def("unload", &Gateway::unload,

@@ -88,6 +88,14 @@ def test_calls_that_are_none():
         assert (caught.value.tag, caught.value.operation) == (tag, operation)
 
 
+def test_objects_that_were_never_initialised_are_refused():
+    gateway = tarvik.Gateway.__new__(tarvik.Gateway)
+    file = tarvik.FileId.__new__(tarvik.FileId)
+    for attempt in (lambda: gateway.inquire(1), lambda: tarvik.inquire(file), file.__exit__):
+        with pytest.raises(TypeError):
+            attempt()
+
+
 def test_warnings_blame_the_caller(either_probe):
     with pytest.warns(tarvik.CDFWarning, match="^look out$") as caught:
         assert either_probe.call("warn", "look out") == 1

@@ -226,8 +226,36 @@ def test_exit_closes_files_with_one_warning(tmp_path):
     """,
             "Closing open CDF file handles.",
         ),
+        (
+            """
+    file = make("x.cdf")
+    class Input:
+        def __array__(self, *args, **kwargs): return np.array(float(tarvik.getVarNum(file, "v")))
+    def work(indices):
+        while True: tarvik.getVarData(file, Input(), 0, indices=indices)
+    sys.setswitchinterval(1e-6)
+    for _ in range(2): threading.Thread(target=work, args=([],), daemon=True).start()
+    time.sleep(0.05)
+    """,
+            "Closing open CDF file handles.",
+        ),
+        (
+            """
+    import importlib
+    inquire = tarvik.inquire
+    for _ in range(3): importlib.reload(tarvik)
+    call = tarvik.call
+    with make("x.cdf") as file: assert inquire(file) == tarvik.inquire(file)
+    """,
+            "",
+        ),
     ],
-    ids=["no_open_files", "a_thread_that_still_calls"],
+    ids=[
+        "no_open_files",
+        "a_thread_that_still_calls",
+        "a_thread_that_calls_within_a_call",
+        "loaded_anew",
+    ],
 )
 def test_exit(program, words, tmp_path):
     done = run_python(WRITE + "    " + program, tmp_path, *["-X", "dev"][: 0 if words else 2])
