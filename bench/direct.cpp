@@ -30,6 +30,13 @@ long createAttribute(CDFid file, const std::string& name, long scope) {
   return made;
 }
 
+void transferValue(CDFid file, long variable, long record, const long* place, long function,
+                   double* value) {
+  must(tarvik::cdf::onVariable(file, variable, tarvik::zVAR_RECNUMBER_, record,
+                               tarvik::zVAR_DIMINDICES_, place, function, tarvik::zVAR_DATA_,
+                               value));
+}
+
 void inquireVariable(CDFid file, long variable) {
   tarvik::NameBuffer name{};
   long datatype = 0, numElements = 0, numDims = 0, recVary = 0;

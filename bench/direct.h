@@ -24,6 +24,11 @@ struct Variable {
 long createVariable(CDFid file, const std::string& name, const Variable& variable);
 long createAttribute(CDFid file, const std::string& name, long scope);
 
+/// Reads or writes one value of a variable of doubles: `function` is GET_ or PUT_, and `place` has
+/// an index for each dimension.
+void transferValue(CDFid file, long variable, long record, const long* place, long function,
+                   double* value);
+
 /// The inquiries that customarily come before a transfer of values: the whole description, and the
 /// majority.
 void inquireVariable(CDFid file, long variable);

@@ -35,8 +35,7 @@ struct Small {
 
 void transferValue(Small& s, long function, double* value) {
   const long place[] = {2, 5};
-  must(cdf::onVariable(s.file.handle(), s.variable, zVAR_RECNUMBER_, 3L, zVAR_DIMINDICES_, place,
-                       function, zVAR_DATA_, value));
+  bench::transferValue(s.file.handle(), s.variable, 3, place, function, value);
 }
 
 /// Into memory of its own, as the gateway's values come.

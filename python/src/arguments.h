@@ -20,12 +20,12 @@ struct Arguments {
 /// The same as Python's own functions take them.
 inline nb::tuple tupleOf(const Arguments& arguments) {
   const auto count = static_cast<Py_ssize_t>(arguments.count);
-  nb::object made = nb::steal(PyTuple_New(count));
+  const auto made = nb::steal<nb::tuple>(PyTuple_New(count));
   if (!made.is_valid()) throw nb::python_error();
   for (Py_ssize_t i = 0; i < count; ++i) {
-    PyTuple_SET_ITEM(made.ptr(), i, Py_NewRef(arguments.first[i]));
+    PyTuple_SET_ITEM(made.ptr(), i, nb::handle(arguments.first[i]).inc_ref().ptr());
   }
-  return nb::borrow<nb::tuple>(made);
+  return made;
 }
 
 }  // namespace pyhost

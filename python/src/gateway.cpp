@@ -116,7 +116,6 @@ Gateway::~Gateway() {
 }
 
 nb::object Gateway::call(nb::handle self, const Arguments& arguments) {
-  const Visit visit;
   if (remote_.is_valid()) return remote_.attr("call")(self, *tupleOf(arguments));
   try {
     const Inputs inputs(self, arguments);

@@ -32,7 +32,8 @@ class Gateway {
   Gateway& operator=(const Gateway&) = delete;
 
   /// Calls the operation that the first argument names with the other arguments. `self` is the
-  /// Python object of this gateway. What the plug-in warns of is shown afterwards.
+  /// Python object of this gateway. What the plug-in warns of is shown afterwards. Whoever calls
+  /// this is a Visit.
   nb::object call(nb::handle self, const Arguments& arguments);
 
   /// Takes the plug-in out of the process, which closes the files that are open; a call after it

@@ -6,6 +6,7 @@
 #include "python/src/function.h"
 #include "python/src/gateway.h"
 #include "python/src/shared_memory.h"
+#include "python/src/visit.h"
 
 #define TARVIK_IMPORT_NUMPY
 #include "python/src/numpy.h"
@@ -141,6 +142,7 @@ NB_MODULE(_host, m) {
       .def(
           "call",
           [](nb::handle_t<Gateway> self, const nb::args& arguments) {
+            const pyhost::Visit visit;
             return objectIn<Gateway>(self)->call(self, argumentsIn(arguments));
           },
           nb::sig("def call(self, operation: str, /, *inputs: object) -> object"), kCallDoc)
