@@ -1,7 +1,6 @@
 // Making and destroying arrays.
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <memory>
 #include <new>
 #include <utility>
@@ -92,7 +91,7 @@ vlArray* createArray(std::size_t numDims, const std::size_t* dims, vlClassID cla
   array->count = count;
   if (bytes < kLargeBytes) {
     array->data = reinterpret_cast<char*>(array.get()) + header;
-    std::memset(array->data, 0, bytes);  // calloc would pass by the heap's fast lists
+    zero(array->data, bytes);  // calloc would pass by the heap's fast lists
   } else {
     array->data = mapZeroed(bytes);
     array->mapped = bytes;

@@ -107,7 +107,7 @@ struct Holdings {
 VLHOST_API Holdings holdings();
 
 /// Gives back to the system what the host keeps of freed large arrays for the next ones: up to
-/// 128 MiB. The system takes that by itself once memory is short, and the host gives it back when a
+/// 512 MiB. The system takes that by itself once memory is short, and the host gives it back when a
 /// large array cannot be had; until then it counts against a limit of the address space.
 VLHOST_API void giveBackSpareMemory();
 

@@ -3,13 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstring>
 #include <limits>
 #include <mutex>
 #include <sys/mman.h>
-#ifdef __SSE2__
-#  include <emmintrin.h>
-#endif
 
 #include "runtime/host.h"
 #include "runtime/memory.h"
@@ -20,10 +16,8 @@ namespace {
 /// No object can be larger.
 constexpr std::size_t kMaxBytes = std::numeric_limits<std::ptrdiff_t>::max();
 constexpr std::size_t kHugePage = std::size_t{2} << 20;
-/// What is kept at most. A variable of 100 MB fits.
-constexpr std::size_t kMostSpareBytes = std::size_t{128} << 20;
-/// From here on zeros go past the caches, which would not hold them until they are overwritten.
-constexpr std::size_t kPastCachesBytes = std::size_t{16} << 20;
+/// What is kept at most. A variable of 500 MB fits.
+constexpr std::size_t kMostSpareBytes = std::size_t{512} << 20;
 
 /// Huge pages that no array and no block uses.
 struct Mapping {
@@ -121,21 +115,6 @@ void* mapFresh(std::size_t bytes) {
   return mapping.start;
 }
 
-void zero(char* memory, std::size_t bytes) {
-#ifdef __SSE2__
-  if (bytes >= kPastCachesBytes) {
-    const auto zeros = _mm_setzero_si128();
-    auto* const chunks = reinterpret_cast<__m128i*>(memory);
-    const std::size_t count = bytes / sizeof(__m128i);
-    for (std::size_t i = 0; i < count; ++i) _mm_stream_si128(chunks + i, zeros);
-    _mm_sfence();
-    memory += count * sizeof(__m128i);
-    bytes %= sizeof(__m128i);
-  }
-#endif
-  std::memset(memory, 0, bytes);
-}
-
 void* takeSpare(std::size_t bytes) {
   if (bytes > kMaxBytes) raiseOutOfMemory(bytes);
   return spares.take(mappedLength(bytes)).start;
@@ -151,7 +130,7 @@ void* mapMemory(std::size_t bytes) {
 void* mapZeroed(std::size_t bytes) {
   void* const spare = takeSpare(bytes);
   if (spare == nullptr) return mapFresh(bytes);
-  zero(static_cast<char*>(spare), bytes);
+  zero(spare, bytes);
   return spare;
 }
 

@@ -1,9 +1,14 @@
 #include "runtime/memory.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstdlib>
+#include <cstring>
 #include <string>
+#ifdef __SSE2__
+#  include <emmintrin.h>
+#endif
 
 #include "runtime/host.h"
 
@@ -17,6 +22,21 @@ std::atomic<long> untilFailure{-1};
 std::atomic<std::size_t>& count(Kind kind) {
   return alive[static_cast<std::size_t>(kind)];
 }
+
+/// From here on zeros go past the caches, which would not hold them until they are overwritten.
+constexpr std::size_t kPastCachesBytes = std::size_t{16} << 20;
+
+#ifdef __SSE2__
+/// Zeroes all whole chunks; returns how many bytes these are.
+std::size_t zeroPastCaches(char* memory, std::size_t bytes) {
+  const auto zeros = _mm_setzero_si128();
+  auto* const chunks = reinterpret_cast<__m128i*>(memory);
+  const std::size_t count = bytes / sizeof(__m128i);
+  for (std::size_t i = 0; i < count; ++i) _mm_stream_si128(chunks + i, zeros);
+  _mm_sfence();
+  return count * sizeof(__m128i);
+}
+#endif
 
 bool failsNow() {
   if (untilFailure.load(std::memory_order_relaxed) < 0) return false;
@@ -38,6 +58,24 @@ void* heapMemory(std::size_t bytes) {
 
 void heapFree(void* memory) {
   std::free(memory);
+}
+
+void zero(void* memory, std::size_t bytes) {
+  constexpr std::size_t kStep = std::size_t{64} << 10;
+  char* start = static_cast<char*>(memory);
+#ifdef __SSE2__
+  if (bytes >= kPastCachesBytes) {
+    const std::size_t done = zeroPastCaches(start, bytes);
+    start += done;
+    bytes -= done;
+  }
+#endif
+  // The end first: what is zeroed last is still in the cache when values come, from the start.
+  while (bytes > 0) {
+    const std::size_t step = std::min(bytes, kStep);
+    bytes -= step;
+    std::memset(start + bytes, 0, step);
+  }
 }
 
 Counted::Counted(Kind kind, std::size_t bytes) : kind_(kind) {

@@ -14,6 +14,9 @@ namespace vlhost {
 void* heapMemory(std::size_t bytes);
 void heapFree(void* memory);
 
+/// Zeroes memory, aligned to 16 bytes, that is likely to be filled from its start soon.
+void zero(void* memory, std::size_t bytes);
+
 enum class Kind { array, block };
 
 /// Counts one array or block as alive; raises "VORLAN:outOfMemory" where failAllocation said so,
