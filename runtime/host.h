@@ -107,8 +107,8 @@ struct Holdings {
 VLHOST_API Holdings holdings();
 
 /// Gives back to the system what the host keeps of freed large arrays for the next ones: up to
-/// 512 MiB. The system takes that by itself once memory is short, and the host gives it back when a
-/// large array cannot be had; until then it counts against a limit of the address space.
+/// 512 MiB, and nothing in a process whose address space or data are limited. The system takes that
+/// by itself once memory is short; until then it counts as the process's.
 VLHOST_API void giveBackSpareMemory();
 
 /// Makes the n-th allocation from now (0 is the next one) of an array or a block fail with

@@ -6,6 +6,7 @@
 #include <limits>
 #include <mutex>
 #include <sys/mman.h>
+#include <sys/resource.h>
 
 #include "runtime/host.h"
 #include "runtime/memory.h"
@@ -27,6 +28,16 @@ struct Mapping {
   void giveBack() const { munmap(start, length); }
 };
 
+/// Whether what is kept could be missed: others in the process, the CDF library among them, cannot
+/// have it.
+bool isMemoryLimited() {
+  for (const auto resource : {RLIMIT_AS, RLIMIT_DATA}) {
+    rlimit limit{};
+    if (getrlimit(resource, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY) return true;
+  }
+  return false;
+}
+
 /// What was freed and not yet given back to the system, the oldest first.
 class Spares {
  public:
@@ -47,17 +58,21 @@ class Spares {
 
   void keep(const Mapping& mapping) {
     // Only what the system can have at any time is kept.
-    if (mapping.length > kMostSpareBytes ||
+    if (mapping.length > kMostSpareBytes || isMemoryLimited() ||
         madvise(mapping.start, mapping.length, MADV_FREE) != 0) {
       mapping.giveBack();
       return;
     }
     const std::lock_guard<std::mutex> lock(mutex_);
-    while (count_ == spares_.size() || bytes_ + mapping.length > kMostSpareBytes) {
-      remove(0).giveBack();
-    }
+    makeRoomFor(mapping.length);
     spares_[count_++] = mapping;
     bytes_ += mapping.length;
+  }
+
+  /// Before so much is mapped anew: what would not be kept beside it goes first.
+  void prepareFor(std::size_t length) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    makeRoomFor(length);
   }
 
   void giveBackAll() {
@@ -66,6 +81,12 @@ class Spares {
   }
 
  private:
+  void makeRoomFor(std::size_t length) {
+    while (count_ > 0 && (count_ == spares_.size() || bytes_ + length > kMostSpareBytes)) {
+      remove(0).giveBack();
+    }
+  }
+
   Mapping remove(std::size_t index) {
     const Mapping removed = spares_[index];
     std::copy(spares_.begin() + index + 1, spares_.begin() + count_, spares_.begin() + index);
@@ -75,7 +96,7 @@ class Spares {
   }
 
   std::mutex mutex_;
-  std::array<Mapping, 16> spares_{};
+  std::array<Mapping, 64> spares_{};
   std::size_t count_ = 0;
   std::size_t bytes_ = 0;
 };
@@ -106,10 +127,12 @@ Mapping newMapping(std::size_t length) {
 }
 
 void* mapFresh(std::size_t bytes) {
-  Mapping mapping = newMapping(mappedLength(bytes));
+  const std::size_t length = mappedLength(bytes);
+  spares.prepareFor(length);
+  Mapping mapping = newMapping(length);
   if (mapping.start == nullptr) {
     spares.giveBackAll();
-    mapping = newMapping(mappedLength(bytes));
+    mapping = newMapping(length);
   }
   if (mapping.start == nullptr) raiseOutOfMemory(bytes);
   return mapping.start;

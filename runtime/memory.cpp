@@ -23,10 +23,10 @@ std::atomic<std::size_t>& count(Kind kind) {
   return alive[static_cast<std::size_t>(kind)];
 }
 
+#ifdef __SSE2__
 /// From here on zeros go past the caches, which would not hold them until they are overwritten.
 constexpr std::size_t kPastCachesBytes = std::size_t{16} << 20;
 
-#ifdef __SSE2__
 /// Zeroes all whole chunks; returns how many bytes these are.
 std::size_t zeroPastCaches(char* memory, std::size_t bytes) {
   const auto zeros = _mm_setzero_si128();

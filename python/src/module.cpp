@@ -7,6 +7,7 @@
 #include "python/src/gateway.h"
 #include "python/src/shared_memory.h"
 #include "python/src/visit.h"
+#include "runtime/host.h"
 
 #define TARVIK_IMPORT_NUMPY
 #include "python/src/numpy.h"
@@ -78,6 +79,14 @@ name : str
 closed : bool
     Whether the file was closed or deleted. A closed `FileId` never reaches the CDF
     library again.
+)";
+
+constexpr const char* kGiveBackMemoryDoc = R"(Give back to the system what is kept of large arrays.
+
+Memory of arrays of 1 MiB and more that are gone serves the next ones, which are read
+faster into it. Up to 512 MiB are kept, and nothing where the process has a limit on its
+memory (`ulimit -v` or `-d`). It counts as the process's, although the system takes it
+by itself when memory is short.
 )";
 
 /// What a Python object of that class holds; nothing if only its `__new__` was called.
@@ -171,6 +180,8 @@ NB_MODULE(_host, m) {
       },
       nb::arg("module"), nb::arg("gateway"), nb::arg("name"), nb::arg("arrange"),
       nb::arg("finish").none(), nb::arg("doc"), "A function of the module for one operation.");
+  m.def("give_back_memory", &vlhost::giveBackSpareMemory, nb::sig("def give_back_memory() -> None"),
+        kGiveBackMemoryDoc);
   m.def("leave", &Gateway::leave, "Unload all gateways, when Python ends.");
   m.def("before_fork", &Gateway::beforeFork, "Wait for the running call and hold the next ones.");
   m.def("after_fork_in_parent", &Gateway::afterForkInParent, "Let calls go on.");

@@ -28,7 +28,7 @@ import sys
 
 from tarvik import _host
 from tarvik._errors import CDFError, CDFProcessError, CDFWarning
-from tarvik._host import FileId, __version__
+from tarvik._host import FileId, __version__, give_back_memory
 
 FileId.__module__ = __name__
 
@@ -66,6 +66,7 @@ __all__ = [
     "__version__",
     "call",
     "constants",
+    "give_back_memory",
     *_made,
 ]
 

@@ -80,6 +80,8 @@ class _Server:
         try:
             while self._gateway:
                 self._serve()
+                # Answers go out as copies: what they were copied from is not kept, out of sight.
+                _host.give_back_memory()
         finally:
             self._unload()
 

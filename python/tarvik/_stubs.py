@@ -57,6 +57,9 @@ class FileId:
 
 def call(operation: str | bytes, *inputs: Any) -> Any:
     """{call_doc}"""
+
+def give_back_memory() -> None:
+    """{memory_doc}"""
 '''
 
 _GATEWAY_HEAD = '''\
@@ -93,6 +96,7 @@ def package_stub():
         warning_doc=tarvik.CDFWarning.__doc__,
         file_doc=tarvik.FileId.__doc__,
         call_doc=tarvik.call.__doc__,
+        memory_doc=tarvik.give_back_memory.__doc__,
     )
     functions = map(_operation_stub, operations().values())
     return "\n".join([head, *functions, _constants_class(), _gateway_class()])

@@ -251,6 +251,26 @@ def test_nothing_is_left(probe_file):
     assert not [pid for pid in pids if os.path.exists(f"/proc/{pid}")]
 
 
+def resident(pid):
+    pages = int(Path(f"/proc/{pid}/statm").read_text().split()[1])
+    return pages * os.sysconf("SC_PAGESIZE") / 2**20
+
+
+@pytest.mark.parametrize("isolated", [False, True])
+def test_memory_of_arrays_that_are_gone_is_given_back(probe_file, isolated):
+    with tarvik.Gateway(probe_file, isolated=isolated) as gateway:
+        pid = gateway.pid or os.getpid()
+        values = np.ones(2**23)  # 64 MiB
+        gateway.call("echo", 1)
+        before = resident(pid)
+        gateway.call("echo", values)
+        if not isolated:
+            assert resident(pid) > before + 60
+            tarvik.give_back_memory()
+        gateway.call("echo", 1)  # until then another process may still be at it
+        assert resident(pid) < before + 8
+
+
 MAKE_ISOLATED = WRITE + "    call = tarvik.Gateway(isolated=True).call\n"
 
 

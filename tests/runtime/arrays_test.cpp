@@ -3,7 +3,9 @@
 #include <cstring>
 #include <fstream>
 #include <string>
+#include <sys/resource.h>
 #include <tuple>
+#include <unistd.h>
 #include <vector>
 
 #include "host/plugin.h"
@@ -155,15 +157,45 @@ TEST_F(ArraysTest, ArraysAreZeroedAndAlignedAtEverySize) {
   }
 }
 
-TEST_F(ArraysTest, LargeArraysAndBlocksGoBackToTheSystem) {
-  std::size_t pagesBefore = 0, pagesAfter = 0;
-  std::ifstream("/proc/self/statm") >> pagesBefore;
-  for (int i = 0; i < 64; ++i) {
-    const Array array(vlCreateNumericMatrix(kMegabyte + 1, 3, vlUINT8_CLASS, vlREAL));
-    vlFree(vlMalloc(3 * kMegabyte + 1));
+/// The process's address space, in MiB.
+std::size_t mappedMegabytes() {
+  std::size_t pages = 0;
+  std::ifstream("/proc/self/statm") >> pages;
+  return pages * static_cast<std::size_t>(sysconf(_SC_PAGESIZE)) / kMegabyte;
+}
+
+Array megabytes(std::size_t count) {
+  return Array(vlCreateNumericMatrix(kMegabyte, count, vlUINT8_CLASS, vlREAL));
+}
+
+TEST_F(ArraysTest, FreedLargeMemoryIsKeptWithinABound) {
+  vlhost::giveBackSpareMemory();
+  const std::size_t before = mappedMegabytes();
+  const auto more = [before] { return mappedMegabytes() - before; };
+  for (int i = 0; i < 3; ++i) {
+    const Array array = megabytes(300);
+    vlFree(vlMalloc(100 * kMegabyte + 1));
   }
-  std::ifstream("/proc/self/statm") >> pagesAfter;
-  EXPECT_LT(pagesAfter, pagesBefore + 16384);  // 1 MiB a round
+  EXPECT_NEAR(static_cast<double>(more()), 402, 16);  // each was used again
+  {
+    const Array half = megabytes(200);
+    EXPECT_NEAR(static_cast<double>(more()), 302, 16);  // cut from the 300
+    const Array large = megabytes(500);
+    EXPECT_LT(more(), 716u);  // for which the others went
+  }
+  EXPECT_LT(more(), 516u);
+  megabytes(600).reset();
+  EXPECT_LT(more(), 516u);
+  vlhost::giveBackSpareMemory();
+  EXPECT_LT(more(), 16u);
+
+  rlimit limit{};
+  getrlimit(RLIMIT_DATA, &limit);
+  const rlimit limited{RLIM_INFINITY - 1, limit.rlim_max};
+  setrlimit(RLIMIT_DATA, &limited);
+  megabytes(100).reset();
+  EXPECT_LT(more(), 16u);  // the library may need what the process may have
+  setrlimit(RLIMIT_DATA, &limit);
 }
 
 TEST_F(ArraysTest, SizesBeyondAllMemoryAreRefused) {
