@@ -1,6 +1,5 @@
 #include "runtime/memory.h"
 
-#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstdlib>
@@ -71,11 +70,11 @@ void zero(void* memory, std::size_t bytes) {
   }
 #endif
   // The end first: what is zeroed last is still in the cache when values come, from the start.
-  while (bytes > 0) {
-    const std::size_t step = std::min(bytes, kStep);
-    bytes -= step;
-    std::memset(start + bytes, 0, step);
+  while (bytes > kStep) {
+    bytes -= kStep;
+    std::memset(start + bytes, 0, kStep);
   }
+  std::memset(start, 0, bytes);
 }
 
 Counted::Counted(Kind kind, std::size_t bytes) : kind_(kind) {
