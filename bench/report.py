@@ -176,7 +176,7 @@ def _aims(rows, peers):
         (
             "one value read",
             "at most 350 ns more",
-            f"{value['above_library_ns']:.0f} ns",
+            f"{value['above_library_ns']:.0f} ns, the library itself {value['library_ns']:.0f} ns",
             value["above_library_ns"] <= 350,
         ),
         (
