@@ -4,9 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "cdf/call.h"
+#include "cdf/library.h"
 #include "cdf/functions.h"
-#include "cdf/items.h"
 
 namespace bench {
 

@@ -7,7 +7,7 @@ extern "C" {
 typedef void* CDFid;
 typedef long CDFstatus;
 
-/// Reads every integer of the item list as a long: called through cdf/call.h only.
+/// Reads every integer of the item list as a long: called through cdf/library.h only.
 CDFstatus CDFlib(long function, ...);
 CDFstatus CDFcreateCDF(const char* name, CDFid* id);
 

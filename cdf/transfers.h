@@ -1,34 +1,11 @@
-/// Reading and writing the values of variables: requests that the library could not bear are
-/// refused with its own status, or made in another way.
+/// The calls that move values of a variable: one value, one record, one hyperslab.
 #pragma once
 
-#include "cdf/functions.h"
-#include "cdf/lists.h"
+#include "cdf/library.h"
 
 namespace tarvik::cdf {
 
-/// One value. The indices are in the library's order, one for each dimension.
-struct ValuePlace {
-  long record;
-  Longs indices;
-};
-
-/// What decides how a variable's records can be read and written without harm.
-struct Records {
-  bool vary;
-  bool sparse;
-};
-
-CDFstatus readValue(CDFid file, long variable, const Records& records, const ValuePlace& place,
-                    void* value);
-CDFstatus writeValue(CDFid file, long variable, const Records& records, const ValuePlace& place,
-                     const void* value);
-
-CDFstatus readRecord(CDFid file, long variable, const Records& records, long record, void* values);
-CDFstatus writeRecord(CDFid file, long variable, const Records& records, long record,
-                      const void* values);
-
-/// A run of records, each cut to a block of the dimensions, with strides. The lists are in the
+/// A run of records, each cut to a block of the dimensions, with intervals. The lists are in the
 /// library's order, one entry for each dimension.
 struct Hyperslab {
   long recordStart;
@@ -39,9 +16,43 @@ struct Hyperslab {
   Longs intervals;
 };
 
-CDFstatus readHyperslab(CDFid file, long variable, const Records& records, Hyperslab slab,
-                        void* values);
-CDFstatus writeHyperslab(CDFid file, long variable, const Records& records, const Hyperslab& slab,
-                         const void* values);
+inline CDFstatus getValue(CDFid file, long variable, long record, const Longs& indices,
+                          void* value) {
+  return onVariable(file, variable, zVAR_RECNUMBER_, record, zVAR_DIMINDICES_, indices.data(), GET_,
+                    zVAR_DATA_, value);
+}
+
+inline CDFstatus putValue(CDFid file, long variable, long record, const Longs& indices,
+                          const void* value) {
+  return onVariable(file, variable, zVAR_RECNUMBER_, record, zVAR_DIMINDICES_, indices.data(), PUT_,
+                    zVAR_DATA_, value);
+}
+
+inline CDFstatus getRecord(CDFid file, long variable, long record, void* values) {
+  return CDFgetVarRecordData(file, zVariable, variable, record, values);
+}
+
+inline CDFstatus putRecord(CDFid file, long variable, long record, const void* values) {
+  return CDFputVarRecordData(file, zVariable, variable, record, values);
+}
+
+/// `function` is GET_ or PUT_.
+template <typename Values>
+CDFstatus transferHyperslab(CDFid file, long variable, const Hyperslab& slab, long function,
+                            Values* values) {
+  return onVariable(file, variable, zVAR_RECNUMBER_, slab.recordStart, zVAR_RECCOUNT_,
+                    slab.recordCount, zVAR_RECINTERVAL_, slab.recordInterval, zVAR_DIMINDICES_,
+                    slab.indices.data(), zVAR_DIMCOUNTS_, slab.counts.data(), zVAR_DIMINTERVALS_,
+                    slab.intervals.data(), function, zVAR_HYPERDATA_, values);
+}
+
+inline CDFstatus getHyperslab(CDFid file, long variable, const Hyperslab& slab, void* values) {
+  return transferHyperslab(file, variable, slab, GET_, values);
+}
+
+inline CDFstatus putHyperslab(CDFid file, long variable, const Hyperslab& slab,
+                              const void* values) {
+  return transferHyperslab(file, variable, slab, PUT_, values);
+}
 
 }  // namespace tarvik::cdf

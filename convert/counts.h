@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-#include "cdf/lists.h"
+#include "cdf/library.h"
 
 namespace tarvik {
 

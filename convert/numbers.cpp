@@ -66,15 +66,12 @@ Longs unpackVector(const vlArray* argument) {
                      vlGetClassName(argument));
   }
   Longs values(vlGetNumberOfElements(argument), boost::container::default_init);
-  unpackElements(static_cast<const double*>(vlGetData(argument)), values.size(), values.data());
-  return values;
-}
-
-void unpackElements(const double* elements, std::size_t count, long* values) {
-  std::transform(elements, elements + count, values, [](double element) {
+  const auto* elements = static_cast<const double*>(vlGetData(argument));
+  std::transform(elements, elements + values.size(), values.begin(), [](double element) {
     return toLongOr(element, "VORLAN:tarvik:unpackVector:outOfRange",
                     "Vector element %g is out of range.");
   });
+  return values;
 }
 
 void setLong(vlArray* scalar, long value) {

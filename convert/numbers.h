@@ -1,7 +1,7 @@
 /// Numbers between the host, where all are doubles, and the CDF library, where all are longs.
 #pragma once
 
-#include "cdf/lists.h"
+#include "cdf/library.h"
 #include "host/array.h"
 
 namespace tarvik {
@@ -16,14 +16,11 @@ long unpackLongScalar(const vlArray* argument);
 /// "argumentNotDouble" or "outOfRange" of unpackVector.
 Longs unpackVector(const vlArray* argument);
 
-/// The same for some elements of such an array.
-void unpackElements(const double* elements, std::size_t count, long* values);
-
 /// A new double scalar.
 vlArray* packUpLong(long value);
 
-/// Gives a double scalar another value: where the scalar must be had before the library changes a
-/// file, which memory that is short must not leave half done.
+/// Gives a double scalar another value. An operation that changes a file makes the scalar first, so
+/// that short memory cannot leave the file changed and the call failed.
 void setLong(vlArray* scalar, long value);
 
 }  // namespace tarvik

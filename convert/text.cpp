@@ -24,12 +24,6 @@ HostBytes narrow(const vlArray* text) {
   return HostBytes(vlArrayToString(text));
 }
 
-void narrow(const vlArray* text, char* bytes) {
-  const auto* characters = static_cast<const vlChar*>(vlGetData(text));
-  std::transform(characters, characters + vlGetNumberOfElements(text), bytes,
-                 [](vlChar character) { return static_cast<char>(character); });
-}
-
 void widen(const char* bytes, vlArray* text) {
   std::transform(bytes, bytes + vlGetNumberOfElements(text), static_cast<vlChar*>(vlGetData(text)),
                  [](char byte) { return static_cast<vlChar>(static_cast<signed char>(byte)); });

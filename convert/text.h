@@ -15,8 +15,6 @@ std::string unpackString(const vlArray* argument);
 
 /// The low 8 bits of every element of a char array, in storage order, with a NUL behind the last.
 HostBytes narrow(const vlArray* text);
-/// The same into memory of the caller's, of a char array, without a NUL.
-void narrow(const vlArray* text, char* bytes);
 
 /// Fills a char array from as many bytes. Bytes are taken as signed: 0xE9 becomes 0xFFE9.
 void widen(const char* bytes, vlArray* text);

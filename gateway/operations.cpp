@@ -1,8 +1,8 @@
 #include "gateway/operations.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstring>
 #include <string_view>
 
 #include "gateway/handlers.h"
@@ -25,57 +25,19 @@ constexpr std::size_t operationCount = 90;
 constexpr std::size_t operationCount = 88;
 #endif
 
-/// Where a row is found by its name: its index stands at the home of the name or in one of the next
-/// places, before the first that is empty.
-constexpr std::size_t slotCount = 256;
-constexpr std::uint8_t emptySlot = 255;
-static_assert(operationCount < slotCount / 2);
-
-/// The length and three characters tell the names apart nearly as well as all characters do.
-constexpr std::size_t homeOf(std::string_view name) {
-  if (name.empty()) {
-    return 0;
+/// Comparing lengths first makes the search over all rows cheap.
+constexpr auto operationNames = [] {
+  std::array<std::string_view, operations.size()> names{};
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    names[i] = operations[i].name;
   }
-  std::size_t hash = name.size();
-  for (const char character : {name.front(), name[name.size() / 2], name.back()}) {
-    hash = hash * 31 + static_cast<unsigned char>(character);
-  }
-  return hash % slotCount;
-}
-
-constexpr auto slotsByName() {
-  std::array<std::uint8_t, slotCount> slots{};
-  for (std::uint8_t& slot : slots) {
-    slot = emptySlot;
-  }
-  for (std::size_t i = 0; i < operations.size(); ++i) {
-    std::size_t place = homeOf(operations[i].name);
-    while (slots[place] != emptySlot) {
-      place = (place + 1) % slotCount;
-    }
-    slots[place] = static_cast<std::uint8_t>(i);
-  }
-  return slots;
-}
-
-constexpr auto slots = slotsByName();
-
-const OperationEntry* findByName(const char* name) {
-  for (std::size_t place = homeOf(name); slots[place] != emptySlot;
-       place = (place + 1) % slotCount) {
-    const OperationEntry* row = &operations[slots[place]];
-    if (std::strcmp(name, row->name) == 0) {
-      return row;
-    }
-  }
-  return nullptr;
-}
+  return names;
+}();
 
 constexpr bool namesAndIdsAreUnique() {
   for (std::size_t i = 0; i < operations.size(); ++i) {
     for (std::size_t j = 0; j < i; ++j) {
-      if (std::string_view(operations[i].name) == operations[j].name ||
-          operations[i].id == operations[j].id) {
+      if (operationNames[i] == operationNames[j] || operations[i].id == operations[j].id) {
         return false;
       }
     }
@@ -120,12 +82,14 @@ void checkInputCount(const OperationEntry& row, int numInputs) {
 }  // namespace
 
 const OperationEntry* findOperation(const char* name, int numInputs) {
-  const OperationEntry* row = findByName(name);
-  if (row == nullptr) {
+  const auto* found =
+      std::find(operationNames.begin(), operationNames.end(), std::string_view(name));
+  if (found == operationNames.end()) {
     vlpErrMsgIdAndTxt("VORLAN:tarvik:invalidOperation", "Unrecognized operation:  \"%s\".", name);
   }
-  checkInputCount(*row, numInputs);
-  return row;
+  const OperationEntry& row = operations[static_cast<std::size_t>(found - operationNames.begin())];
+  checkInputCount(row, numInputs);
+  return &row;
 }
 
 }  // namespace tarvik

@@ -1,9 +1,10 @@
 #include "gateway/registry.h"
 
+#include <array>
 #include <cstdint>
-#include <set>
+#include <map>
 
-#include "cdf/call.h"
+#include "cdf/library.h"
 #include "host/plugin.h"
 
 namespace tarvik {
@@ -16,32 +17,41 @@ struct ByValue {
   }
 };
 
-std::set<CDFid, ByValue> openFiles;
+/// Whether the handle is dangling, for each registered one.
+std::map<CDFid, bool, ByValue> openFiles;
 
-/// Takes a file back when its identifier cannot be handed out.
-class FileOnItsWay {
+/// The library tells a live handle by a mark in the memory that it points to; here is none.
+std::array<long, 512> noFile{};
+
+/// The handle to give to the library for a registered one.
+CDFid usable(const std::pair<const CDFid, bool>& entry) {
+  return entry.second ? noFile.data() : entry.first;
+}
+
+/// Ends a file whose identifier cannot be handed out.
+class PendingFile {
  public:
-  FileOnItsWay(CDFid file, long undo) : file_(file), undo_(undo) {}
-  FileOnItsWay(const FileOnItsWay&) = delete;
-  FileOnItsWay& operator=(const FileOnItsWay&) = delete;
-  ~FileOnItsWay() {
-    if (!arrived_) {
+  PendingFile(CDFid file, long undo) : file_(file), undo_(undo) {}
+  PendingFile(const PendingFile&) = delete;
+  PendingFile& operator=(const PendingFile&) = delete;
+  ~PendingFile() {
+    if (!handedOut_) {
       unregisterCDFId(file_);
       cdf::onFile(file_, undo_, CDF_);
     }
   }
-  void arrive() { arrived_ = true; }
+  void setHandedOut() { handedOut_ = true; }
 
  private:
   CDFid file_;
   long undo_;
-  bool arrived_ = false;
+  bool handedOut_ = false;
 };
 
 }  // namespace
 
 void registerCDFId(CDFid file) {
-  openFiles.insert(file);
+  openFiles[file] = false;
 }
 
 void unregisterCDFId(CDFid file) {
@@ -50,6 +60,13 @@ void unregisterCDFId(CDFid file) {
 
 bool isRegisteredCDFId(CDFid file) {
   return openFiles.count(file) != 0;
+}
+
+void markDangling(CDFid file) {
+  const auto entry = openFiles.find(file);
+  if (entry != openFiles.end()) {
+    entry->second = true;
+  }
 }
 
 vlArray* packCDFId(CDFid file) {
@@ -70,18 +87,19 @@ CDFid unpackCDFId(const vlArray* argument) {
   }
   const auto value = *static_cast<const std::uint64_t*>(vlGetData(argument));
   const auto file = reinterpret_cast<CDFid>(static_cast<std::uintptr_t>(value));
-  if (!isRegisteredCDFId(file)) {
+  const auto entry = openFiles.find(file);
+  if (entry == openFiles.end()) {
     vlErrMsgIdAndTxt("VORLAN:tarvik:unpackCDFId:invalidFileId",
                      "The CDF file ID argument is invalid.");
   }
-  return file;
+  return usable(*entry);
 }
 
 vlArray* handOutFile(CDFid file, long undo) {
-  FileOnItsWay guard(file, undo);
+  PendingFile pending(file, undo);
   registerCDFId(file);
   vlArray* identifier = packCDFId(file);
-  guard.arrive();
+  pending.setHandedOut();
   return identifier;
 }
 
@@ -89,9 +107,9 @@ void closeRegisteredFiles() {
   if (!openFiles.empty()) {
     vlpWarnMsgIdAndTxt("VORLAN:tarvik:closingFileHandle", "Closing open CDF file handles.");
   }
-  // The set itself stays as it is and goes with the plug-in.
-  for (const CDFid file : openFiles) {
-    cdf::onFile(file, CLOSE_, CDF_);
+  // The registry stays as it is and goes with the plug-in.
+  for (const auto& entry : openFiles) {
+    cdf::onFile(usable(entry), CLOSE_, CDF_);
   }
 }
 

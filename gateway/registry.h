@@ -10,20 +10,27 @@
 
 namespace tarvik {
 
+/// A handle that is registered already is no longer marked as dangling: the library has handed its
+/// value out anew.
 void registerCDFId(CDFid file);
-/// A handle that is not registered is ignored.
+/// Ignores a handle that is not registered.
 void unregisterCDFId(CDFid file);
 bool isRegisteredCDFId(CDFid file);
+
+/// Marks a registered handle that the library freed although it failed to close or delete the file.
+/// The library would look into freed memory to refuse it.
+void markDangling(CDFid file);
 
 /// A new file identifier for the handle.
 vlArray* packCDFId(CDFid file);
 
 /// The registered handle of a file identifier. Raises "idNotUint64Scalar", "wrongNumberOfElements"
-/// or "invalidFileId" of unpackCDFId.
+/// or "invalidFileId" of unpackCDFId. For a dangling handle it gives one that the library refuses
+/// with BAD_CDF_ID (-2002).
 CDFid unpackCDFId(const vlArray* argument);
 
-/// Registers a file that was just opened and gives its identifier. Should that fail, the file is
-/// taken back with `undo`: CLOSE_ for one that was opened, DELETE_ for one that was created.
+/// Registers a file that was just opened and gives its identifier. If that fails, ends the file
+/// with `undo`: CLOSE_ for one that was opened, DELETE_ for one that was created.
 vlArray* handOutFile(CDFid file, long undo);
 
 /// Closes every registered file, in ascending order of the handles, after one warning. The host

@@ -1,6 +1,6 @@
 #include "gateway/status.h"
 
-#include "cdf/call.h"
+#include "cdf/library.h"
 #include "host/array.h"
 
 namespace tarvik {

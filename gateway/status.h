@@ -7,7 +7,7 @@
 #include <string>
 
 #include "cdf/functions.h"
-#include "cdf/items.h"
+#include "cdf/library.h"
 #include "gateway/operations.h"
 
 namespace tarvik {

@@ -1,7 +1,7 @@
 /// What compression of a file as a whole and compression of a variable have in common.
 #pragma once
 
-#include "cdf/items.h"
+#include "cdf/library.h"
 #include "convert/code_names.h"
 
 namespace tarvik::ops {

@@ -101,8 +101,7 @@ bool endsBeforeChecksum(FileRecords& records) {
 bool flagsFitChecksum(FileRecords& records, bool compressed) {
   Fields header = records.contentAt(FileRecords::first).skipOffsets(1);
   const std::int32_t flags = header.skipNumbers(3).number();
-  return !records.isWide() || CDFgetValidate() == 0 ||
-         (flags & ~ROW_MAJOR_FLAG) == SINGLE_WITH_MD5 ||
+  return !records.isWide() || (flags & ~ROW_MAJOR_FLAG) == SINGLE_WITH_MD5 ||
          (!compressed && (flags & ~(ROW_MAJOR_FLAG | SINGLE)) == 0);
 }
 

@@ -2,7 +2,8 @@
 
 #include <limits>
 
-#include "cdf/call.h"
+#include "cdf/datatypes.h"
+#include "cdf/library.h"
 
 // What the library does with a bad value was seen with version 3.9.1.
 
@@ -17,13 +18,13 @@ constexpr std::int64_t nowhere = -1;
 /// The library gives an index another level about each time that its parts triple.
 constexpr int mostLevels = 64;
 
-/// The bytes that are stored of a record; 0 or less where the description makes no sense.
+/// The bytes that are stored of a record; 0 or less where the description makes no sense. A number
+/// has one element: the transfer of any more would leave the caller's memory.
 std::int64_t recordBytes(std::int32_t datatype, std::int32_t numElements, Dimensions dimensions,
                          Fields variances) {
-  long bytes = 1;
-  call(GET_, DATATYPE_SIZE_, static_cast<long>(datatype), &bytes);
-  std::int64_t product = static_cast<std::int64_t>(bytes) * numElements;
-  if (dimensions.count < 0 || dimensions.count > mostDimensions) {
+  std::int64_t product = std::int64_t{datatypeBytes(datatype)} * numElements;
+  if (dimensions.count < 0 || dimensions.count > mostDimensions ||
+      (numElements != 1 && !isText(datatype))) {
     return 0;
   }
   for (std::int32_t i = 0; i < dimensions.count; ++i) {

@@ -1,6 +1,6 @@
 #include "ops/attr/attribute.h"
 
-#include "cdf/call.h"
+#include "cdf/library.h"
 #include "convert/code_names.h"
 #include "convert/numbers.h"
 #include "gateway/registry.h"

@@ -2,8 +2,8 @@
 // their entries.
 #include <string>
 
-#include "cdf/call.h"
-#include "cdf/requests.h"
+#include "cdf/guards.h"
+#include "cdf/library.h"
 #include "convert/numbers.h"
 #include "convert/text.h"
 #include "gateway/handlers.h"
@@ -23,7 +23,7 @@ void countEntries(vlArray* outputs[], const vlArray* inputs[], const OperationEn
                   EntryCount* countFunction, int kind) {
   const Attribute attribute = unpackAttribute(inputs);
   long count = 0;
-  check(entry, cdf::onFile(countFunction, attribute.file, kind, attribute.number, &count));
+  check(entry, countFunction(attribute.file, kind, attribute.number, &count));
   outputs[0] = packUpLong(count);
 }
 
@@ -36,27 +36,30 @@ void createAttr(int, vlArray* outputs[], int, const vlArray* inputs[],
   const long scope = unpackLongScalar(inputs[2]);
   vlArray* result = packUpLong(0);
   long number = 0;
-  check(entry, cdf::createAttribute(file, name, scope, &number));
+  check(entry, cdf::checkAttributeName(name));
+  check(entry, cdf::onFile(file, CREATE_, ATTR_, name.c_str(), scope, &number));
   setLong(result, number);
   outputs[0] = result;
 }
 
 void deleteAttr(int, vlArray*[], int, const vlArray* inputs[], const OperationEntry* entry) {
   const Attribute attribute = unpackAttribute(inputs);
-  check(entry, cdf::deleteAttribute(attribute.file, attribute.number));
+  check(entry, cdf::onAttribute(attribute.file, attribute.number, DELETE_, ATTR_));
 }
 
 void renameAttr(int, vlArray*[], int, const vlArray* inputs[], const OperationEntry* entry) {
   const Attribute attribute = unpackAttribute(inputs);
   const std::string name = unpackString(inputs[2]);
-  check(entry, cdf::renameAttribute(attribute.file, attribute.number, name));
+  check(entry, cdf::checkAttributeName(name));
+  check(entry, cdf::onAttribute(attribute.file, attribute.number, PUT_, ATTR_NAME_, name.c_str()));
 }
 
 void getAttrNum(int, vlArray* outputs[], int, const vlArray* inputs[],
                 const OperationEntry* entry) {
   const CDFid file = unpackCDFId(inputs[0]);
   const std::string name = unpackString(inputs[1]);
-  const long number = cdf::findAttribute(file, name);
+  check(entry, cdf::checkAttributeToFind(name));
+  const long number = CDFgetAttrNum(file, name.c_str());
   check(entry, number);
   outputs[0] = packUpLong(number);
 }
@@ -83,8 +86,8 @@ void inquireAttr(int, vlArray* outputs[], int, const vlArray* inputs[],
   long maxgEntry = 0;
   long maxrEntry = 0;
   long maxzEntry = 0;
-  check(entry, cdf::onFile(CDFinquireAttr, attribute.file, attribute.number, name.data(), &scope,
-                           &maxgEntry, &maxrEntry, &maxzEntry));
+  check(entry, CDFinquireAttr(attribute.file, attribute.number, name.data(), &scope, &maxgEntry,
+                              &maxrEntry, &maxzEntry));
   vlArray* scopeName = packUpScope(scope);
   outputs[0] = vlCreateString(name.data());
   outputs[1] = scopeName;

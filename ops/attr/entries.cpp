@@ -1,7 +1,7 @@
 // The entries of attributes: writing, reading, describing and deleting them. Global attributes have
 // global entries, variable attributes one z-entry for each variable, numbered as the variable.
-#include "cdf/call.h"
-#include "cdf/requests.h"
+#include "cdf/guards.h"
+#include "cdf/library.h"
 #include "convert/counts.h"
 #include "convert/datatypes.h"
 #include "convert/numbers.h"
@@ -35,8 +35,8 @@ struct EntryDescription {
 EntryDescription describeEntry(const OperationEntry* operation, const Entry& entry, int kind) {
   EntryDescription description;
   check(operation,
-        cdf::onFile(CDFinquireAttrEntry, entry.attribute.file, kind, entry.attribute.number,
-                    entry.number, &description.datatype, &description.numElements));
+        CDFinquireAttrEntry(entry.attribute.file, kind, entry.attribute.number, entry.number,
+                            &description.datatype, &description.numElements));
   return description;
 }
 
@@ -47,8 +47,8 @@ void getEntry(vlArray* outputs[], const vlArray* inputs[], const OperationEntry*
   arrayDimensions(operation->name, {description.numElements});
   EntryBuffer buffer;
   setInputBufferSize(buffer, description.datatype, description.numElements);
-  check(operation, cdf::onFile(CDFgetAttrEntry, entry.attribute.file, kind, entry.attribute.number,
-                               entry.number, buffer.data()));
+  check(operation, CDFgetAttrEntry(entry.attribute.file, kind, entry.attribute.number, entry.number,
+                                   buffer.data()));
   outputs[0] = packUpAttributeEntry(buffer, description.datatype);
 }
 
@@ -62,7 +62,7 @@ void inquireEntry(vlArray* outputs[], const vlArray* inputs[], const OperationEn
 void deleteEntry(const vlArray* inputs[], const OperationEntry* operation, int kind) {
   const Entry entry = unpackEntry(inputs);
   check(operation,
-        cdf::deleteEntry(entry.attribute.file, kind, entry.attribute.number, entry.number));
+        CDFdeleteAttrEntry(entry.attribute.file, kind, entry.attribute.number, entry.number));
 }
 
 void checkValueClass(long datatype, const vlArray* value) {
@@ -101,8 +101,9 @@ void putAttrEntry(int, vlArray*[], int, const vlArray* inputs[], const Operation
 
   const long scope = inquireScope(operation, entry.attribute, tag::scopeInquiryfailure);
   const int kind = entryKind(entry.attribute.number, scope);
-  check(operation, cdf::writeEntry(entry.attribute.file, kind, entry.attribute.number, entry.number,
-                                   {datatype, count, data}));
+  check(operation, cdf::checkEntrySize(count));
+  check(operation, CDFputAttrEntry(entry.attribute.file, kind, entry.attribute.number, entry.number,
+                                   datatype, static_cast<long>(count), data));
 }
 
 void getAttrEntry(int, vlArray* outputs[], int, const vlArray* inputs[],

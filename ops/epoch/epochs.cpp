@@ -52,12 +52,11 @@ void computeEpoch(int, vlArray* outputs[], int, const vlArray* inputs[], const O
                    "The number of elements for the input argument should be a multiple of seven."});
   checkDouble(inputs[0], "VORLAN:tarvik:computeEpoch:badDatatype");
   vlArray* epochs = vlCreateNumericMatrix(1, count, vlDOUBLE_CLASS, vlREAL);
-  const double* components = doublesOf(inputs[0]);
+  const Longs components = unpackVector(inputs[0]);
   double* epoch = writableDoublesOf(epochs);
-  std::array<long, epochComponents> c{};
-  for (std::size_t i = 0; i < count; ++i, components += epochComponents) {
-    unpackElements(components, c.size(), c.data());
-    *epoch++ = computeEPOCH(c[0], c[1], c[2], c[3], c[4], c[5], c[6]);
+  for (std::size_t i = 0; i < count; ++i) {
+    const long* c = &components[i * epochComponents];
+    epoch[i] = computeEPOCH(c[0], c[1], c[2], c[3], c[4], c[5], c[6]);
   }
   outputs[0] = epochs;
 }
@@ -68,22 +67,16 @@ void computeEpoch16(int, vlArray* outputs[], int, const vlArray* inputs[], const
                   {"VORLAN:tarvik:computeEpoch16:badLength",
                    "The number of elements for the input argument must be a multiple of ten."});
   checkDouble(inputs[0], "VORLAN:tarvik:computeEpoch16:badDatatype");
+  const Longs components = unpackVector(inputs[0]);
   vlArray* epochs = vlCreateNumericMatrix(epoch16Doubles, count, vlDOUBLE_CLASS, vlREAL);
-  const double* components = doublesOf(inputs[0]);
   double* epoch = writableDoublesOf(epochs);
-  std::array<long, epoch16Components> c{};
-  bool illegal = false;
-  for (std::size_t i = 0; i < count;
-       ++i, components += epoch16Components, epoch += epoch16Doubles) {
-    unpackElements(components, c.size(), c.data());
-    const double result =
-        computeEPOCH16(c[0], c[1], c[2], c[3], c[4], c[5], c[6], c[7], c[8], c[9], epoch);
-    illegal = illegal || result == ILLEGAL_EPOCH_VALUE;
-  }
-  // Not before all components were unpacked: one that is out of range is told of first.
-  if (illegal) {
-    vlErrMsgIdAndTxt("VORLAN:tarvik:computeEpoch16:illegalEpochValue",
-                     "The input argument was not valid.");
+  for (std::size_t i = 0; i < count; ++i, epoch += epoch16Doubles) {
+    const long* c = &components[i * epoch16Components];
+    if (computeEPOCH16(c[0], c[1], c[2], c[3], c[4], c[5], c[6], c[7], c[8], c[9], epoch) ==
+        ILLEGAL_EPOCH_VALUE) {
+      vlErrMsgIdAndTxt("VORLAN:tarvik:computeEpoch16:illegalEpochValue",
+                       "The input argument was not valid.");
+    }
   }
   outputs[0] = epochs;
 }

@@ -1,8 +1,7 @@
 // The compression of a file as a whole.
 #include "ops/compression.h"
 
-#include "cdf/call.h"
-#include "cdf/requests.h"
+#include "cdf/library.h"
 #include "convert/numbers.h"
 #include "gateway/handlers.h"
 #include "gateway/registry.h"
@@ -66,7 +65,7 @@ void setCompression(int, vlArray*[], int numInputs, const vlArray* inputs[],
   const CDFid file = unpackCDFId(inputs[0]);
   const long type = unpackLongScalar(inputs[1]);
   const CompressionParameters parameters = unpackParameters(numInputs, inputs, type);
-  check(entry, cdf::compressFile(file, type, parameters));
+  check(entry, cdf::onFile(file, PUT_, CDF_COMPRESSION_, type, parameters.data()));
 }
 
 }  // namespace tarvik::ops

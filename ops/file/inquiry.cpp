@@ -1,7 +1,6 @@
 // What a file is, and the few of these things that can be changed.
 #include <array>
 
-#include "cdf/requests.h"
 #include "convert/code_names.h"
 #include "gateway/handlers.h"
 #include "ops/file/numbers.h"
@@ -122,12 +121,6 @@ void getReadOnlyMode(int, vlArray* outputs[], int, const vlArray* inputs[],
                      const OperationEntry* entry) {
   const long mode = askFile(inputs, entry, CONFIRM_, CDF_READONLY_MODE_);
   outputs[0] = vlCreateString(nameOf(readOnlyModes, mode, unknownReadOnlyMode));
-}
-
-void setReadOnlyMode(int, vlArray*[], int, const vlArray* inputs[], const OperationEntry* entry) {
-  const CDFid file = unpackCDFId(inputs[0]);
-  const long mode = unpackLongScalar(inputs[1]);
-  check(entry, cdf::setReadOnlyMode(file, mode));
 }
 
 void getNumvAttributes(int, vlArray* outputs[], int, const vlArray* inputs[],

@@ -1,6 +1,7 @@
 // The CDF library as a whole: its version, its copyright and its validation mode. No file is
 // needed.
-#include "cdf/call.h"
+#include "cdf/library.h"
+
 #include "convert/code_names.h"
 #include "convert/numbers.h"
 #include "gateway/handlers.h"

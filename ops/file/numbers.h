@@ -1,7 +1,7 @@
 /// Settings of a file that are one number.
 #pragma once
 
-#include "cdf/call.h"
+#include "cdf/library.h"
 #include "convert/numbers.h"
 #include "gateway/registry.h"
 #include "gateway/status.h"

@@ -1,5 +1,4 @@
 // The checksum and the cache sizes of a file.
-#include "cdf/requests.h"
 #include "convert/code_names.h"
 #include "gateway/handlers.h"
 #include "ops/file/numbers.h"
@@ -46,15 +45,13 @@ void setCacheSize(int, vlArray*[], int, const vlArray* inputs[], const Operation
 
 void getStageCacheSize(int, vlArray* outputs[], int, const vlArray* inputs[],
                        const OperationEntry* entry) {
-  long size = 0;
-  check(entry, cdf::stageCacheSize(unpackCDFId(inputs[0]), &size));
-  outputs[0] = packUpLong(size);
+  outputs[0] = packUpLong(askFile(inputs, entry, CONFIRM_, STAGE_CACHESIZE_));
 }
 
 void setStageCacheSize(int, vlArray*[], int, const vlArray* inputs[], const OperationEntry* entry) {
   const CDFid file = unpackCDFId(inputs[0]);
   const long size = unpackCacheSize(inputs[1], "VORLAN:tarvik:setStageCacheSize:zeroCacheSize");
-  check(entry, cdf::setStageCacheSize(file, size));
+  check(entry, cdf::onFile(file, STAGE_CACHESIZE_, size));
 }
 
 void getCompressionCacheSize(int, vlArray* outputs[], int, const vlArray* inputs[],

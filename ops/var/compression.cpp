@@ -4,8 +4,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "cdf/call.h"
-#include "cdf/requests.h"
+#include "cdf/library.h"
 #include "convert/numbers.h"
 #include "gateway/handlers.h"
 #include "gateway/status.h"
@@ -65,7 +64,8 @@ void setVarCompression(int, vlArray*[], int numInputs, const vlArray* inputs[],
   const long type = unpackLongScalar(inputs[2]);
   const CompressionParameters parameters =
       numInputs < 4 ? defaultParameters(type) : CompressionParameters{unpackLongScalar(inputs[3])};
-  check(entry, cdf::compressVariable(variable.file, variable.number, type, parameters));
+  check(entry, cdf::onVariable(variable.file, variable.number, PUT_, zVAR_COMPRESSION_, type,
+                               parameters.data()));
 }
 
 void getVarCompression(int, vlArray* outputs[], int, const vlArray* inputs[],

@@ -1,8 +1,8 @@
 // Variables themselves: making, describing, finding, renaming, deleting and closing them.
 #include <string>
 
-#include "cdf/call.h"
-#include "cdf/requests.h"
+#include "cdf/guards.h"
+#include "cdf/library.h"
 #include "convert/datatypes.h"
 #include "convert/numbers.h"
 #include "convert/text.h"
@@ -58,22 +58,20 @@ vlArray* packUpExtents(const Longs& extents) {
   return row;
 }
 
-vlArray* packUpName(const OperationEntry* entry, const Variable& variable) {
-  NameBuffer name{};
-  check(entry, cdf::onVariable(variable.file, variable.number, GET_, zVAR_NAME_, name.data()));
-  return vlCreateString(name.data());
-}
-
 }  // namespace
 
 void createVar(int, vlArray* outputs[], int, const vlArray* inputs[], const OperationEntry* entry) {
   const CDFid file = unpackCDFId(inputs[0]);
   const std::string name = unpackString(inputs[1]);
   cdf::VariableShape shape = unpackShape(inputs + 2);
-  adjustToMajority(inquireMajority(entry, file), shape.dimSizes, shape.dimVarys);
+  adjustToMajority(entry, file, shape.dimSizes, shape.dimVarys);
   vlArray* result = packUpLong(0);
   long number = 0;
-  check(entry, cdf::createVariable(file, name, shape, &number));
+  check(entry, cdf::checkVariableName(name));
+  check(entry, cdf::checkShape(shape));
+  check(entry, cdf::onFile(file, CREATE_, zVAR_, name.c_str(), shape.datatype, shape.numElements,
+                           static_cast<long>(shape.dimSizes.size()), shape.dimSizes.data(),
+                           shape.recVary, shape.dimVarys.data(), &number));
   setLong(result, number);
   outputs[0] = result;
 }
@@ -82,9 +80,8 @@ void inquireVar(int, vlArray* outputs[], int, const vlArray* inputs[],
                 const OperationEntry* entry) {
   const Variable variable = unpackVariable(inputs);
   VariableDescription description = describeVariable(entry, variable, tag::failure);
-  adjustToMajority(majorityOf(entry, variable, description), description.dimSizes,
-                   description.dimVarys);
-  outputs[0] = packUpName(entry, variable);
+  adjustToMajority(entry, variable.file, description.dimSizes, description.dimVarys);
+  outputs[0] = vlCreateString(description.name.data());
   outputs[1] = packUpDatatype(description.datatype);
   outputs[2] = packUpLong(description.numElements);
   outputs[3] = packUpExtents(description.dimSizes);
@@ -95,7 +92,8 @@ void inquireVar(int, vlArray* outputs[], int, const vlArray* inputs[],
 void getVarNum(int, vlArray* outputs[], int, const vlArray* inputs[], const OperationEntry* entry) {
   const CDFid file = unpackCDFId(inputs[0]);
   const std::string name = unpackString(inputs[1]);
-  const long number = cdf::findVariable(file, name);
+  check(entry, cdf::checkVariableToFind(name));
+  const long number = CDFgetVarNum(file, name.c_str());
   check(entry, number);
   outputs[0] = packUpLong(number);
 }
@@ -103,18 +101,21 @@ void getVarNum(int, vlArray* outputs[], int, const vlArray* inputs[], const Oper
 void getVarName(int, vlArray* outputs[], int, const vlArray* inputs[],
                 const OperationEntry* entry) {
   const Variable variable = unpackVariable(inputs);
-  outputs[0] = packUpName(entry, variable);
+  NameBuffer name{};
+  check(entry, cdf::onVariable(variable.file, variable.number, GET_, zVAR_NAME_, name.data()));
+  outputs[0] = vlCreateString(name.data());
 }
 
 void renameVar(int, vlArray*[], int, const vlArray* inputs[], const OperationEntry* entry) {
   const Variable variable = unpackVariable(inputs);
   const std::string name = unpackString(inputs[2]);
-  check(entry, cdf::renameVariable(variable.file, variable.number, name));
+  check(entry, cdf::checkVariableName(name));
+  check(entry, cdf::onVariable(variable.file, variable.number, PUT_, zVAR_NAME_, name.c_str()));
 }
 
 void deleteVar(int, vlArray*[], int, const vlArray* inputs[], const OperationEntry* entry) {
   const Variable variable = unpackVariable(inputs);
-  check(entry, cdf::deleteVariable(variable.file, variable.number));
+  check(entry, cdf::onVariable(variable.file, variable.number, DELETE_, zVAR_));
 }
 
 void closeVar(int, vlArray*[], int, const vlArray* inputs[], const OperationEntry* entry) {

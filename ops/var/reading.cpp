@@ -2,7 +2,6 @@
 #include <cstring>
 #include <functional>
 
-#include "cdf/transfers.h"
 #include "convert/numbers.h"
 #include "gateway/handlers.h"
 #include "gateway/status.h"
@@ -32,10 +31,11 @@ Longs unpackIndices(int numInputs, const vlArray* inputs[],
 
 /// The dimensions of a value come first and then those of the variable, in the user's order; values
 /// of one element need no dimension of their own.
-Longs recordDimensions(const VariableDescription& description, long majority) {
+Longs recordDimensions(const OperationEntry* entry, CDFid file,
+                       const VariableDescription& description) {
   const long perValue = elementsPerValue(description);
   Longs dims = description.dimSizes;
-  adjustToMajority(majority, dims);
+  adjustToMajority(entry, file, dims);
   if (perValue != 1 || dims.empty()) {
     dims.insert(dims.begin(), perValue);
   }
@@ -58,7 +58,9 @@ void checkCountsFit(const Longs& counts, const Longs& dimSizes) {
 Longs slabDimensions(const VariableDescription& description, const cdf::Hyperslab& slab,
                      long majority) {
   Longs dims = slab.counts;
-  adjustToMajority(majority, dims);
+  if (majority == ROW_MAJOR) {
+    reverseLists(dims);
+  }
   const long perValue = elementsPerValue(description);
   if (perValue != 1 || isCharacter(description.datatype)) {
     dims.insert(dims.begin(), perValue);
@@ -74,15 +76,15 @@ void getVarData(int, vlArray* outputs[], int numInputs, const vlArray* inputs[],
   const Variable variable = unpackVariable(inputs);
   const long record = unpackLongScalar(inputs[2]);
   const VariableDescription description =
-      describeValue(entry, variable, tag::variableInquiryFailure);
-  cdf::ValuePlace place{record, unpackIndices(numInputs, inputs, description)};
-  adjustToMajority(majorityOf(entry, variable, description), place.indices);
+      describeVariable(entry, variable, tag::variableInquiryFailure);
+  Longs indices = unpackIndices(numInputs, inputs, description);
+  adjustToMajority(entry, variable.file, indices);
 
   const auto dims = arrayDimensions(entry->name, {elementsPerValue(description), 1});
   const vlClassID classId = mapCdfDatatypeToVorlan(description.datatype);
+  checkValues(entry, description);
   outputs[0] = readArray(dims, classId, [&](void* value) {
-    check(entry,
-          cdf::readValue(variable.file, variable.number, description.records(), place, value));
+    check(entry, transfers.getValue(variable.file, variable.number, record, indices, value));
   });
 }
 
@@ -93,18 +95,18 @@ void getVarRecordData(int, vlArray* outputs[], int, const vlArray* inputs[],
   const VariableDescription description =
       describeVariable(entry, variable, tag::variableInquiryFailure);
   const vlClassID classId = mapCdfDatatypeToVorlan(description.datatype);
-  const long majority = majorityOf(entry, variable, description);
 
-  const Longs shape = recordDimensions(description, majority);
+  const Longs shape = recordDimensions(entry, variable.file, description);
   const auto dims = arrayDimensions(entry->name, shape);
+  checkValues(entry, description);
+  check(entry, cdf::checkRecord(record));
   outputs[0] = readArray(dims, classId, [&](void* values) {
     if (isCharacter(description.datatype) && hasConstantDimension(description)) {
-      // The library gives the stored values only. What is left of the bytes must not be what the
-      // memory held before; numeric arrays are zeroed anyway.
+      // The library gives the stored values only. The rest of the bytes must not be what the memory
+      // held before; numeric arrays are zeroed by the host.
       std::memset(values, 0, static_cast<std::size_t>(elementCount(entry->name, shape)));
     }
-    check(entry,
-          cdf::readRecord(variable.file, variable.number, description.records(), record, values));
+    check(entry, transfers.getRecord(variable.file, variable.number, record, values));
   });
 }
 
@@ -115,15 +117,16 @@ void hyperGetVarData(int, vlArray* outputs[], int, const vlArray* inputs[],
   const VariableDescription description =
       describeVariable(entry, variable, tag::variableInquiryFailure);
   checkListLengths(description, slab);
-  const long majority = majorityOf(entry, variable, description);
-  adjustToMajority(majority, slab.indices, slab.counts, slab.intervals);
+  const long majority =
+      adjustToMajority(entry, variable.file, slab.indices, slab.counts, slab.intervals);
   checkCountsFit(slab.counts, description.dimSizes);
 
   const auto dims = arrayDimensions(entry->name, slabDimensions(description, slab, majority));
   const vlClassID classId = mapCdfDatatypeToVorlan(description.datatype);
+  checkValues(entry, description);
+  check(entry, cdf::checkHyperslabToRead(slab, bytesPerValue(description), description.recVary));
   outputs[0] = readArray(dims, classId, [&](void* values) {
-    check(entry,
-          cdf::readHyperslab(variable.file, variable.number, description.records(), slab, values));
+    check(entry, transfers.getHyperslab(variable.file, variable.number, slab, values));
   });
 }
 

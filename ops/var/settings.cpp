@@ -1,7 +1,7 @@
 // The storage settings of a variable and its record counts: each is one number that the library is
 // asked for or told. Some are put into the file, others select how the open file is handled.
-#include "cdf/call.h"
-#include "cdf/requests.h"
+#include "cdf/guards.h"
+#include "cdf/library.h"
 #include "convert/code_names.h"
 #include "convert/numbers.h"
 #include "gateway/handlers.h"
@@ -105,9 +105,7 @@ void getVarSparseRecords(int, vlArray* outputs[], int, const vlArray* inputs[],
 
 void setVarSparseRecords(int, vlArray*[], int, const vlArray* inputs[],
                          const OperationEntry* entry) {
-  const Variable variable = unpackVariable(inputs);
-  const long sparse = unpackLongScalar(inputs[2]);
-  check(entry, cdf::setSparseRecords(variable.file, variable.number, sparse));
+  tellVariable(inputs, entry, PUT_, zVAR_SPARSERECORDS_);
 }
 
 void setVarReservePercent(int, vlArray*[], int, const vlArray* inputs[],
@@ -116,29 +114,29 @@ void setVarReservePercent(int, vlArray*[], int, const vlArray* inputs[],
 }
 
 void setVarInitialRecs(int, vlArray*[], int, const vlArray* inputs[], const OperationEntry* entry) {
-  const Variable variable = unpackVariable(inputs);
-  const long count = unpackLongScalar(inputs[2]);
-  check(entry, cdf::setInitialRecords(variable.file, variable.number, count));
+  tellVariable(inputs, entry, PUT_, zVAR_INITIALRECS_);
 }
 
 void setVarBlockingFactor(int, vlArray*[], int, const vlArray* inputs[],
                           const OperationEntry* entry) {
   const Variable variable = unpackVariable(inputs);
   const long factor = unpackLongScalar(inputs[2]);
-  check(entry, cdf::setBlockingFactor(variable.file, variable.number, factor));
+  check(entry, cdf::checkBlockingFactor(factor));
+  check(entry, cdf::onVariable(variable.file, variable.number, PUT_, zVAR_BLOCKINGFACTOR_, factor));
 }
 
 void setVarAllocBlockRecords(int, vlArray*[], int, const vlArray* inputs[],
                              const OperationEntry* entry) {
   const RecordRange range = unpackRecordRange(inputs);
-  check(entry,
-        cdf::allocateRecords(range.variable.file, range.variable.number, range.first, range.last));
+  check(entry, cdf::checkAllocation(range.last));
+  check(entry, cdf::onVariable(range.variable.file, range.variable.number, PUT_,
+                               zVAR_ALLOCATEBLOCK_, range.first, range.last));
 }
 
 void deleteVarRecords(int, vlArray*[], int, const vlArray* inputs[], const OperationEntry* entry) {
   const RecordRange range = unpackRecordRange(inputs);
-  check(entry,
-        cdf::deleteRecords(range.variable.file, range.variable.number, range.first, range.last));
+  check(entry, cdf::onVariable(range.variable.file, range.variable.number, DELETE_, zVAR_RECORDS_,
+                               range.first, range.last));
 }
 
 void setVarsCacheSize(int, vlArray*[], int, const vlArray* inputs[], const OperationEntry* entry) {

@@ -22,7 +22,7 @@ void checkListLengths(const VariableDescription& description, const cdf::Hypersl
     vlErrMsgIdAndTxt("VORLAN:tarvik:hyperGetVarRecordData:badLength",
                      "The length of the dimension start, count, and stride arguments should be %d "
                      "for the CDF variable \"%s\".",
-                     static_cast<int>(description.numDims), description.name().data());
+                     static_cast<int>(description.numDims), description.name.data());
   }
 }
 
@@ -44,7 +44,7 @@ void checkOneValue(const VariableDescription& description, const vlArray* value,
   const char* ofOthers = isCharacter(description.datatype) ? error.ofCharacters : error.ofNumbers;
   vlErrMsgIdAndTxt(error.identifier,
                    description.datatype == CDF_EPOCH16 ? error.ofEpoch16 : ofOthers,
-                   description.name().data(), static_cast<int>(description.numElements));
+                   description.name.data(), static_cast<int>(description.numElements));
 }
 
 }  // namespace tarvik::ops

@@ -2,23 +2,49 @@
 /// writes the arrays' own memory. Only characters pass through bytes.
 #pragma once
 
-#include "cdf/lists.h"
+#include "cdf/datatypes.h"
+#include "cdf/guards.h"
 #include "cdf/transfers.h"
 #include "convert/counts.h"
 #include "convert/datatypes.h"
 #include "convert/memory.h"
 #include "convert/text.h"
 #include "gateway/operations.h"
+#include "gateway/status.h"
 #include "ops/var/variable.h"
 
 namespace tarvik::ops {
 
+/// The calls that move values. A plug-in may put others in their place, which ask the library
+/// something first.
+struct Transfers {
+  decltype(cdf::getValue)* getValue;
+  decltype(cdf::putValue)* putValue;
+  decltype(cdf::getRecord)* getRecord;
+  decltype(cdf::putRecord)* putRecord;
+  decltype(cdf::getHyperslab)* getHyperslab;
+  decltype(cdf::putHyperslab)* putHyperslab;
+};
+extern const Transfers transfers;
+
 /// Host elements in one value: the two doubles of an epoch16 value, the characters of a string, one
-/// of anything else. The library's number of elements counts for every datatype, so that a file
-/// which claims several numbers a value cannot make a transfer reach past the array.
+/// of anything else.
 inline long elementsPerValue(const VariableDescription& description) {
-  return description.datatype == CDF_EPOCH16 ? 2 * description.numElements
-                                             : description.numElements;
+  if (description.datatype == CDF_EPOCH16) {
+    return 2;
+  }
+  return isCharacter(description.datatype) ? description.numElements : 1;
+}
+
+/// Bytes of one value in the library.
+inline long bytesPerValue(const VariableDescription& description) {
+  return cdf::datatypeBytes(description.datatype) * description.numElements;
+}
+
+/// Raises "failure" with BAD_NUM_ELEMS if a transfer of the variable's values would leave the
+/// array.
+inline void checkValues(const OperationEntry* entry, const VariableDescription& description) {
+  check(entry, cdf::checkNumElements(description.datatype, description.numElements));
 }
 
 /// The inputs of a hyperslab operation from the record start on: record start, count and interval,

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "cdf/items.h"
+#include "cdf/library.h"
 #include "host/plugin.h"
 
 namespace tarvik::ops {

@@ -1,7 +1,7 @@
 /// Variances between the user's logicals or doubles and the library's codes.
 #pragma once
 
-#include "cdf/lists.h"
+#include "cdf/library.h"
 #include "host/array.h"
 
 namespace tarvik::ops {

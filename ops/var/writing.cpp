@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <string>
 
-#include "cdf/transfers.h"
 #include "convert/numbers.h"
 #include "gateway/handlers.h"
 #include "gateway/status.h"
@@ -25,7 +24,7 @@ void checkIndices(const VariableDescription& description, const Longs& indices) 
   if (indices.size() != static_cast<std::size_t>(description.numDims)) {
     vlErrMsgIdAndTxt("VORLAN:tarvik:putVarData:badDimensionExtent",
                      "CDF variable \"%s\" requires a dimension argument of length %u.",
-                     description.name().data(), static_cast<unsigned>(description.numDims));
+                     description.name.data(), static_cast<unsigned>(description.numDims));
   }
 }
 
@@ -38,7 +37,7 @@ void checkOneRecord(const OperationEntry* entry, const VariableDescription& desc
     vlErrMsgIdAndTxt("VORLAN:tarvik:putVarRecordData:wrongNumberOfElements",
                      "When writing a record to variable \"%s\", exactly %u elements must be "
                      "provided.",
-                     description.name().data(), static_cast<unsigned>(expected));
+                     description.name.data(), static_cast<unsigned>(expected));
   }
 }
 
@@ -51,20 +50,17 @@ std::string bracketed(const Longs& counts) {
   return text + " ]";
 }
 
-void checkHyperslab(const OperationEntry* entry, const VariableDescription& description,
-                    const cdf::Hyperslab& slab, const vlArray* values) {
+void checkValueCount(const OperationEntry* entry, const VariableDescription& description,
+                     const cdf::Hyperslab& slab, const vlArray* values) {
   Longs factors = {slab.recordCount, elementsPerValue(description)};
   factors.insert(factors.end(), slab.counts.begin(), slab.counts.end());
   const long expected = elementCount(entry->name, factors);
-  // Two negative counts have a positive product.
-  const bool negative =
-      std::any_of(factors.begin(), factors.end(), [](long factor) { return factor < 0; });
-  if (negative || !hasElements(values, expected)) {
+  if (!hasElements(values, expected)) {
     vlErrMsgIdAndTxt("VORLAN:tarvik:hyperPutVarData:wrongNumberOfElements",
                      "When specifying a dimension count of %s and a record count of %d with "
                      "variable \"%s\", exactly %u elements must be provided.",
                      bracketed(slab.counts).c_str(), static_cast<int>(slab.recordCount),
-                     description.name().data(), static_cast<unsigned>(expected));
+                     description.name.data(), static_cast<unsigned>(expected));
   }
 }
 
@@ -72,19 +68,19 @@ void checkHyperslab(const OperationEntry* entry, const VariableDescription& desc
 
 void putVarData(int, vlArray*[], int, const vlArray* inputs[], const OperationEntry* entry) {
   const Variable variable = unpackVariable(inputs);
-  cdf::ValuePlace place;
-  place.record = unpackLongScalar(inputs[2]);
-  place.indices = unpackVector(inputs[3]);
+  const long record = unpackLongScalar(inputs[2]);
+  Longs indices = unpackVector(inputs[3]);
   const VariableDescription description =
-      describeValue(entry, variable, tag::variableInquiryFailure);
-  adjustToMajority(majorityOf(entry, variable, description), place.indices);
-  checkIndices(description, place.indices);
+      describeVariable(entry, variable, tag::variableInquiryFailure);
+  adjustToMajority(entry, variable.file, indices);
+  checkIndices(description, indices);
   checkOneValue(description, inputs[4], wrongNumberOfElements);
   checkClass(description, inputs[4], "VORLAN:tarvik:putVarData:datatypeMismatch");
 
+  checkValues(entry, description);
+  check(entry, cdf::checkRecordToWrite(record));
   check(entry, writeArray(inputs[4], [&](const void* value) {
-          return cdf::writeValue(variable.file, variable.number, description.records(), place,
-                                 value);
+          return transfers.putValue(variable.file, variable.number, record, indices, value);
         }));
 }
 
@@ -96,9 +92,10 @@ void putVarRecordData(int, vlArray*[], int, const vlArray* inputs[], const Opera
   checkOneRecord(entry, description, inputs[3]);
   checkClass(description, inputs[3], "VORLAN:tarvik:putVarRecordData:datatypeMismatch");
 
+  checkValues(entry, description);
+  check(entry, cdf::checkRecord(record));
   check(entry, writeArray(inputs[3], [&](const void* values) {
-          return cdf::writeRecord(variable.file, variable.number, description.records(), record,
-                                  values);
+          return transfers.putRecord(variable.file, variable.number, record, values);
         }));
 }
 
@@ -108,14 +105,14 @@ void hyperPutVarData(int, vlArray*[], int, const vlArray* inputs[], const Operat
   const VariableDescription description =
       describeVariable(entry, variable, tag::variableInquiryFailure);
   checkListLengths(description, slab);
-  adjustToMajority(majorityOf(entry, variable, description), slab.indices, slab.counts,
-                   slab.intervals);
-  checkHyperslab(entry, description, slab, inputs[8]);
+  adjustToMajority(entry, variable.file, slab.indices, slab.counts, slab.intervals);
+  checkValueCount(entry, description, slab, inputs[8]);
   checkClass(description, inputs[8], "VORLAN:tarvik:hyperPutVarData:datatypeMismatch");
 
+  checkValues(entry, description);
+  check(entry, cdf::checkHyperslab(slab, bytesPerValue(description)));
   check(entry, writeArray(inputs[8], [&](const void* values) {
-          return cdf::writeHyperslab(variable.file, variable.number, description.records(), slab,
-                                     values);
+          return transfers.putHyperslab(variable.file, variable.number, slab, values);
         }));
 }
 

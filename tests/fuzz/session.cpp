@@ -5,7 +5,7 @@
 #include <cstring>
 #include <limits>
 
-#include "cdf/call.h"
+#include "cdf/library.h"
 
 namespace {
 

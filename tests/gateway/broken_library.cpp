@@ -8,7 +8,7 @@
 #include <tuple>
 
 #include "cdf/functions.h"
-#include "cdf/items.h"
+#include "cdf/library.h"
 
 namespace broken {
 

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <map>
 
-#include "cdf/call.h"
+#include "cdf/library.h"
 #include "tests/gateway/samples.h"
 
 namespace {

@@ -4,7 +4,7 @@
 #include <link.h>
 #include <string_view>
 
-#include "cdf/call.h"
+#include "cdf/library.h"
 #include "tests/gateway/gateway_test.h"
 
 namespace fs = std::filesystem;

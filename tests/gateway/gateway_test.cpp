@@ -7,7 +7,7 @@
 #include <numeric>
 #include <sstream>
 
-#include "cdf/call.h"
+#include "cdf/library.h"
 
 namespace fs = std::filesystem;
 

@@ -24,27 +24,6 @@ TEST_F(GuardsTest, EntriesOfMoreElementsThanTheLibraryCounts) {
   close(file);
 }
 
-// The library copies a file that it begins to compress, and fails where the end was not written. An
-// entry of more elements than an attribute has bytes leaves room before the end.
-TEST_F(GuardsTest, AFileWithRecordsCanBeCompressedAtAnySize) {
-  for (const double records : {1.0, 500.0, 1001.0}) {
-    File file = create("a" + std::to_string(records));
-    call("createAttr", file, "a", 1.0);
-    call("putAttrgEntry", file, 0.0, 0.0, 51.0, std::string(2000, 'e'));
-    for (const char* name : {"x", "y"}) call("createVar", file, name, 45.0, 1.0, 32.0, -1.0, -1.0);
-    call("deleteAttrgEntry", file, 0.0, 0.0);
-    const Array values = newArray(vlDOUBLE_CLASS, {1, 32});
-    call("putVarRecordData", file, 0.0, records - 1, values.get());
-    call("putVarRecordData", file, 1.0, 0.0, values.get());
-    call("setCompression", file, 1.0);
-    close(file);
-    file = open("a" + std::to_string(records));
-    EXPECT_EQ(numberOf(call("getVarMaxWrittenRecNum", file, 0.0).at(0)), records - 1);
-    EXPECT_EQ(numberOf(call("inquire", file).at(4)), 1);
-    close(file);
-  }
-}
-
 class PathsTest : public GatewayTest {
  protected:
   /// A path of exactly that length in a folder of long names.

@@ -1,5 +1,5 @@
 // Pad values of every datatype, against the library's own calls.
-#include "cdf/call.h"
+#include "cdf/library.h"
 #include "tests/gateway/datatypes.h"
 #include "tests/gateway/gateway_test.h"
 

@@ -5,7 +5,7 @@
 #include <functional>
 #include <numeric>
 
-#include "cdf/call.h"
+#include "cdf/library.h"
 #include "tests/gateway/datatypes.h"
 #include "tests/gateway/gateway_test.h"
 

@@ -47,7 +47,7 @@ def test_python_has_each_operation_with_the_parameters_of_the_catalogue():
 def test_errors_of_the_catalogue_are_raised_in_the_code():
     code = "".join(
         path.read_text()
-        for folder in ("gateway", "convert", "ops", "cdf")
+        for folder in ("gateway", "convert", "ops", "cdf", "extended")
         for path in (ROOT / folder).rglob("*.[ch]*")
     )
     named = [pair[0] for op in ALL_OPERATIONS.values() for pair in (*op.raises, *op.warns)]

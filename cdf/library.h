@@ -1,8 +1,13 @@
-/// The library's item codes and the other constants of its interface, as typed constants.
+/// The CDF library as the gateway sees it: its functions, its item codes, and CDFlib with the types
+/// of its arguments checked.
 #pragma once
 
 #include <array>
+#include <boost/container/small_vector.hpp>
 #include <cstddef>
+#include <type_traits>
+
+#include "cdf/functions.h"
 
 namespace tarvik {
 
@@ -59,5 +64,44 @@ using CopyrightBuffer = std::array<char, CDF_COPYRIGHT_LEN + 1>;
 using StatusTextBuffer = std::array<char, 256>;
 
 static_assert(CDF_VAR_NAME_LEN256 == CDF_ATTR_NAME_LEN256, "one buffer serves both");
+
+/// Numbers, one for each dimension and up to two more. As many as the library allows need no memory
+/// of the heap.
+using Longs = boost::container::small_vector<long, CDF_MAX_DIMS + 2>;
+using Sizes = boost::container::small_vector<std::size_t, CDF_MAX_DIMS + 2>;
+
+namespace cdf {
+
+/// The library reads every integer in an item list as a long. An int there is undefined behaviour
+/// that shows only when the argument lies on the stack; here it does not compile.
+template <typename T>
+inline constexpr bool isListArgument = std::is_same_v<T, long> || std::is_pointer_v<T>;
+
+/// A call that needs no file. The closing NULL_ is added.
+template <typename... Arguments>
+CDFstatus call(long function, Arguments... arguments) {
+  static_assert((isListArgument<Arguments> && ...), "an item list holds longs and pointers only");
+  return CDFlib(function, arguments..., NULL_);
+}
+
+/// A call on a file. The list goes on under SELECT_, so further selections may follow directly.
+template <typename... Arguments>
+CDFstatus onFile(CDFid file, Arguments... arguments) {
+  return call(SELECT_, CDF_, file, arguments...);
+}
+
+/// A call on a z-variable of a file.
+template <typename... Arguments>
+CDFstatus onVariable(CDFid file, long variable, Arguments... arguments) {
+  return call(SELECT_, CDF_, file, zVAR_, variable, arguments...);
+}
+
+/// A call on an attribute of a file.
+template <typename... Arguments>
+CDFstatus onAttribute(CDFid file, long attribute, Arguments... arguments) {
+  return call(SELECT_, CDF_, file, ATTR_, attribute, arguments...);
+}
+
+}  // namespace cdf
 
 }  // namespace tarvik

@@ -1,0 +1,45 @@
+/// Transfers of variables whose records are both sparse and compressed. They are made by whole
+/// records and through memory of this code: what the library does with the caller's memory stands
+/// in compressed_sparse.cpp.
+#pragma once
+
+#include "cdf/transfers.h"
+
+namespace tarvik::extended {
+
+class CompressedSparseRecords {
+ public:
+  /// Asks the library how the variable is stored.
+  CompressedSparseRecords(CDFid file, long variable);
+
+  /// False for a variable that is not both sparse and compressed.
+  bool found() const { return found_; }
+  /// Whether the slab lies inside the dimensions. The library refuses any other before it touches
+  /// memory.
+  bool contains(const cdf::Hyperslab& slab) const;
+
+  /// The stored values of a record.
+  CDFstatus getRecord(long record, void* values) const;
+  CDFstatus getHyperslab(const cdf::Hyperslab& slab, void* values) const;
+  CDFstatus putHyperslab(const cdf::Hyperslab& slab, const void* values) const;
+
+ private:
+  bool inquireLayout();
+  template <typename Visit>
+  void visitValues(const cdf::Hyperslab& slab, char* record, const Visit& visit,
+                   std::size_t depth = 0) const;
+  template <typename Use>
+  CDFstatus withRecord(long record, Use use) const;
+
+  CDFid file_;
+  long variable_;
+  long lastRecord_ = -1;
+  long valueBytes_ = 0;
+  long recordBytes_ = 0;
+  Longs sizes_;    ///< The extents of the dimensions.
+  Longs strides_;  ///< In bytes; 0 for a dimension that does not vary.
+  Longs order_;    ///< The dimensions, from the slowest to the fastest.
+  bool found_;
+};
+
+}  // namespace tarvik::extended
