@@ -48,24 +48,6 @@ void inquireVariable(CDFid file, long variable) {
                                &recVary, tarvik::zVAR_DIMVARYS_, dimVarys.data()));
 }
 
-void inquireValue(CDFid file, long variable) {
-  long datatype = 0, numElements = 0, numDims = 0, recVary = 0, sparseRecords = 0, majority = 0;
-  must(tarvik::cdf::onVariable(
-      file, variable, tarvik::GET_, tarvik::zVAR_DATATYPE_, &datatype, tarvik::zVAR_NUMELEMS_,
-      &numElements, tarvik::zVAR_NUMDIMS_, &numDims, tarvik::zVAR_RECVARY_, &recVary,
-      tarvik::zVAR_SPARSERECORDS_, &sparseRecords, tarvik::CDF_MAJORITY_, &majority));
-}
-
-void inquireRecords(CDFid file, long variable) {
-  long datatype = 0, numElements = 0, numDims = 0, recVary = 0, sparseRecords = 0, majority = 0;
-  std::array<long, tarvik::CDF_MAX_DIMS> dimSizes{}, dimVarys{};
-  must(tarvik::cdf::onVariable(
-      file, variable, tarvik::GET_, tarvik::zVAR_DATATYPE_, &datatype, tarvik::zVAR_NUMELEMS_,
-      &numElements, tarvik::zVAR_NUMDIMS_, &numDims, tarvik::zVAR_RECVARY_, &recVary,
-      tarvik::zVAR_SPARSERECORDS_, &sparseRecords, tarvik::zVAR_DIMSIZES_, dimSizes.data(),
-      tarvik::zVAR_DIMVARYS_, dimVarys.data(), tarvik::CDF_MAJORITY_, &majority));
-}
-
 void inquireMajority(CDFid file) {
   long majority = 0;
   must(tarvik::cdf::onFile(file, tarvik::GET_, tarvik::CDF_MAJORITY_, &majority));

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "cdf/library.h"
 #include "cdf/functions.h"
+#include "cdf/library.h"
 
 namespace bench {
 
@@ -28,13 +28,8 @@ long createAttribute(CDFid file, const std::string& name, long scope);
 void transferValue(CDFid file, long variable, long record, const long* place, long function,
                    double* value);
 
-/// The inquiries that customarily come before a transfer of values: the whole description, and the
-/// majority.
+/// The inquiries that the gateway makes before a transfer of values.
 void inquireVariable(CDFid file, long variable);
 void inquireMajority(CDFid file);
-/// What the gateway asks for before it transfers one value, in one request.
-void inquireValue(CDFid file, long variable);
-/// The same for records.
-void inquireRecords(CDFid file, long variable);
 
 }  // namespace bench

@@ -34,7 +34,8 @@ extern "C" __attribute__((visibility("default"))) double secondsOfValues(const c
   double value = 0;
   const auto start = std::chrono::steady_clock::now();
   for (long i = 0; i < calls; ++i) {
-    inquireValue(reading.file(), 0);
+    inquireVariable(reading.file(), 0);
+    inquireMajority(reading.file());
     transferValue(reading.file(), 0, record, place, GET_, &value);
   }
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();

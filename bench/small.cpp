@@ -28,9 +28,10 @@ struct Small {
   long variable = 0;
   std::vector<double> values = std::vector<double>(1024, 1.5);
   Array id = identifier(file.handle()), number, record = bench::number(3), zero = bench::number(0),
-        one = bench::number(1), place = list({2, 5}), value = bench::number(2.5),
-        type = bench::number(45), block = filled(vlDOUBLE_CLASS, {32, 32}),
-        name = text("Temperature"), constant = text("CDF_INT4");
+        one = bench::number(1), place = list({2, 5}), counts = list({2, 1}), steps = list({1, 1}),
+        six = list({1, 2, 3, 4, 5, 6}), value = bench::number(2.5), type = bench::number(45),
+        block = filled(vlDOUBLE_CLASS, {32, 32}), name = text("Temperature"),
+        constant = text("CDF_INT4");
 };
 
 void transferValue(Small& s, long function, double* value) {
@@ -44,7 +45,22 @@ void readValue(Small& s) {
   transferValue(s, GET_, fresh.get());
 }
 
-/// A call: its inputs, and what a program does that calls the library itself.
+/// What the gateway asks before most transfers.
+void inquire(Small& s) {
+  inquireVariable(s.file.handle(), s.variable);
+  inquireMajority(s.file.handle());
+}
+
+/// Two values of each of three records.
+void transferHyperslab(Small& s, long function, double* values) {
+  const long indices[] = {5, 2}, counts[] = {1, 2}, intervals[] = {1, 1};
+  must(cdf::onVariable(s.file.handle(), s.variable, zVAR_RECNUMBER_, 3L, zVAR_RECCOUNT_, 3L,
+                       zVAR_RECINTERVAL_, 1L, zVAR_DIMINDICES_, &indices[0], zVAR_DIMCOUNTS_,
+                       &counts[0], zVAR_DIMINTERVALS_, &intervals[0], function, zVAR_HYPERDATA_,
+                       values));
+}
+
+/// A call: its inputs, and the library calls that it makes.
 struct SmallCall {
   const char* name;
   const char* operation;
@@ -65,22 +81,14 @@ const SmallCall smallCalls[] = {
      "getVarData",
      {&Small::id, &Small::number, &Small::record, &Small::place},
      [](Small& s) {
-       inquireValue(s.file.handle(), s.variable);
-       readValue(s);
-     }},
-    {"read one value, beside the customary inquiry",
-     "getVarData",
-     {&Small::id, &Small::number, &Small::record, &Small::place},
-     [](Small& s) {
-       inquireVariable(s.file.handle(), s.variable);
-       inquireMajority(s.file.handle());
+       inquire(s);
        readValue(s);
      }},
     {"write one value",
      "putVarData",
      {&Small::id, &Small::number, &Small::record, &Small::place, &Small::value},
      [](Small& s) {
-       inquireValue(s.file.handle(), s.variable);
+       inquire(s);
        double value = 2.5;
        transferValue(s, PUT_, &value);
      }},
@@ -88,7 +96,7 @@ const SmallCall smallCalls[] = {
      "getVarRecordData",
      {&Small::id, &Small::number, &Small::record},
      [](Small& s) {
-       inquireRecords(s.file.handle(), s.variable);
+       inquire(s);
        const std::unique_ptr<double[]> fresh(new double[1024]);
        must(CDFgetVarRecordData(s.file.handle(), 1, s.variable, 3, fresh.get()));
      }},
@@ -96,8 +104,25 @@ const SmallCall smallCalls[] = {
      "putVarRecordData",
      {&Small::id, &Small::number, &Small::record, &Small::block},
      [](Small& s) {
-       inquireRecords(s.file.handle(), s.variable);
+       inquireVariable(s.file.handle(), s.variable);
        must(CDFputVarRecordData(s.file.handle(), 1, s.variable, 3, s.values.data()));
+     }},
+    {"read one hyperslab of 6 values",
+     "hyperGetVarData",
+     {&Small::id, &Small::number, &Small::record, &Small::record, &Small::one, &Small::place,
+      &Small::counts, &Small::steps},
+     [](Small& s) {
+       inquire(s);
+       const std::unique_ptr<double[]> fresh(new double[6]);
+       transferHyperslab(s, GET_, fresh.get());
+     }},
+    {"write one hyperslab of 6 values",
+     "hyperPutVarData",
+     {&Small::id, &Small::number, &Small::record, &Small::record, &Small::one, &Small::place,
+      &Small::counts, &Small::steps, &Small::six},
+     [](Small& s) {
+       inquire(s);
+       transferHyperslab(s, PUT_, s.values.data());
      }},
     {"read an attribute entry",
      "getAttrEntry",
@@ -130,10 +155,7 @@ const SmallCall smallCalls[] = {
     {"inquire a variable",
      "inquireVar",
      {&Small::id, &Small::number},
-     [](Small& s) {
-       inquireVariable(s.file.handle(), s.variable);
-       inquireMajority(s.file.handle());
-     }},
+     [](Small& s) { inquire(s); }},
     {"variable's number",
      "getVarNum",
      {&Small::id, &Small::name},

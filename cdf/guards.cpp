@@ -1,5 +1,7 @@
 #include "cdf/guards.h"
 
+#include <cstdint>
+#include <cstdlib>
 #include <limits>
 #include <string_view>
 #include <unistd.h>
@@ -23,9 +25,10 @@ constexpr CDFstatus CDF_OPEN_ERROR = -2012;
 constexpr CDFstatus BAD_ALLOCATE_RECS = -2015;
 constexpr CDFstatus NO_SUCH_ATTR = -2017;
 constexpr CDFstatus NO_SUCH_VAR = -2019;
-constexpr CDFstatus BAD_BLOCKING_FACTOR = -2031;
+constexpr CDFstatus BAD_MALLOC = -2026;
 constexpr CDFstatus BAD_REC_COUNT = -2037;
 constexpr CDFstatus BAD_REC_INTERVAL = -2038;
+constexpr CDFstatus BAD_DIM_COUNT = -2039;
 
 /// The library counts records, values and bytes in 32 bits.
 constexpr long largest = std::numeric_limits<std::int32_t>::max();
@@ -37,6 +40,13 @@ CDFstatus refuseIf(bool refused, CDFstatus status) {
 /// The last of `count` numbers from `start` on. Each of the three fits 32 bits.
 long lastOf(long start, long count, long interval) {
   return start + (count - 1) * interval;
+}
+
+bool canAllocate(std::size_t bytes) {
+  void* volatile memory = std::malloc(bytes);  // Volatile: not optimized away.
+  const bool allocated = memory != nullptr;
+  std::free(memory);
+  return allocated;
 }
 
 constexpr std::string_view extension = ".cdf";
@@ -108,36 +118,28 @@ CDFstatus checkAttributeToFind(const std::string& name) {
   return refuseIf(name.size() >= CDF_ATTR_NAME_LEN256, NO_SUCH_ATTR);
 }
 
-// A value of 2147483647 characters crashes. So does a record of more bytes than 32 bits count where
-// the count wraps to 0 (extents 65536 by 65536 of CDF_INT4); otherwise no call can read or write
-// the variable. Dimensions that do not vary are not stored and do not count. What the library
+// The library allocates two values and crashes if it cannot. A record of more bytes than 32 bits
+// count crashes in the first read or write, or is stored wrong: extents 65536 by 65536 of CDF_INT4,
+// for instance. Dimensions that do not vary are not stored and do not count. What the library
 // refuses by itself passes: another datatype, a number or extent below 1, more than 10 dimensions.
 CDFstatus checkShape(const VariableShape& shape) {
   if (shape.dimSizes.size() > CDF_MAX_DIMS) {
     return 0;
   }
-  if (shape.numElements == largest) {
-    return BAD_NUM_ELEMS;
-  }
   long bytes = datatypeBytes(shape.datatype) * shape.numElements;
   if (bytes > largest) {
     return BAD_NUM_ELEMS;
   }
+  if (bytes > 0 && !canAllocate(2 * static_cast<std::size_t>(bytes))) {
+    return BAD_MALLOC;
+  }
   for (std::size_t i = 0; i < shape.dimSizes.size() && bytes > 0; ++i) {
-    if (shape.dimVarys[i] == VARY) {
-      bytes *= shape.dimSizes[i];
-    }
+    bytes *= shape.dimVarys[i] == VARY ? shape.dimSizes[i] : 1;
     if (bytes > largest) {
       return BAD_DIM_SIZE;
     }
   }
   return 0;
-}
-
-// A forged file may claim several numbers a value; the library then transfers as many, beyond the
-// caller's memory.
-CDFstatus checkNumElements(long datatype, long numElements) {
-  return refuseIf(numElements != 1 && !isText(datatype), BAD_NUM_ELEMS);
 }
 
 // A write of record 2147483647 crashes for compressed sparse variables and in a file that is
@@ -156,37 +158,44 @@ CDFstatus checkRecord(long record) {
 // transfer crashes, or reads and writes foreign memory (record start 0, count 2, interval
 // 2147483647; index 0, count 3, interval 2147483647). The library refuses counts and intervals
 // below 1 by itself.
-CDFstatus checkHyperslab(const Hyperslab& slab, long valueBytes) {
-  (void)valueBytes;
-  if (slab.recordCount > 0 && slab.recordInterval > 0 &&
-      lastOf(slab.recordStart, slab.recordCount, slab.recordInterval) >= largest) {
+//
+// It counts the values of a transfer in 32 bits, and the bytes too if the records or a dimension do
+// not vary: a transfer of more crashes, or moves as many as the low bits say and succeeds.
+CDFstatus checkHyperslab(const Hyperslab& slab, const ValueShape& shape) {
+  if (slab.recordCount < 1 || slab.recordInterval < 1) {
+    return 0;
+  }
+  if (lastOf(slab.recordStart, slab.recordCount, slab.recordInterval) >= largest) {
     return BAD_REC_NUM;
   }
+  long size = shape.varies ? 1 : shape.bytes;
   for (std::size_t i = 0; i < slab.indices.size(); ++i) {
-    if (slab.counts[i] > 0 && slab.intervals[i] > 0 &&
-        lastOf(slab.indices[i], slab.counts[i], slab.intervals[i]) > largest) {
+    if (slab.counts[i] < 1 || slab.intervals[i] < 1) {
+      return 0;
+    }
+    if (lastOf(slab.indices[i], slab.counts[i], slab.intervals[i]) > largest) {
       return BAD_DIM_INDEX;
     }
+    size *= slab.counts[i];
+    if (size > largest) {
+      return BAD_DIM_COUNT;
+    }
   }
-  return 0;
+  return refuseIf(size * slab.recordCount > largest, BAD_REC_COUNT);
 }
 
 // A read of two whole records or more of a variable whose records do not vary writes past the
 // caller's memory if the record interval is 2 or more. A write does not.
-CDFstatus checkHyperslabToRead(const Hyperslab& slab, long valueBytes, long recVary) {
-  const CDFstatus status = checkHyperslab(slab, valueBytes);
-  const bool overruns = recVary == NOVARY && slab.recordCount > 1 && slab.recordInterval > 1;
+CDFstatus checkHyperslabToRead(const Hyperslab& slab, const ValueShape& shape) {
+  const CDFstatus status = checkHyperslab(slab, shape);
+  const bool overruns = !shape.recordsVary && slab.recordCount > 1 && slab.recordInterval > 1;
   return status < 0 ? status : refuseIf(overruns, BAD_REC_INTERVAL);
 }
 
-// Allocating a block up to record 2147483647 crashes.
+// Allocating a block up to record 2147483647 crashes in a file that is compressed as a whole, and
+// loses others.
 CDFstatus checkAllocation(long last) {
   return refuseIf(last >= largest, BAD_ALLOCATE_RECS);
-}
-
-// A block that begins behind record 0 and ends beyond 32 bits crashes the write that needs it.
-CDFstatus checkBlockingFactor(long factor) {
-  return refuseIf(factor >= largest, BAD_BLOCKING_FACTOR);
 }
 
 // The library cuts the number of elements to its low 32 bits: it writes an entry of 4294967297

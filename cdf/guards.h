@@ -10,7 +10,7 @@
 #include <cstddef>
 #include <string>
 
-#include "cdf/transfers.h"
+#include "cdf/library.h"
 
 namespace tarvik::cdf {
 
@@ -36,18 +36,22 @@ struct VariableShape {
 
 CDFstatus checkShape(const VariableShape& shape);
 
-/// The elements of one value of a variable.
-CDFstatus checkNumElements(long datatype, long numElements);
 CDFstatus checkRecordToWrite(long record);
 /// For CDFgetVarRecordData and CDFputVarRecordData.
 CDFstatus checkRecord(long record);
-/// A hyperslab of a variable whose values have `valueBytes` bytes.
-CDFstatus checkHyperslab(const Hyperslab& slab, long valueBytes);
-CDFstatus checkHyperslabToRead(const Hyperslab& slab, long valueBytes, long recVary);
+
+/// How the values of a variable are stored.
+struct ValueShape {
+  long bytes;  ///< Of one value.
+  bool recordsVary;
+  bool varies;  ///< The records and all dimensions.
+};
+
+CDFstatus checkHyperslab(const Hyperslab& slab, const ValueShape& shape);
+CDFstatus checkHyperslabToRead(const Hyperslab& slab, const ValueShape& shape);
 
 /// A block of records up to `last`.
 CDFstatus checkAllocation(long last);
-CDFstatus checkBlockingFactor(long factor);
 
 /// The elements of an attribute entry.
 CDFstatus checkEntrySize(std::size_t count);

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <string>
 
 #include "host/plugin.h"
 
@@ -26,18 +27,20 @@ using ToInt32 = boost::numeric::converter<std::int32_t, double,
                                           boost::numeric::conversion_traits<std::int32_t, double>,
                                           boost::numeric::def_overflow_handler, Truncated>;
 
-/// Throws boost::numeric::bad_numeric_cast for a value outside 32 bits. A NaN passes the range
-/// comparisons there, and its conversion would be undefined.
-long toLong(double value) {
-  return std::isnan(value) ? std::numeric_limits<std::int32_t>::min() : ToInt32::convert(value);
-}
-
-long toLongOr(double value, const char* identifier, const char* message) {
+/// Raises an error for a value outside 32 bits. A NaN passes the range comparisons of the
+/// conversion, which would be undefined.
+long toLong(double value, const char* identifier, const char* message) {
   try {
-    return toLong(value);
+    return std::isnan(value) ? std::numeric_limits<std::int32_t>::min() : ToInt32::convert(value);
   } catch (const boost::numeric::bad_numeric_cast&) {
   }
   vlErrMsgIdAndTxt(identifier, message, value);
+}
+
+[[noreturn]] void raiseBadCount(const char* operation) {
+  const std::string identifier = std::string("VORLAN:tarvik:") + operation + ":badCount";
+  vlErrMsgIdAndTxt(identifier.c_str(),
+                   "The requested counts do not describe a valid number of elements.");
 }
 
 }  // namespace
@@ -54,9 +57,9 @@ long unpackLongScalar(const vlArray* argument) {
                      "Expecting a scalar argument, but got an argument with length %u instead.",
                      static_cast<unsigned>(count));
   }
-  return toLongOr(*static_cast<const double*>(vlGetData(argument)),
-                  "VORLAN:tarvik:unpackLongScalar:outOfRange",
-                  "Scalar input argument %g is out of range.");
+  return toLong(*static_cast<const double*>(vlGetData(argument)),
+                "VORLAN:tarvik:unpackLongScalar:outOfRange",
+                "Scalar input argument %g is out of range.");
 }
 
 Longs unpackVector(const vlArray* argument) {
@@ -68,8 +71,8 @@ Longs unpackVector(const vlArray* argument) {
   Longs values(vlGetNumberOfElements(argument), boost::container::default_init);
   const auto* elements = static_cast<const double*>(vlGetData(argument));
   std::transform(elements, elements + values.size(), values.begin(), [](double element) {
-    return toLongOr(element, "VORLAN:tarvik:unpackVector:outOfRange",
-                    "Vector element %g is out of range.");
+    return toLong(element, "VORLAN:tarvik:unpackVector:outOfRange",
+                  "Vector element %g is out of range.");
   });
   return values;
 }
@@ -80,6 +83,28 @@ void setLong(vlArray* scalar, long value) {
 
 vlArray* packUpLong(long value) {
   return vlCreateDoubleScalar(static_cast<double>(value));
+}
+
+long elementCount(const char* operation, const Longs& factors) {
+  long result = 1;
+  for (const long factor : factors) {
+    if (__builtin_mul_overflow(result, factor, &result)) {
+      raiseBadCount(operation);
+    }
+  }
+  return result;
+}
+
+Sizes arrayDimensions(const char* operation, const Longs& dims) {
+  Sizes sizes;
+  long count = 1;
+  for (const long dim : dims) {
+    if (dim < 0 || __builtin_mul_overflow(count, dim, &count)) {
+      raiseBadCount(operation);
+    }
+    sizes.push_back(static_cast<std::size_t>(dim));
+  }
+  return sizes;
 }
 
 }  // namespace tarvik

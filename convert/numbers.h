@@ -1,4 +1,5 @@
-/// Numbers between the host, where all are doubles, and the CDF library, where all are longs.
+/// Numbers between the host, where all are doubles, and the CDF library, where all are longs; and
+/// counts of elements, products of longs with every multiplication checked.
 #pragma once
 
 #include "cdf/library.h"
@@ -22,5 +23,12 @@ vlArray* packUpLong(long value);
 /// Gives a double scalar another value. An operation that changes a file makes the scalar first, so
 /// that short memory cannot leave the file changed and the call failed.
 void setLong(vlArray* scalar, long value);
+
+/// The product of all factors, 1 for none. Raises "VORLAN:tarvik:<operation>:badCount" if it does
+/// not fit; negative factors count like any other.
+long elementCount(const char* operation, const Longs& factors);
+
+/// The dimensions of an array to be made. Raises badCount, as above, for a negative dimension too.
+Sizes arrayDimensions(const char* operation, const Longs& dims);
 
 }  // namespace tarvik

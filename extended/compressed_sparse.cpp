@@ -19,12 +19,6 @@ namespace {
 
 constexpr CDFstatus BAD_MALLOC = -2026;
 
-bool isSparse(CDFid file, long variable) {
-  long sparse = NO_SPARSERECORDS;
-  return cdf::onVariable(file, variable, GET_, zVAR_SPARSERECORDS_, &sparse) >= 0 &&
-         sparse != NO_SPARSERECORDS;
-}
-
 bool isCompressed(CDFid file, long variable) {
   long type = NO_COMPRESSION, percentage = 0;
   CompressionParameters parameters{};
@@ -36,9 +30,7 @@ bool isCompressed(CDFid file, long variable) {
 }  // namespace
 
 CompressedSparseRecords::CompressedSparseRecords(CDFid file, long variable)
-    : file_(file),
-      variable_(variable),
-      found_(isSparse(file, variable) && isCompressed(file, variable) && inquireLayout()) {}
+    : file_(file), variable_(variable), found_(isCompressed(file, variable) && inquireLayout()) {}
 
 bool CompressedSparseRecords::inquireLayout() {
   long majority = ROW_MAJOR, datatype = 0, numElements = 0, numDims = 0;
@@ -75,7 +67,9 @@ bool CompressedSparseRecords::contains(const cdf::Hyperslab& slab) const {
       return false;
     }
   }
-  return slab.recordStart >= 0 && slab.recordCount > 0 && slab.recordInterval > 0;
+  constexpr long lastOfAll = 2147483646;
+  return slab.recordStart >= 0 && slab.recordStart <= lastOfAll && slab.recordCount > 0 &&
+         slab.recordInterval > 0;
 }
 
 /// Calls `visit` with the place of each value of the record that belongs to the slab, in the slab's

@@ -3,19 +3,19 @@
 /// in compressed_sparse.cpp.
 #pragma once
 
-#include "cdf/transfers.h"
+#include "cdf/library.h"
 
 namespace tarvik::extended {
 
 class CompressedSparseRecords {
  public:
-  /// Asks the library how the variable is stored.
+  /// Asks the library how the records of a variable, which are sparse, are stored.
   CompressedSparseRecords(CDFid file, long variable);
 
-  /// False for a variable that is not both sparse and compressed.
+  /// False if the variable is not compressed.
   bool found() const { return found_; }
-  /// Whether the slab lies inside the dimensions. The library refuses any other before it touches
-  /// memory.
+  /// Whether the slab lies inside the dimensions and begins at a record that can exist. The library
+  /// refuses any other before it touches memory.
   bool contains(const cdf::Hyperslab& slab) const;
 
   /// The stored values of a record.

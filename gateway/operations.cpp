@@ -61,10 +61,7 @@ static_assert(rowsAreComplete());
 constexpr const char* tooFewInputs = "VORLAN:tarvik:tooFewInputs";
 constexpr const char* tooManyInputs = "VORLAN:tarvik:tooManyInputs";
 
-void checkInputCount(const OperationEntry& row, int numInputs) {
-  if (numInputs >= row.minInputs && numInputs <= row.maxInputs) {
-    return;
-  }
+[[noreturn]] void raiseInputCount(const OperationEntry& row, int numInputs) {
   const bool few = numInputs < row.minInputs;
   const char* identifier = few ? tooFewInputs : tooManyInputs;
   if (row.minInputs == row.maxInputs) {
@@ -88,7 +85,9 @@ const OperationEntry* findOperation(const char* name, int numInputs) {
     vlpErrMsgIdAndTxt("VORLAN:tarvik:invalidOperation", "Unrecognized operation:  \"%s\".", name);
   }
   const OperationEntry& row = operations[static_cast<std::size_t>(found - operationNames.begin())];
-  checkInputCount(row, numInputs);
+  if (numInputs < row.minInputs || numInputs > row.maxInputs) {
+    raiseInputCount(row, numInputs);
+  }
   return &row;
 }
 

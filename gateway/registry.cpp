@@ -17,16 +17,11 @@ struct ByValue {
   }
 };
 
-/// Whether the handle is dangling, for each registered one.
-std::map<CDFid, bool, ByValue> openFiles;
-
 /// The library tells a live handle by a mark in the memory that it points to; here is none.
 std::array<long, 512> noFile{};
 
-/// The handle to give to the library for a registered one.
-CDFid usable(const std::pair<const CDFid, bool>& entry) {
-  return entry.second ? noFile.data() : entry.first;
-}
+/// For each registered handle the one to give to the library: itself, or noFile if it is dangling.
+std::map<CDFid, CDFid, ByValue> openFiles;
 
 /// Ends a file whose identifier cannot be handed out.
 class PendingFile {
@@ -51,7 +46,7 @@ class PendingFile {
 }  // namespace
 
 void registerCDFId(CDFid file) {
-  openFiles[file] = false;
+  openFiles[file] = file;
 }
 
 void unregisterCDFId(CDFid file) {
@@ -65,7 +60,7 @@ bool isRegisteredCDFId(CDFid file) {
 void markDangling(CDFid file) {
   const auto entry = openFiles.find(file);
   if (entry != openFiles.end()) {
-    entry->second = true;
+    entry->second = noFile.data();
   }
 }
 
@@ -92,7 +87,7 @@ CDFid unpackCDFId(const vlArray* argument) {
     vlErrMsgIdAndTxt("VORLAN:tarvik:unpackCDFId:invalidFileId",
                      "The CDF file ID argument is invalid.");
   }
-  return usable(*entry);
+  return entry->second;
 }
 
 vlArray* handOutFile(CDFid file, long undo) {
@@ -108,8 +103,8 @@ void closeRegisteredFiles() {
     vlpWarnMsgIdAndTxt("VORLAN:tarvik:closingFileHandle", "Closing open CDF file handles.");
   }
   // The registry stays as it is and goes with the plug-in.
-  for (const auto& entry : openFiles) {
-    cdf::onFile(usable(entry), CLOSE_, CDF_);
+  for (const auto& [identifier, file] : openFiles) {
+    cdf::onFile(file, CLOSE_, CDF_);
   }
 }
 

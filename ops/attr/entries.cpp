@@ -2,7 +2,6 @@
 // global entries, variable attributes one z-entry for each variable, numbered as the variable.
 #include "cdf/guards.h"
 #include "cdf/library.h"
-#include "convert/counts.h"
 #include "convert/datatypes.h"
 #include "convert/numbers.h"
 #include "convert/text.h"

@@ -35,7 +35,6 @@ void getVarPadValue(int, vlArray* outputs[], int, const vlArray* inputs[],
   const vlClassID classId = mapCdfDatatypeToVorlan(description.datatype);
   const std::size_t room =
       classId == vlCHAR_CLASS ? recordCharacters(entry, description) : std::size_t{0};
-  checkValues(entry, description);
   outputs[0] = readArray(
       dims, classId,
       [&](void* value) {
@@ -52,7 +51,6 @@ void setVarPadValue(int, vlArray*[], int, const vlArray* inputs[], const Operati
       describeVariable(entry, variable, tag::variableInquiryFailure);
   checkClass(description, inputs[2], "VORLAN:tarvik:setVarPadValue:datatypeMismatch");
   checkOneValue(description, inputs[2], wrongNumberOfElements);
-  checkValues(entry, description);
   check(entry, writeArray(inputs[2], [&](const void* value) {
           return cdf::onVariable(variable.file, variable.number, PUT_, zVAR_PADVALUE_, value);
         }));

@@ -59,7 +59,7 @@ Longs slabDimensions(const VariableDescription& description, const cdf::Hypersla
                      long majority) {
   Longs dims = slab.counts;
   if (majority == ROW_MAJOR) {
-    reverseLists(dims);
+    std::reverse(dims.begin(), dims.end());
   }
   const long perValue = elementsPerValue(description);
   if (perValue != 1 || isCharacter(description.datatype)) {
@@ -82,7 +82,6 @@ void getVarData(int, vlArray* outputs[], int numInputs, const vlArray* inputs[],
 
   const auto dims = arrayDimensions(entry->name, {elementsPerValue(description), 1});
   const vlClassID classId = mapCdfDatatypeToVorlan(description.datatype);
-  checkValues(entry, description);
   outputs[0] = readArray(dims, classId, [&](void* value) {
     check(entry, transfers.getValue(variable.file, variable.number, record, indices, value));
   });
@@ -98,7 +97,6 @@ void getVarRecordData(int, vlArray* outputs[], int, const vlArray* inputs[],
 
   const Longs shape = recordDimensions(entry, variable.file, description);
   const auto dims = arrayDimensions(entry->name, shape);
-  checkValues(entry, description);
   check(entry, cdf::checkRecord(record));
   outputs[0] = readArray(dims, classId, [&](void* values) {
     if (isCharacter(description.datatype) && hasConstantDimension(description)) {
@@ -123,8 +121,7 @@ void hyperGetVarData(int, vlArray* outputs[], int, const vlArray* inputs[],
 
   const auto dims = arrayDimensions(entry->name, slabDimensions(description, slab, majority));
   const vlClassID classId = mapCdfDatatypeToVorlan(description.datatype);
-  checkValues(entry, description);
-  check(entry, cdf::checkHyperslabToRead(slab, bytesPerValue(description), description.recVary));
+  check(entry, cdf::checkHyperslabToRead(slab, valueShape(description)));
   outputs[0] = readArray(dims, classId, [&](void* values) {
     check(entry, transfers.getHyperslab(variable.file, variable.number, slab, values));
   });

@@ -119,10 +119,7 @@ void setVarInitialRecs(int, vlArray*[], int, const vlArray* inputs[], const Oper
 
 void setVarBlockingFactor(int, vlArray*[], int, const vlArray* inputs[],
                           const OperationEntry* entry) {
-  const Variable variable = unpackVariable(inputs);
-  const long factor = unpackLongScalar(inputs[2]);
-  check(entry, cdf::checkBlockingFactor(factor));
-  check(entry, cdf::onVariable(variable.file, variable.number, PUT_, zVAR_BLOCKINGFACTOR_, factor));
+  tellVariable(inputs, entry, PUT_, zVAR_BLOCKINGFACTOR_);
 }
 
 void setVarAllocBlockRecords(int, vlArray*[], int, const vlArray* inputs[],

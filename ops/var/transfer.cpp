@@ -1,8 +1,18 @@
 #include "ops/var/transfer.h"
 
+#include <algorithm>
+
+#include "cdf/datatypes.h"
 #include "convert/numbers.h"
 
 namespace tarvik::ops {
+
+cdf::ValueShape valueShape(const VariableDescription& description) {
+  const Longs& varys = description.dimVarys;
+  const bool recordsVary = description.recVary != NOVARY;
+  return {cdf::datatypeBytes(description.datatype) * description.numElements, recordsVary,
+          recordsVary && std::find(varys.begin(), varys.end(), NOVARY) == varys.end()};
+}
 
 cdf::Hyperslab unpackHyperslab(const vlArray* inputs[]) {
   cdf::Hyperslab slab;
@@ -38,7 +48,7 @@ void checkClass(const VariableDescription& description, const vlArray* value,
 
 void checkOneValue(const VariableDescription& description, const vlArray* value,
                    const ValueCountError& error) {
-  if (hasElements(value, elementsPerValue(description))) {
+  if (vlGetNumberOfElements(value) == static_cast<std::size_t>(elementsPerValue(description))) {
     return;
   }
   const char* ofOthers = isCharacter(description.datatype) ? error.ofCharacters : error.ofNumbers;

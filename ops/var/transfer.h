@@ -2,12 +2,11 @@
 /// writes the arrays' own memory. Only characters pass through bytes.
 #pragma once
 
-#include "cdf/datatypes.h"
 #include "cdf/guards.h"
-#include "cdf/transfers.h"
-#include "convert/counts.h"
+#include "cdf/library.h"
 #include "convert/datatypes.h"
 #include "convert/memory.h"
+#include "convert/numbers.h"
 #include "convert/text.h"
 #include "gateway/operations.h"
 #include "gateway/status.h"
@@ -22,30 +21,19 @@ struct Transfers {
   decltype(cdf::putValue)* putValue;
   decltype(cdf::getRecord)* getRecord;
   decltype(cdf::putRecord)* putRecord;
-  decltype(cdf::getHyperslab)* getHyperslab;
-  decltype(cdf::putHyperslab)* putHyperslab;
+  decltype(cdf::getHyperslab) getHyperslab;
+  decltype(cdf::putHyperslab) putHyperslab;
 };
 extern const Transfers transfers;
 
 /// Host elements in one value: the two doubles of an epoch16 value, the characters of a string, one
-/// of anything else.
+/// of anything else. The library's number of elements is 1 there, but not in every forged file.
 inline long elementsPerValue(const VariableDescription& description) {
-  if (description.datatype == CDF_EPOCH16) {
-    return 2;
-  }
-  return isCharacter(description.datatype) ? description.numElements : 1;
+  return description.datatype == CDF_EPOCH16 ? 2 * description.numElements
+                                             : description.numElements;
 }
 
-/// Bytes of one value in the library.
-inline long bytesPerValue(const VariableDescription& description) {
-  return cdf::datatypeBytes(description.datatype) * description.numElements;
-}
-
-/// Raises "failure" with BAD_NUM_ELEMS if a transfer of the variable's values would leave the
-/// array.
-inline void checkValues(const OperationEntry* entry, const VariableDescription& description) {
-  check(entry, cdf::checkNumElements(description.datatype, description.numElements));
-}
+cdf::ValueShape valueShape(const VariableDescription& description);
 
 /// The inputs of a hyperslab operation from the record start on: record start, count and interval,
 /// then dimension indices, counts and intervals, in the user's order of dimensions.
@@ -59,10 +47,6 @@ void checkListLengths(const VariableDescription& description, const cdf::Hypersl
 /// variable's datatype.
 void checkClass(const VariableDescription& description, const vlArray* value,
                 const char* identifier);
-
-inline bool hasElements(const vlArray* value, long count) {
-  return count >= 0 && vlGetNumberOfElements(value) == static_cast<std::size_t>(count);
-}
 
 /// What an operation says of an array that does not hold exactly one value of a variable. The
 /// messages take the variable's name and its number of elements.

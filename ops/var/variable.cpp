@@ -2,7 +2,6 @@
 
 #include "convert/numbers.h"
 #include "gateway/registry.h"
-#include "gateway/status.h"
 
 namespace tarvik::ops {
 
@@ -24,12 +23,6 @@ VariableDescription describeVariable(const OperationEntry* entry, const Variable
   d.dimSizes.resize(static_cast<std::size_t>(d.numDims));
   d.dimVarys.resize(static_cast<std::size_t>(d.numDims));
   return d;
-}
-
-long inquireMajority(const OperationEntry* entry, CDFid file) {
-  long majority = 0;
-  check(entry, cdf::onFile(file, GET_, CDF_MAJORITY_, &majority), tag::majorityInquiryFailure);
-  return majority;
 }
 
 }  // namespace tarvik::ops

@@ -7,6 +7,7 @@
 
 #include "cdf/library.h"
 #include "gateway/operations.h"
+#include "gateway/status.h"
 #include "host/array.h"
 
 namespace tarvik::ops {
@@ -34,22 +35,15 @@ struct VariableDescription {
 VariableDescription describeVariable(const OperationEntry* entry, const Variable& variable,
                                      const char* step);
 
-/// ROW_MAJOR or COLUMN_MAJOR. Raises "majorityInquiryFailure".
-long inquireMajority(const OperationEntry* entry, CDFid file);
-
-template <typename... Lists>
-void reverseLists(Lists&... lists) {
-  (std::reverse(lists.begin(), lists.end()), ...);
-}
-
 /// Turns lists that have one entry for each dimension from the user's order to the library's, or
 /// back: values are never reordered, so the dimensions of a row-major file are reversed instead.
 /// Gives the file's majority. Raises "majorityInquiryFailure".
 template <typename... Lists>
 long adjustToMajority(const OperationEntry* entry, CDFid file, Lists&... lists) {
-  const long majority = inquireMajority(entry, file);
+  long majority = 0;
+  check(entry, cdf::onFile(file, GET_, CDF_MAJORITY_, &majority), tag::majorityInquiryFailure);
   if (majority == ROW_MAJOR) {
-    reverseLists(lists...);
+    (std::reverse(lists.begin(), lists.end()), ...);
   }
   return majority;
 }

@@ -33,7 +33,7 @@ void checkOneRecord(const OperationEntry* entry, const VariableDescription& desc
   Longs factors = description.dimSizes;
   factors.push_back(elementsPerValue(description));
   const long expected = elementCount(entry->name, factors);
-  if (!hasElements(values, expected)) {
+  if (vlGetNumberOfElements(values) != static_cast<std::size_t>(expected)) {
     vlErrMsgIdAndTxt("VORLAN:tarvik:putVarRecordData:wrongNumberOfElements",
                      "When writing a record to variable \"%s\", exactly %u elements must be "
                      "provided.",
@@ -55,7 +55,7 @@ void checkValueCount(const OperationEntry* entry, const VariableDescription& des
   Longs factors = {slab.recordCount, elementsPerValue(description)};
   factors.insert(factors.end(), slab.counts.begin(), slab.counts.end());
   const long expected = elementCount(entry->name, factors);
-  if (!hasElements(values, expected)) {
+  if (vlGetNumberOfElements(values) != static_cast<std::size_t>(expected)) {
     vlErrMsgIdAndTxt("VORLAN:tarvik:hyperPutVarData:wrongNumberOfElements",
                      "When specifying a dimension count of %s and a record count of %d with "
                      "variable \"%s\", exactly %u elements must be provided.",
@@ -77,7 +77,6 @@ void putVarData(int, vlArray*[], int, const vlArray* inputs[], const OperationEn
   checkOneValue(description, inputs[4], wrongNumberOfElements);
   checkClass(description, inputs[4], "VORLAN:tarvik:putVarData:datatypeMismatch");
 
-  checkValues(entry, description);
   check(entry, cdf::checkRecordToWrite(record));
   check(entry, writeArray(inputs[4], [&](const void* value) {
           return transfers.putValue(variable.file, variable.number, record, indices, value);
@@ -92,7 +91,6 @@ void putVarRecordData(int, vlArray*[], int, const vlArray* inputs[], const Opera
   checkOneRecord(entry, description, inputs[3]);
   checkClass(description, inputs[3], "VORLAN:tarvik:putVarRecordData:datatypeMismatch");
 
-  checkValues(entry, description);
   check(entry, cdf::checkRecord(record));
   check(entry, writeArray(inputs[3], [&](const void* values) {
           return transfers.putRecord(variable.file, variable.number, record, values);
@@ -109,8 +107,7 @@ void hyperPutVarData(int, vlArray*[], int, const vlArray* inputs[], const Operat
   checkValueCount(entry, description, slab, inputs[8]);
   checkClass(description, inputs[8], "VORLAN:tarvik:hyperPutVarData:datatypeMismatch");
 
-  checkValues(entry, description);
-  check(entry, cdf::checkHyperslab(slab, bytesPerValue(description)));
+  check(entry, cdf::checkHyperslab(slab, valueShape(description)));
   check(entry, writeArray(inputs[8], [&](const void* values) {
           return transfers.putHyperslab(variable.file, variable.number, slab, values);
         }));

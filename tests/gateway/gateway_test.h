@@ -13,6 +13,12 @@
 
 using vlhost::Array;
 
+#if defined(__has_feature)
+inline constexpr bool underSanitizer = __has_feature(address_sanitizer);
+#else
+inline constexpr bool underSanitizer = false;
+#endif
+
 /// The class that carries elements of a C++ type. Characters are vlChar, logicals bool.
 template <typename T>
 constexpr vlClassID classOf() {

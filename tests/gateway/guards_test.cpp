@@ -1,4 +1,7 @@
-// Guards that scripts cannot try: entries of more elements than memory holds, and long paths.
+// Guards that scripts cannot try: entries of more elements than memory holds, short memory, and
+// long paths.
+#include <sys/resource.h>
+
 #include "tests/gateway/gateway_test.h"
 
 namespace fs = std::filesystem;
@@ -7,7 +10,8 @@ namespace {
 
 using GuardsTest = GatewayTest;
 
-constexpr long CDF_NAME_TRUNC = -1002, BAD_NUM_ELEMS = -2011, CDF_OPEN_ERROR = -2012;
+constexpr long CDF_NAME_TRUNC = -1002, BAD_NUM_ELEMS = -2011, BAD_MALLOC = -2026,
+               CDF_OPEN_ERROR = -2012;
 
 TEST_F(GuardsTest, EntriesOfMoreElementsThanTheLibraryCounts) {
   const File file = create("a");
@@ -21,6 +25,19 @@ TEST_F(GuardsTest, EntriesOfMoreElementsThanTheLibraryCounts) {
                 failureOf("putAttrEntry", BAD_NUM_ELEMS));
     }
   }
+  close(file);
+}
+
+TEST_F(GuardsTest, ValuesThatTheLibraryCannotAllocate) {
+  if (underSanitizer) GTEST_SKIP() << "a sanitizer ends the program instead";
+  const File file = create("a");
+  rlimit before{};
+  getrlimit(RLIMIT_DATA, &before);
+  const rlimit short_{2UL << 30, before.rlim_max};
+  setrlimit(RLIMIT_DATA, &short_);
+  const Raised refusal = raised("createVar", file, "x", 51.0, 2e9, List{}, -1.0, List{});
+  setrlimit(RLIMIT_DATA, &before);
+  EXPECT_EQ(refusal, failureOf("createVar", BAD_MALLOC));
   close(file);
 }
 
