@@ -7,12 +7,6 @@
 #include <iterator>
 #include <random>
 
-#if defined(__has_feature)
-inline constexpr bool underSanitizer = __has_feature(address_sanitizer);
-#else
-inline constexpr bool underSanitizer = false;
-#endif
-
 class Choices {
  public:
   Choices() = default;

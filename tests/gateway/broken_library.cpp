@@ -1,14 +1,13 @@
 #include "tests/gateway/broken_library.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdarg>
-#include <cstring>
 #include <dlfcn.h>
 #include <tuple>
 
 #include "cdf/functions.h"
 #include "cdf/library.h"
+#include "tests/gateway/recording.h"
 
 namespace broken {
 
@@ -16,10 +15,10 @@ std::set<const void*> received;
 
 namespace {
 
-void note(const void* memory) {
-  received.insert(memory);
+template <typename Argument>
+void note([[maybe_unused]] Argument argument) {
+  if constexpr (std::is_pointer_v<Argument>) received.insert(argument);
 }
-void note(long) {}
 
 std::optional<Answer> laidDown;
 std::vector<CDFid> answered;
@@ -43,21 +42,22 @@ CDFstatus answer(CDFid file, Request request, long* output) {
   return status == 0 ? laidDown->status : status;
 }
 
-/// A request made by a function is one on a file, as if its list had the item.
-template <typename F, typename... Arguments>
-CDFstatus standIn(long item, long* output, F* genuineOne, CDFid file, Arguments... arguments) {
+/// Records a call of a function and makes it.
+template <typename Result, typename... Parameters, typename... Arguments>
+Result recorded(const char* name, Result (*function)(Parameters...), Arguments... arguments) {
   (note(arguments), ...);
-  const auto request = [&] { return genuineOne(file, arguments...); };
-  return concerns(item) || concerns(tarvik::CDF_) ? answer(file, request, output) : request();
+  const std::optional<long> refusal = Recording::note(name, arguments...);
+  if constexpr (std::is_integral_v<Result>) {
+    if (refusal) return static_cast<Result>(*refusal);
+  }
+  const Recording::Within within;
+  return function(arguments...);
 }
 
-/// An item list as machine words, NULL_ and zeros behind it. No argument of a test is 1000.
-using ItemList = std::array<long, 48>;
-
-void* pointer(long word) {
-  void* result = nullptr;
-  std::memcpy(&result, &word, sizeof(result));
-  return result;
+/// A request made by a function is one on a file, as if its list had the item.
+template <typename Request>
+CDFstatus standIn(CDFid file, Request request, long item = tarvik::CDF_, long* output = nullptr) {
+  return concerns(item) || concerns(tarvik::CDF_) ? answer(file, request, output) : request();
 }
 
 /// The file that the list selects first, or null.
@@ -95,6 +95,7 @@ const std::vector<void*>& Answering::files() {
 }  // namespace broken
 
 #define GENUINE(function) broken::genuine(#function, function)
+#define RECORDED(function, ...) broken::recorded(#function, GENUINE(function), __VA_ARGS__)
 
 extern "C" {
 
@@ -107,48 +108,107 @@ CDFstatus CDFlib(long function, ...) {
     broken::received.insert(broken::pointer(list.at(i)));
   }
   va_end(rest);
-  const auto request = [&list] { return std::apply(GENUINE(CDFlib), list); };
+  const auto request = [&list]() -> CDFstatus {
+    const std::optional<long> refusal = broken::Recording::note(list);
+    const broken::Recording::Within within;
+    return refusal ? *refusal : std::apply(GENUINE(CDFlib), list);
+  };
   const bool concerned = std::any_of(list.begin(), list.end(), broken::concerns);
   return concerned ? broken::answer(broken::fileOf(list), request, broken::outputOf(list))
                    : request();
 }
 
+CDFstatus CDFcreateCDF(const char* name, CDFid* id) {
+  return RECORDED(CDFcreateCDF, name, id);
+}
+
+long CDFgetVarNum(CDFid id, const char* name) {
+  return RECORDED(CDFgetVarNum, id, name);
+}
+
+long CDFgetAttrNum(CDFid id, const char* name) {
+  return RECORDED(CDFgetAttrNum, id, name);
+}
+
 CDFstatus CDFinquireAttr(CDFid id, long attribute, char* name, long* scope, long* maxgEntry,
                          long* maxrEntry, long* maxzEntry) {
-  return broken::standIn(broken::inquireAttr, scope, GENUINE(CDFinquireAttr), id, attribute, name,
-                         scope, maxgEntry, maxrEntry, maxzEntry);
+  const auto request = [&] {
+    return RECORDED(CDFinquireAttr, id, attribute, name, scope, maxgEntry, maxrEntry, maxzEntry);
+  };
+  return broken::standIn(id, request, broken::inquireAttr, scope);
 }
 
 CDFstatus CDFinquireAttrEntry(CDFid id, int kind, long attribute, long entry, long* datatype,
                               long* numElements) {
-  return broken::standIn(broken::inquireAttrEntry, numElements, GENUINE(CDFinquireAttrEntry), id,
-                         kind, attribute, entry, datatype, numElements);
+  const auto request = [&] {
+    return RECORDED(CDFinquireAttrEntry, id, kind, attribute, entry, datatype, numElements);
+  };
+  return broken::standIn(id, request, broken::inquireAttrEntry, numElements);
 }
 
 CDFstatus CDFgetAttrEntry(CDFid id, int kind, long attribute, long entry, void* value) {
-  return broken::standIn(broken::getAttrEntry, nullptr, GENUINE(CDFgetAttrEntry), id, kind,
-                         attribute, entry, value);
+  return broken::standIn(
+      id, [&] { return RECORDED(CDFgetAttrEntry, id, kind, attribute, entry, value); });
 }
 
 CDFstatus CDFputAttrEntry(CDFid id, int kind, long attribute, long entry, long datatype,
                           long numElements, const void* value) {
-  return broken::standIn(broken::putAttrEntry, nullptr, GENUINE(CDFputAttrEntry), id, kind,
-                         attribute, entry, datatype, numElements, value);
+  return broken::standIn(id, [&] {
+    return RECORDED(CDFputAttrEntry, id, kind, attribute, entry, datatype, numElements, value);
+  });
+}
+
+CDFstatus CDFdeleteAttrEntry(CDFid id, int kind, long attribute, long entry) {
+  return RECORDED(CDFdeleteAttrEntry, id, kind, attribute, entry);
+}
+
+CDFstatus CDFgetNumAttrEntries(CDFid id, int kind, long attribute, long* count) {
+  return RECORDED(CDFgetNumAttrEntries, id, kind, attribute, count);
+}
+
+CDFstatus CDFgetAttrMaxEntry(CDFid id, int kind, long attribute, long* entry) {
+  return RECORDED(CDFgetAttrMaxEntry, id, kind, attribute, entry);
 }
 
 CDFstatus CDFgetVarRecordData(CDFid id, int kind, long variable, long record, void* values) {
-  return broken::standIn(broken::recordData, nullptr, GENUINE(CDFgetVarRecordData), id, kind,
-                         variable, record, values);
+  return broken::standIn(
+      id, [&] { return RECORDED(CDFgetVarRecordData, id, kind, variable, record, values); });
 }
 
 CDFstatus CDFputVarRecordData(CDFid id, int kind, long variable, long record, const void* values) {
-  return broken::standIn(broken::recordData, nullptr, GENUINE(CDFputVarRecordData), id, kind,
-                         variable, record, values);
+  return broken::standIn(
+      id, [&] { return RECORDED(CDFputVarRecordData, id, kind, variable, record, values); });
+}
+
+void CDFsetValidate(long mode) {
+  RECORDED(CDFsetValidate, mode);
 }
 
 int CDFgetValidate() {
+  broken::Recording::note("CDFgetValidate");
   return broken::concerns(broken::getValidate) ? static_cast<int>(*broken::laidDown->value)
                                                : GENUINE(CDFgetValidate)();
+}
+
+double computeEPOCH(long year, long month, long day, long hour, long minute, long second,
+                    long msec) {
+  return RECORDED(computeEPOCH, year, month, day, hour, minute, second, msec);
+}
+
+double computeEPOCH16(long year, long month, long day, long hour, long minute, long second,
+                      long msec, long usec, long nsec, long psec, double epoch[2]) {
+  return RECORDED(computeEPOCH16, year, month, day, hour, minute, second, msec, usec, nsec, psec,
+                  epoch);
+}
+
+void EPOCHbreakdown(double epoch, long* year, long* month, long* day, long* hour, long* minute,
+                    long* second, long* msec) {
+  RECORDED(EPOCHbreakdown, epoch, year, month, day, hour, minute, second, msec);
+}
+
+void EPOCH16breakdown(double epoch[2], long* year, long* month, long* day, long* hour, long* minute,
+                      long* second, long* msec, long* usec, long* nsec, long* psec) {
+  RECORDED(EPOCH16breakdown, epoch, year, month, day, hour, minute, second, msec, usec, nsec, psec);
 }
 
 }  // extern "C"

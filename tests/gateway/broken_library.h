@@ -11,8 +11,7 @@
 namespace broken {
 
 /// Stand for functions where an item is meant.
-constexpr long inquireAttr = -1, inquireAttrEntry = -2, getAttrEntry = -3, getValidate = -4,
-               putAttrEntry = -5, recordData = -6;
+constexpr long inquireAttr = -1, inquireAttrEntry = -2, getValidate = -3;
 
 /// Whatever the library was given that may be an address.
 extern std::set<const void*> received;

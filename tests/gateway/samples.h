@@ -1,13 +1,24 @@
-/// Valid inputs of every operation, and files to use them on, as samples.txt has them.
+/// Valid inputs of every operation, files to use them on, and the calls of the library that each
+/// must make, as samples.txt has them.
 #pragma once
-
-#include <map>
 
 #include "tests/gateway/script.h"
 
 struct Sample {
   std::string operation;
   Inputs inputs;
+};
+
+/// A call of the library, as a recording shows it.
+struct LibraryCall {
+  std::string text;
+  std::string tag;  ///< What its failure is reported as; empty where the library gives no status.
+  bool extended;    ///< The extended plug-in may make it, the exact one must not.
+};
+
+struct Row {
+  std::string operation, inputs;
+  std::vector<LibraryCall> calls;
 };
 
 /// Whether the operation gives the identifier of a further open file.
@@ -28,6 +39,11 @@ class SamplesTest : public ScriptTest {
   /// One for every operation; they use the open files.
   std::vector<Sample> samples() const;
 
+  static std::vector<Script> sections();
+  std::vector<Row> rowsOf(const Script& section);
+
+  std::vector<Row> rows_;  ///< Of the samples.
+
   File file_;   ///< With variables, attributes and data.
   File empty_;  ///< Whose settings can still be changed.
   File multi_;  ///< In several files.
@@ -38,5 +54,4 @@ class SamplesTest : public ScriptTest {
   Contents contents() const;
 
   Contents made_;
-  std::vector<Line> rows_;
 };

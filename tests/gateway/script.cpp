@@ -156,11 +156,27 @@ std::vector<Script> scriptsIn(const fs::path& path) {
 }
 
 void ScriptTest::run(const Script& script) {
+  perform(script);
+  closeKept();
+}
+
+void ScriptTest::perform(const Script& script) {
   run(script.lines.begin(), script.lines.end(), {{"dir", path("")}});
+}
+
+void ScriptTest::closeKept() {
   for (const auto& kept : kept_) {
     if (vlGetClassID(kept.second.array) == vlUINT64_CLASS) raised("close", kept.second);
   }
   kept_.clear();
+}
+
+std::vector<std::string> ScriptTest::linesOf(const Script& script) {
+  std::vector<std::string> lines;
+  lines_ = &lines;
+  perform(script);
+  lines_ = nullptr;
+  return lines;
 }
 
 void ScriptTest::run(Place first, Place last, Names names) {
@@ -179,6 +195,8 @@ void ScriptTest::run(Place first, Place last, Names names) {
     } else if (text.rfind("let ", 0) == 0) {
       const std::size_t equals = text.find(" = ");
       names[text.substr(4, equals - 4)] = text.substr(equals + 3);
+    } else if (lines_ != nullptr) {
+      lines_->push_back(text);
     } else {
       SCOPED_TRACE("line " + std::to_string(line->number) + ": " + text);
       try {
@@ -222,7 +240,7 @@ Inputs ScriptTest::inputsOf(const std::vector<std::string>& words) const {
 }
 
 Inputs ScriptTest::inputsFrom(const std::string& text) const {
-  return inputsOf(wordsOf(replaced(text, {{"dir", path("")}})));
+  return inputsOf(wordsOf(text));
 }
 
 void ScriptTest::state(const std::string& line) {

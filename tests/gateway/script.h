@@ -52,12 +52,19 @@ class ScriptTest : public GatewayTest {
     GatewayTest::TearDown();
   }
 
+  /// Runs a script and closes the files that it kept.
   void run(const Script& script);
+  /// Leaves them open, kept under their names.
+  void perform(const Script& script);
+  void closeKept();
+  /// The lines that a script comes to, with loops and names worked out.
+  std::vector<std::string> linesOf(const Script& script);
   void keep(const std::string& name, Input value) {
     kept_.insert_or_assign(name, std::move(value));
   }
-  /// The words of a text as inputs; $dir alone is replaced.
+  /// The words of a text as inputs.
   Inputs inputsFrom(const std::string& text) const;
+  const std::map<std::string, Input>& kept() const { return kept_; }
 
  private:
   using Names = std::map<std::string, std::string>;
@@ -71,5 +78,6 @@ class ScriptTest : public GatewayTest {
   Input input(const std::string& word) const;
   Inputs inputsOf(const std::vector<std::string>& words) const;
 
+  std::vector<std::string>* lines_ = nullptr;  ///< Where lines go that are not to be performed.
   std::map<std::string, Input> kept_;
 };
