@@ -23,8 +23,6 @@ constexpr CDFstatus BAD_REC_NUM = -2009;
 constexpr CDFstatus BAD_NUM_ELEMS = -2011;
 constexpr CDFstatus CDF_OPEN_ERROR = -2012;
 constexpr CDFstatus BAD_ALLOCATE_RECS = -2015;
-constexpr CDFstatus NO_SUCH_ATTR = -2017;
-constexpr CDFstatus NO_SUCH_VAR = -2019;
 constexpr CDFstatus BAD_MALLOC = -2026;
 constexpr CDFstatus BAD_REC_COUNT = -2037;
 constexpr CDFstatus BAD_REC_INTERVAL = -2038;
@@ -99,23 +97,13 @@ CDFstatus checkPathToOpen(const std::string& path) {
   return refuseIf(named && hasExtension(path) && fileToOpen(path) != path, CDF_OPEN_ERROR);
 }
 
-// The library cuts a longer name, and makes or renames the variable all the same. It keeps a name
-// of exactly 256 characters without a NUL, and reads on behind it in every later search.
+// The library cuts a longer name, and makes or renames the variable or attribute all the same.
 CDFstatus checkVariableName(const std::string& name) {
-  return refuseIf(name.size() >= CDF_VAR_NAME_LEN256, VAR_NAME_TRUNC);
+  return refuseIf(name.size() > CDF_VAR_NAME_LEN256, VAR_NAME_TRUNC);
 }
 
 CDFstatus checkAttributeName(const std::string& name) {
-  return refuseIf(name.size() >= CDF_ATTR_NAME_LEN256, ATTR_NAME_TRUNC);
-}
-
-// The library cuts a longer name and finds the variable with the cut one.
-CDFstatus checkVariableToFind(const std::string& name) {
-  return refuseIf(name.size() >= CDF_VAR_NAME_LEN256, NO_SUCH_VAR);
-}
-
-CDFstatus checkAttributeToFind(const std::string& name) {
-  return refuseIf(name.size() >= CDF_ATTR_NAME_LEN256, NO_SUCH_ATTR);
+  return refuseIf(name.size() > CDF_ATTR_NAME_LEN256, ATTR_NAME_TRUNC);
 }
 
 // The library allocates two values and crashes if it cannot. A record of more bytes than 32 bits
@@ -159,8 +147,9 @@ CDFstatus checkRecord(long record) {
 // 2147483647; index 0, count 3, interval 2147483647). The library refuses counts and intervals
 // below 1 by itself.
 //
-// It counts the values of a transfer in 32 bits, and the bytes too if the records or a dimension do
-// not vary: a transfer of more crashes, or moves as many as the low bits say and succeeds.
+// It counts in 32 bits: the values of a transfer, the bytes of a record if a dimension does not
+// vary, and all bytes if the records do not vary. A transfer of more crashes, or moves as many as
+// the low bits say and succeeds.
 CDFstatus checkHyperslab(const Hyperslab& slab, const ValueShape& shape) {
   if (slab.recordCount < 1 || slab.recordInterval < 1) {
     return 0;
@@ -168,7 +157,7 @@ CDFstatus checkHyperslab(const Hyperslab& slab, const ValueShape& shape) {
   if (lastOf(slab.recordStart, slab.recordCount, slab.recordInterval) >= largest) {
     return BAD_REC_NUM;
   }
-  long size = shape.varies ? 1 : shape.bytes;
+  long size = shape.recordsVary && shape.dimensionsVary ? 1 : shape.bytes;
   for (std::size_t i = 0; i < slab.indices.size(); ++i) {
     if (slab.counts[i] < 1 || slab.intervals[i] < 1) {
       return 0;
@@ -181,7 +170,8 @@ CDFstatus checkHyperslab(const Hyperslab& slab, const ValueShape& shape) {
       return BAD_DIM_COUNT;
     }
   }
-  return refuseIf(size * slab.recordCount > largest, BAD_REC_COUNT);
+  const bool oneByOne = shape.recordsVary && !shape.dimensionsVary;
+  return refuseIf(!oneByOne && size * slab.recordCount > largest, BAD_REC_COUNT);
 }
 
 // A read of two whole records or more of a variable whose records do not vary writes past the
@@ -198,10 +188,13 @@ CDFstatus checkAllocation(long last) {
   return refuseIf(last >= largest, BAD_ALLOCATE_RECS);
 }
 
-// The library cuts the number of elements to its low 32 bits: it writes an entry of 4294967297
+// The library counts the bytes of an entry, and 56 more, in 32 bits: 536870912 elements of CDF_INT4
+// crash. It cuts the number of elements to its low 32 bits: it writes an entry of 4294967297
 // elements as one of 1.
-CDFstatus checkEntrySize(std::size_t count) {
-  return refuseIf(count > static_cast<std::size_t>(largest), BAD_NUM_ELEMS);
+CDFstatus checkEntrySize(long datatype, std::size_t count) {
+  constexpr long besideTheValue = 56;
+  const auto most = static_cast<std::size_t>((largest - besideTheValue) / datatypeBytes(datatype));
+  return refuseIf(count > most, BAD_NUM_ELEMS);
 }
 
 }  // namespace tarvik::cdf

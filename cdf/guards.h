@@ -21,8 +21,6 @@ std::string fileToOpen(const std::string& path);
 
 CDFstatus checkVariableName(const std::string& name);
 CDFstatus checkAttributeName(const std::string& name);
-CDFstatus checkVariableToFind(const std::string& name);
-CDFstatus checkAttributeToFind(const std::string& name);
 
 /// What a variable is created with. Extents and variances are in the library's order and of the
 /// same length.
@@ -44,7 +42,7 @@ CDFstatus checkRecord(long record);
 struct ValueShape {
   long bytes;  ///< Of one value.
   bool recordsVary;
-  bool varies;  ///< The records and all dimensions.
+  bool dimensionsVary;  ///< All of them.
 };
 
 CDFstatus checkHyperslab(const Hyperslab& slab, const ValueShape& shape);
@@ -53,7 +51,7 @@ CDFstatus checkHyperslabToRead(const Hyperslab& slab, const ValueShape& shape);
 /// A block of records up to `last`.
 CDFstatus checkAllocation(long last);
 
-/// The elements of an attribute entry.
-CDFstatus checkEntrySize(std::size_t count);
+/// An attribute entry of `count` elements of a datatype.
+CDFstatus checkEntrySize(long datatype, std::size_t count);
 
 }  // namespace tarvik::cdf

@@ -58,7 +58,6 @@ void getAttrNum(int, vlArray* outputs[], int, const vlArray* inputs[],
                 const OperationEntry* entry) {
   const CDFid file = unpackCDFId(inputs[0]);
   const std::string name = unpackString(inputs[1]);
-  check(entry, cdf::checkAttributeToFind(name));
   const long number = CDFgetAttrNum(file, name.c_str());
   check(entry, number);
   outputs[0] = packUpLong(number);

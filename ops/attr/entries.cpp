@@ -100,7 +100,7 @@ void putAttrEntry(int, vlArray*[], int, const vlArray* inputs[], const Operation
 
   const long scope = inquireScope(operation, entry.attribute, tag::scopeInquiryfailure);
   const int kind = entryKind(entry.attribute.number, scope);
-  check(operation, cdf::checkEntrySize(count));
+  check(operation, cdf::checkEntrySize(datatype, count));
   check(operation, CDFputAttrEntry(entry.attribute.file, kind, entry.attribute.number, entry.number,
                                    datatype, static_cast<long>(count), data));
 }

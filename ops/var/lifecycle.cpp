@@ -92,7 +92,6 @@ void inquireVar(int, vlArray* outputs[], int, const vlArray* inputs[],
 void getVarNum(int, vlArray* outputs[], int, const vlArray* inputs[], const OperationEntry* entry) {
   const CDFid file = unpackCDFId(inputs[0]);
   const std::string name = unpackString(inputs[1]);
-  check(entry, cdf::checkVariableToFind(name));
   const long number = CDFgetVarNum(file, name.c_str());
   check(entry, number);
   outputs[0] = packUpLong(number);

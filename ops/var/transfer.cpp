@@ -9,9 +9,9 @@ namespace tarvik::ops {
 
 cdf::ValueShape valueShape(const VariableDescription& description) {
   const Longs& varys = description.dimVarys;
-  const bool recordsVary = description.recVary != NOVARY;
-  return {cdf::datatypeBytes(description.datatype) * description.numElements, recordsVary,
-          recordsVary && std::find(varys.begin(), varys.end(), NOVARY) == varys.end()};
+  return {cdf::datatypeBytes(description.datatype) * description.numElements,
+          description.recVary != NOVARY,
+          std::find(varys.begin(), varys.end(), NOVARY) == varys.end()};
 }
 
 cdf::Hyperslab unpackHyperslab(const vlArray* inputs[]) {

@@ -17,11 +17,19 @@ TEST_F(GuardsTest, EntriesOfMoreElementsThanTheLibraryCounts) {
   const File file = create("a");
   // Borrowed: nobody reads the elements of an array that is refused for their number.
   const double none = 0;
+  const struct {
+    double datatype;
+    vlClassID classId;
+    std::size_t count;
+  } rows[] = {{41, vlINT8_CLASS, std::size_t{1} << 31},
+              {41, vlINT8_CLASS, (std::size_t{1} << 32) + 1},
+              {4, vlINT32_CLASS, std::size_t{1} << 29},
+              {45, vlDOUBLE_CLASS, (std::size_t{1} << 28) - 7}};
   for (const double scope : {1.0, 2.0}) {
     const double attribute = numberOf(call("createAttr", file, std::to_string(scope), scope).at(0));
-    for (const std::size_t count : {std::size_t{1} << 31, (std::size_t{1} << 32) + 1}) {
-      const Array bytes = vlhost::borrow({1, count}, vlINT8_CLASS, &none);
-      EXPECT_EQ(raised("putAttrEntry", file, attribute, 0.0, 41.0, bytes.get()),
+    for (const auto& row : rows) {
+      const Array values = vlhost::borrow({1, row.count}, row.classId, &none);
+      EXPECT_EQ(raised("putAttrEntry", file, attribute, 0.0, row.datatype, values.get()),
                 failureOf("putAttrEntry", BAD_NUM_ELEMS));
     }
   }
