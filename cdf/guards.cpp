@@ -1,12 +1,11 @@
 #include "cdf/guards.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
 #include <string_view>
 #include <unistd.h>
-
-#include "cdf/datatypes.h"
 
 // What the library does was seen with version 3.9.1, called directly.
 
@@ -31,13 +30,13 @@ constexpr CDFstatus BAD_DIM_COUNT = -2039;
 /// The library counts records, values and bytes in 32 bits.
 constexpr long largest = std::numeric_limits<std::int32_t>::max();
 
-CDFstatus refuseIf(bool refused, CDFstatus status) {
-  return refused ? status : 0;
-}
-
 /// The last of `count` numbers from `start` on. Each of the three fits 32 bits.
 long lastOf(long start, long count, long interval) {
   return start + (count - 1) * interval;
+}
+
+long valueBytes(const VariableDescription& variable) {
+  return datatypeBytes(variable.datatype) * variable.numElements;
 }
 
 bool canAllocate(std::size_t bytes) {
@@ -71,7 +70,7 @@ bool fitsWithExtension(const std::string& path) {
 // The library cuts a longer path and makes the file with the cut name, with status -1002. Where the
 // extension no longer fits, the status is 0.
 CDFstatus checkPathToCreate(const std::string& path) {
-  return refuseIf(!fitsWithExtension(path), CDF_NAME_TRUNC);
+  return fitsWithExtension(path) ? 0 : CDF_NAME_TRUNC;
 }
 
 // Tried in this order, whichever of the names was asked for.
@@ -94,35 +93,35 @@ CDFstatus checkPathToOpen(const std::string& path) {
   if (!named && !fitsWithExtension(path)) {
     return CDF_NAME_TRUNC;
   }
-  return refuseIf(named && hasExtension(path) && fileToOpen(path) != path, CDF_OPEN_ERROR);
+  return named && hasExtension(path) && fileToOpen(path) != path ? CDF_OPEN_ERROR : 0;
 }
 
 // The library cuts a longer name, and makes or renames the variable or attribute all the same.
 CDFstatus checkVariableName(const std::string& name) {
-  return refuseIf(name.size() > CDF_VAR_NAME_LEN256, VAR_NAME_TRUNC);
+  return name.size() > CDF_VAR_NAME_LEN256 ? VAR_NAME_TRUNC : 0;
 }
 
 CDFstatus checkAttributeName(const std::string& name) {
-  return refuseIf(name.size() > CDF_ATTR_NAME_LEN256, ATTR_NAME_TRUNC);
+  return name.size() > CDF_ATTR_NAME_LEN256 ? ATTR_NAME_TRUNC : 0;
 }
 
 // The library allocates two values and crashes if it cannot. A record of more bytes than 32 bits
 // count crashes in the first read or write, or is stored wrong: extents 65536 by 65536 of CDF_INT4,
 // for instance. Dimensions that do not vary are not stored and do not count. What the library
 // refuses by itself passes: another datatype, a number or extent below 1, more than 10 dimensions.
-CDFstatus checkShape(const VariableShape& shape) {
-  if (shape.dimSizes.size() > CDF_MAX_DIMS) {
+CDFstatus checkShape(const VariableDescription& variable) {
+  if (variable.dimSizes.size() > CDF_MAX_DIMS) {
     return 0;
   }
-  long bytes = datatypeBytes(shape.datatype) * shape.numElements;
+  long bytes = valueBytes(variable);
   if (bytes > largest) {
     return BAD_NUM_ELEMS;
   }
   if (bytes > 0 && !canAllocate(2 * static_cast<std::size_t>(bytes))) {
     return BAD_MALLOC;
   }
-  for (std::size_t i = 0; i < shape.dimSizes.size() && bytes > 0; ++i) {
-    bytes *= shape.dimVarys[i] == VARY ? shape.dimSizes[i] : 1;
+  for (std::size_t i = 0; i < variable.dimSizes.size() && bytes > 0; ++i) {
+    bytes *= variable.dimVarys[i] == VARY ? variable.dimSizes[i] : 1;
     if (bytes > largest) {
       return BAD_DIM_SIZE;
     }
@@ -133,13 +132,13 @@ CDFstatus checkShape(const VariableShape& shape) {
 // A write of record 2147483647 crashes for compressed sparse variables and in a file that is
 // compressed as a whole, and loses the file for others. A read of one value gives the pad value.
 CDFstatus checkRecordToWrite(long record) {
-  return refuseIf(record >= largest, BAD_REC_NUM);
+  return record >= largest ? BAD_REC_NUM : 0;
 }
 
 // The record functions crash for record 2147483647 and for negative records, where a variable is
 // compressed (record -5, for instance). The item interface refuses negative records by itself.
 CDFstatus checkRecord(long record) {
-  return refuseIf(record < 0 || record >= largest, BAD_REC_NUM);
+  return record < 0 || record >= largest ? BAD_REC_NUM : 0;
 }
 
 // A last record of 2147483647 or more, or a last index of more, passes the library's own check: the
@@ -150,14 +149,17 @@ CDFstatus checkRecord(long record) {
 // It counts in 32 bits: the values of a transfer, the bytes of a record if a dimension does not
 // vary, and all bytes if the records do not vary. A transfer of more crashes, or moves as many as
 // the low bits say and succeeds.
-CDFstatus checkHyperslab(const Hyperslab& slab, const ValueShape& shape) {
+CDFstatus checkHyperslab(const Hyperslab& slab, const VariableDescription& variable) {
   if (slab.recordCount < 1 || slab.recordInterval < 1) {
     return 0;
   }
   if (lastOf(slab.recordStart, slab.recordCount, slab.recordInterval) >= largest) {
     return BAD_REC_NUM;
   }
-  long size = shape.recordsVary && shape.dimensionsVary ? 1 : shape.bytes;
+  const Longs& varys = variable.dimVarys;
+  const bool recordsVary = variable.recVary != NOVARY;
+  const bool dimensionsVary = std::find(varys.begin(), varys.end(), NOVARY) == varys.end();
+  long size = recordsVary && dimensionsVary ? 1 : valueBytes(variable);
   for (std::size_t i = 0; i < slab.indices.size(); ++i) {
     if (slab.counts[i] < 1 || slab.intervals[i] < 1) {
       return 0;
@@ -170,22 +172,26 @@ CDFstatus checkHyperslab(const Hyperslab& slab, const ValueShape& shape) {
       return BAD_DIM_COUNT;
     }
   }
-  const bool oneByOne = shape.recordsVary && !shape.dimensionsVary;
-  return refuseIf(!oneByOne && size * slab.recordCount > largest, BAD_REC_COUNT);
+  const bool oneByOne = recordsVary && !dimensionsVary;
+  return !oneByOne && size * slab.recordCount > largest ? BAD_REC_COUNT : 0;
 }
 
 // A read of two whole records or more of a variable whose records do not vary writes past the
 // caller's memory if the record interval is 2 or more. A write does not.
-CDFstatus checkHyperslabToRead(const Hyperslab& slab, const ValueShape& shape) {
-  const CDFstatus status = checkHyperslab(slab, shape);
-  const bool overruns = !shape.recordsVary && slab.recordCount > 1 && slab.recordInterval > 1;
-  return status < 0 ? status : refuseIf(overruns, BAD_REC_INTERVAL);
+CDFstatus checkHyperslabToRead(const Hyperslab& slab, const VariableDescription& variable) {
+  const CDFstatus status = checkHyperslab(slab, variable);
+  const bool overruns =
+      variable.recVary == NOVARY && slab.recordCount > 1 && slab.recordInterval > 1;
+  if (status < 0) {
+    return status;
+  }
+  return overruns ? BAD_REC_INTERVAL : 0;
 }
 
 // Allocating a block up to record 2147483647 crashes in a file that is compressed as a whole, and
 // loses others.
 CDFstatus checkAllocation(long last) {
-  return refuseIf(last >= largest, BAD_ALLOCATE_RECS);
+  return last >= largest ? BAD_ALLOCATE_RECS : 0;
 }
 
 // The library counts the bytes of an entry, and 56 more, in 32 bits: 536870912 elements of CDF_INT4
@@ -194,7 +200,7 @@ CDFstatus checkAllocation(long last) {
 CDFstatus checkEntrySize(long datatype, std::size_t count) {
   constexpr long besideTheValue = 56;
   const auto most = static_cast<std::size_t>((largest - besideTheValue) / datatypeBytes(datatype));
-  return refuseIf(count > most, BAD_NUM_ELEMS);
+  return count > most ? BAD_NUM_ELEMS : 0;
 }
 
 }  // namespace tarvik::cdf

@@ -22,31 +22,15 @@ std::string fileToOpen(const std::string& path);
 CDFstatus checkVariableName(const std::string& name);
 CDFstatus checkAttributeName(const std::string& name);
 
-/// What a variable is created with. Extents and variances are in the library's order and of the
-/// same length.
-struct VariableShape {
-  long datatype;
-  long numElements;
-  Longs dimSizes;
-  long recVary;
-  Longs dimVarys;
-};
-
-CDFstatus checkShape(const VariableShape& shape);
+/// A variable to create; its name does not count.
+CDFstatus checkShape(const VariableDescription& variable);
 
 CDFstatus checkRecordToWrite(long record);
 /// For CDFgetVarRecordData and CDFputVarRecordData.
 CDFstatus checkRecord(long record);
 
-/// How the values of a variable are stored.
-struct ValueShape {
-  long bytes;  ///< Of one value.
-  bool recordsVary;
-  bool dimensionsVary;  ///< All of them.
-};
-
-CDFstatus checkHyperslab(const Hyperslab& slab, const ValueShape& shape);
-CDFstatus checkHyperslabToRead(const Hyperslab& slab, const ValueShape& shape);
+CDFstatus checkHyperslab(const Hyperslab& slab, const VariableDescription& variable);
+CDFstatus checkHyperslabToRead(const Hyperslab& slab, const VariableDescription& variable);
 
 /// A block of records up to `last`.
 CDFstatus checkAllocation(long last);

@@ -102,6 +102,43 @@ CDFstatus onAttribute(CDFid file, long attribute, Arguments... arguments) {
   return call(SELECT_, CDF_, file, ATTR_, attribute, arguments...);
 }
 
+/// The bytes of one element of each of the library's datatypes.
+struct DatatypeSize {
+  long datatype;
+  long bytes;
+};
+
+inline constexpr DatatypeSize datatypeSizes[] = {
+    {1, 1},  {2, 2},   {4, 4},  {8, 8},  {11, 1}, {12, 2}, {14, 4}, {21, 4}, {22, 8},
+    {31, 8}, {32, 16}, {33, 8}, {41, 1}, {44, 4}, {45, 8}, {51, 1}, {52, 1},
+};
+
+/// The bytes of one element; 0 for a code that is no datatype.
+constexpr long datatypeBytes(long datatype) {
+  for (const DatatypeSize& row : datatypeSizes) {
+    if (row.datatype == datatype) {
+      return row.bytes;
+    }
+  }
+  return 0;
+}
+
+constexpr bool isText(long datatype) {
+  return datatype == 51 || datatype == 52;
+}
+
+/// What the library reports about a z-variable, and what one is created with.
+struct VariableDescription {
+  NameBuffer name{};
+  long datatype = 0;
+  /// The string length for CDF_CHAR and CDF_UCHAR, 1 for every other datatype.
+  long numElements = 0;
+  long numDims = 0;
+  Longs dimSizes = Longs(CDF_MAX_DIMS);  ///< One for each dimension, in the library's order.
+  long recVary = 0;
+  Longs dimVarys = Longs(CDF_MAX_DIMS);  ///< As dimSizes.
+};
+
 /// A run of records, each cut to a block of the dimensions, with intervals. The lists are in the
 /// library's order, one entry for each dimension.
 struct Hyperslab {

@@ -11,7 +11,7 @@
 #include <new>
 #include <numeric>
 
-#include "cdf/datatypes.h"
+#include "cdf/library.h"
 
 namespace tarvik::extended {
 

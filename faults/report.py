@@ -33,9 +33,9 @@ A fuzzer makes calls of all operations with hostile arguments, in long sequences
 against a model of what should exist, under the address and undefined behaviour sanitizers. The
 library itself is not instrumented. {calls}
 
-Requests that the bare library answers with a crash, with another file than the one named or with
-a file that it cannot open again are answered before they reach it, with the library's own status
-for such a request. `cdf/guards.cpp` has them all, each with what was seen.
+Requests with which the library would crash, touch foreign memory or act on another file or variable
+are refused before they reach it, with the library's own status. `cdf/guards.cpp` has them all, each
+with what the library does. The library's other faults stand in [library-faults](library-faults.md).
 
 ## Damaged files
 

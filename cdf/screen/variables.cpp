@@ -2,7 +2,6 @@
 
 #include <limits>
 
-#include "cdf/datatypes.h"
 #include "cdf/library.h"
 
 // What the library does with a bad value was seen with version 3.9.1.

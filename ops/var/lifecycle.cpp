@@ -37,8 +37,8 @@ Longs unpackDimensionVariances(const vlArray* argument, std::size_t numDims) {
 }
 
 /// The inputs of createVar from the datatype on, in the user's order of dimensions.
-cdf::VariableShape unpackShape(const vlArray* inputs[]) {
-  cdf::VariableShape shape;
+VariableDescription unpackShape(const vlArray* inputs[]) {
+  VariableDescription shape;
   shape.datatype = unpackLongScalar(inputs[0]);
   shape.numElements = unpackLongScalar(inputs[1]);
   shape.dimSizes = unpackVector(inputs[2]);
@@ -63,7 +63,7 @@ vlArray* packUpExtents(const Longs& extents) {
 void createVar(int, vlArray* outputs[], int, const vlArray* inputs[], const OperationEntry* entry) {
   const CDFid file = unpackCDFId(inputs[0]);
   const std::string name = unpackString(inputs[1]);
-  cdf::VariableShape shape = unpackShape(inputs + 2);
+  VariableDescription shape = unpackShape(inputs + 2);
   adjustToMajority(entry, file, shape.dimSizes, shape.dimVarys);
   vlArray* result = packUpLong(0);
   long number = 0;

@@ -121,7 +121,7 @@ void hyperGetVarData(int, vlArray* outputs[], int, const vlArray* inputs[],
 
   const auto dims = arrayDimensions(entry->name, slabDimensions(description, slab, majority));
   const vlClassID classId = mapCdfDatatypeToVorlan(description.datatype);
-  check(entry, cdf::checkHyperslabToRead(slab, valueShape(description)));
+  check(entry, cdf::checkHyperslabToRead(slab, description));
   outputs[0] = readArray(dims, classId, [&](void* values) {
     check(entry, transfers.getHyperslab(variable.file, variable.number, slab, values));
   });

@@ -1,18 +1,9 @@
 #include "ops/var/transfer.h"
 
-#include <algorithm>
-
-#include "cdf/datatypes.h"
+#include "cdf/library.h"
 #include "convert/numbers.h"
 
 namespace tarvik::ops {
-
-cdf::ValueShape valueShape(const VariableDescription& description) {
-  const Longs& varys = description.dimVarys;
-  return {cdf::datatypeBytes(description.datatype) * description.numElements,
-          description.recVary != NOVARY,
-          std::find(varys.begin(), varys.end(), NOVARY) == varys.end()};
-}
 
 cdf::Hyperslab unpackHyperslab(const vlArray* inputs[]) {
   cdf::Hyperslab slab;

@@ -33,8 +33,6 @@ inline long elementsPerValue(const VariableDescription& description) {
                                              : description.numElements;
 }
 
-cdf::ValueShape valueShape(const VariableDescription& description);
-
 /// The inputs of a hyperslab operation from the record start on: record start, count and interval,
 /// then dimension indices, counts and intervals, in the user's order of dimensions.
 cdf::Hyperslab unpackHyperslab(const vlArray* inputs[]);

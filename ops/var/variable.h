@@ -20,16 +20,7 @@ struct Variable {
 /// The first two inputs: a file identifier and a variable number.
 Variable unpackVariable(const vlArray* inputs[]);
 
-struct VariableDescription {
-  NameBuffer name{};
-  long datatype = 0;
-  /// The string length for CDF_CHAR and CDF_UCHAR, 1 for every other datatype.
-  long numElements = 0;
-  long numDims = 0;
-  Longs dimSizes = Longs(CDF_MAX_DIMS);  ///< One for each dimension, in the library's order.
-  long recVary = 0;
-  Longs dimVarys = Longs(CDF_MAX_DIMS);  ///< As dimSizes.
-};
+using cdf::VariableDescription;
 
 /// Raises the failure of the inquiry under the tag `step`.
 VariableDescription describeVariable(const OperationEntry* entry, const Variable& variable,

@@ -107,7 +107,7 @@ void hyperPutVarData(int, vlArray*[], int, const vlArray* inputs[], const Operat
   checkValueCount(entry, description, slab, inputs[8]);
   checkClass(description, inputs[8], "VORLAN:tarvik:hyperPutVarData:datatypeMismatch");
 
-  check(entry, cdf::checkHyperslab(slab, valueShape(description)));
+  check(entry, cdf::checkHyperslab(slab, description));
   check(entry, writeArray(inputs[8], [&](const void* values) {
           return transfers.putHyperslab(variable.file, variable.number, slab, values);
         }));
