@@ -7,6 +7,7 @@ try_faults() {
   mkdir -p "$results"
   export TMPDIR=$results
   [ -d "$files" ] || files=$root/examples/data
+  show_library_faults
   say "Looking for leaks with the tests (some minutes)"
   valgrind_tests >"$results/leaks.txt" || exit
   say "Making calls, damaging files, killing writers (hours)"
@@ -16,6 +17,13 @@ try_faults() {
   PYTHONPATH=$root/tools "$python" "$root/faults/report.py" "$results" "$root/docs" ||
     fail "the page could not be written"
   say "docs/reliability.md is written"
+}
+
+# show_library_faults: prints which of its known faults the CDF library still has.
+show_library_faults() {
+  say "Trying the known faults of the CDF library"
+  "$root/build/release/faults/library/library_faults" ||
+    fail "the known faults of the CDF library could not be tried"
 }
 
 # valgrind_tests: runs each C++ test program of the release build, and those Python tests that stay in

@@ -18,6 +18,7 @@ constexpr unsigned secondsOfARow = 20;
 constexpr std::size_t fileBytes = std::size_t{1} << 28;
 constexpr std::size_t memoryBytes = std::size_t{1} << 33;
 constexpr std::size_t page = 4096;
+constexpr int failed = 255;  ///< The exit code of a program that could not be run.
 
 std::vector<const char*> guards;
 
@@ -53,13 +54,18 @@ void isolate() {
 Seen runApart(const Fault& fault, const std::string& folder) {
   const pid_t child = fork();
   if (child == 0) {
-    isolate();
-    std::filesystem::current_path(folder);
-    _exit(static_cast<int>(fault.run == nullptr ? follow(fault.steps) : fault.run()));
+    try {
+      isolate();
+      std::filesystem::current_path(folder);
+      _exit(static_cast<int>(fault.run == nullptr ? follow(fault.steps) : fault.run()));
+    } catch (...) {
+      _exit(failed);
+    }
   }
   int state = 0;
-  if (child < 0 || waitpid(child, &state, 0) != child) {
-    std::perror("no process");
+  if (child < 0 || waitpid(child, &state, 0) != child ||
+      (WIFEXITED(state) && WEXITSTATUS(state) == failed)) {
+    std::fprintf(stderr, "%s could not be run\n", fault.name);
     std::exit(1);
   }
   if (WIFSIGNALED(state)) {

@@ -27,10 +27,16 @@ enum class Seen {
 };
 
 struct Fault {
+  /// A sequence for follow(), or a function of its own.
+  Fault(const char* rowName, const char* cause, const char* sequence)
+      : name(rowName), trigger(cause), steps(sequence) {}
+  Fault(const char* rowName, const char* cause, Seen (*function)())
+      : name(rowName), trigger(cause), run(function) {}
+
   const char* name;
   const char* trigger;
-  const char* steps;  ///< For follow(), if there is no function.
-  Seen (*run)();
+  const char* steps = nullptr;
+  Seen (*run)() = nullptr;
 };
 
 extern const std::vector<Fault> numberFaults, nameFaults, storageFaults;

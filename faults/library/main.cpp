@@ -1,6 +1,6 @@
 // library_faults [--list | --json] [NAME...]: which of the known faults the CDF library still has.
 #include <algorithm>
-#include <cstring>
+#include <iomanip>
 #include <iostream>
 #include <string_view>
 
@@ -49,13 +49,12 @@ void printTable(const std::vector<const Fault*>& rows) {
   std::cout << "Known faults in CDF library " << version() << ":\n";
   for (const Fault* row : rows) {
     const Seen seen = observe(*row, tries);
-    std::string text = nameOf(seen);
-    if (seen != Seen::nothing) {
-      text = "still there (" + text + ")";
+    std::cout << std::left << std::setw(34) << row->name;
+    if (seen == Seen::nothing) {
+      std::cout << nameOf(seen) << std::endl;  // Each row at once: some take seconds.
+    } else {
+      std::cout << "still there (" << nameOf(seen) << ")" << std::endl;
     }
-    std::cout << row->name
-              << std::string(34 - std::min<std::size_t>(33, std::strlen(row->name)), ' ') << text
-              << std::endl;  // Each row at once: some take seconds.
   }
 }
 

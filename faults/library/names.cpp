@@ -1,8 +1,6 @@
 // Names, paths, texts, handles and whole files.
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <unistd.h>
 
 #include "faults/library/harness.h"
 
@@ -10,14 +8,11 @@ namespace tarvik::faults {
 
 namespace {
 
-/// A folder whose path leaves room for a name of so many characters in a path of `length`.
+/// A path of so many characters in a folder that exists.
 std::string longPath(std::size_t length) {
-  std::string path = std::filesystem::current_path().string() + '/';
-  for (const std::size_t end : {std::size_t{250}, std::size_t{490}}) {
-    path += std::string(end - path.size() - 1, 'd') + '/';
-    std::filesystem::create_directory(path);
-  }
-  return path + std::string(length - path.size(), 'f');
+  const std::string folder = std::string(200, 'd') + '/' + std::string(200, 'd') + '/';
+  std::filesystem::create_directories(folder);
+  return folder + std::string(length - folder.size(), 'f');
 }
 
 /// Overwrites the stack that the next call will use.
@@ -56,7 +51,7 @@ CDFstatus writeWithChecksum() {
 }  // namespace
 
 const std::vector<Fault> nameFaults{
-    {"long-name-made", "create a variable with a name of 257 characters", nullptr,
+    {"long-name-made", "create a variable with a name of 257 characters",
      [] {
        File file;
        long variables = 0;
@@ -64,7 +59,7 @@ const std::vector<Fault> nameFaults{
        file.on(GET_, CDF_NUMzVARS_, &variables);
        return status < 0 && variables == 1 ? Seen::otherObject : Seen::nothing;
      }},
-    {"name-of-256-not-found", "look for an attribute with a name of 256 characters", nullptr,
+    {"name-of-256-not-found", "look for an attribute with a name of 256 characters",
      [] {
        File file;
        const std::string name(256, 'n');
@@ -73,13 +68,13 @@ const std::vector<Fault> nameFaults{
        return made >= 0 && CDFgetAttrNum(file.id, name.c_str()) != made ? Seen::wrongValues
                                                                         : Seen::nothing;
      }},
-    {"long-path-cut", "create a file whose path has no room for the extension", nullptr,
+    {"long-path-cut", "create a file whose path has no room for the extension",
      [] {
        const std::string path = longPath(510);
        const File file(path.c_str());
        return std::filesystem::exists(path + ".cdf") ? Seen::nothing : Seen::otherObject;
      }},
-    {"long-path-opens-another", "open a path of 513 characters", nullptr,
+    {"long-path-opens-another", "open a path of 513 characters",
      [] {
        const std::string path = longPath(508) + ".cdf";
        File file(path.c_str());
@@ -87,7 +82,7 @@ const std::vector<Fault> nameFaults{
        file.path = path + "x";
        return file.reopen() >= 0 ? Seen::otherObject : Seen::nothing;
      }},
-    {"two-spellings", "open x.CDF where x.cdf lies beside it", nullptr,
+    {"two-spellings", "open x.CDF where x.cdf lies beside it",
      [] {
        File upper("f");
        upper.variable(CDF_INT4);
@@ -100,7 +95,7 @@ const std::vector<Fault> nameFaults{
        upper.on(GET_, CDF_NUMzVARS_, &variables);
        return variables == 1 ? Seen::nothing : Seen::otherObject;
      }},
-    {"opened-twice", "write to the same file through two handles", nullptr,
+    {"opened-twice", "write to the same file through two handles",
      [] {
        File first;
        const long x = first.variable(CDF_INT4);
@@ -117,19 +112,19 @@ const std::vector<Fault> nameFaults{
        second.value(x, GET_, 1, &values[1]);
        return values[1] == 10 ? fate : Seen::wrongValues;
      }},
-    {"failed-close-frees", "close a file with checksum kind 2, which fails", nullptr,
+    {"failed-close-frees", "close a file with checksum kind 2, which fails",
      [] {
        File file;
        file.on(PUT_, CDF_CHECKSUM_, 2L);
        return file.close() < 0 ? handleAgain(file.id) : Seen::nothing;
      }},
-    {"failed-delete-frees", "delete a new file that is gone from the disk, which fails", nullptr,
+    {"failed-delete-frees", "delete a new file that is gone from the disk, which fails",
      [] {
        File file;
        std::filesystem::remove(file.path);
        return file.on(DELETE_, CDF_) < 0 ? handleAgain(file.id) : Seen::nothing;
      }},
-    {"forged-handle", "use a handle that the library did not give", nullptr,
+    {"forged-handle", "use a handle that the library did not give",
      [] {
        long variables = 0;
        void* const forged = reinterpret_cast<void*>(0x1230);  // NOLINT(performance-no-int-to-ptr)
@@ -137,18 +132,17 @@ const std::vector<Fault> nameFaults{
        return Seen::nothing;
      }},
     {"status-text-overrun", "ask for the text of status -2234 with the room that is promised",
-     nullptr,
      [] {
        constexpr std::size_t promised = 120;
        const Guarded text(promised + 1);
        cdf::call(SELECT_, CDF_STATUS_, -2234L, GET_, STATUS_TEXT_, text.data());
        return Seen::nothing;
      }},
-    {"entry-text-without-nul", "write a CDF_CHAR entry that no NUL follows", nullptr,
+    {"entry-text-without-nul", "write a CDF_CHAR entry that no NUL follows",
      [] { return textWithoutNul(CDF_CHAR); }},
-    {"entry-utext-without-nul", "write a CDF_UCHAR entry that no NUL follows", nullptr,
+    {"entry-utext-without-nul", "write a CDF_UCHAR entry that no NUL follows",
      [] { return textWithoutNul(CDF_UCHAR); }},
-    {"text-behind-a-nul", "write a text value with characters behind a NUL", nullptr,
+    {"text-behind-a-nul", "write a text value with characters behind a NUL",
      [] {
        File file;
        std::array<char, 5> text{"a\0bc"};
@@ -159,7 +153,6 @@ const std::vector<Fault> nameFaults{
        return text[2] == 'b' ? Seen::nothing : Seen::wrongValues;
      }},
     {"read-only-double-free", "select an attribute, read-only mode, read an unwritten record",
-     nullptr,
      [] {
        File file;
        file.attribute("a");
@@ -173,7 +166,7 @@ const std::vector<Fault> nameFaults{
        file.value(x, GET_, 8, &value);
        return file.fate();
      }},
-    {"full-disk-checksum", "a disk that lacks 8 bytes for the checksum", nullptr,
+    {"full-disk-checksum", "a disk that lacks 8 bytes for the checksum",
      [] {
        writeWithChecksum();
        const std::size_t needed = std::filesystem::file_size("f.cdf");
@@ -183,7 +176,7 @@ const std::vector<Fault> nameFaults{
        file.path = "f.cdf";
        return writeWithChecksum() >= 0 && file.reopen() < 0 ? Seen::lostFile : Seen::nothing;
      }},
-    {"full-disk-whole-file", "append to a file compressed as a whole on a full disk", nullptr,
+    {"full-disk-whole-file", "append to a file compressed as a whole on a full disk",
      [] {
        File file;
        CompressionParameters none{};

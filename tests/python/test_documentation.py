@@ -158,6 +158,16 @@ def test_links_lead_somewhere(path):
         assert not anchor or anchor in anchors(target), link
 
 
+def test_every_known_fault_of_the_library_is_described():
+    program = ROOT / "build/release/faults/library/library_faults"
+    if not program.exists():
+        pytest.skip("the C++ tests are not built")
+    rows = subprocess.run([program, "--list"], capture_output=True, text=True, check=True).stdout
+    page = (ROOT / "docs/library-faults.md").read_text(encoding="utf-8")
+    described = re.findall(r"^\| `([a-z0-9-]+)` \|", page, re.MULTILINE)
+    assert sorted(described) == sorted(row.split(":")[0] for row in rows.splitlines())
+
+
 def compare_pictures(shown, made):
     mpl = pytest.importorskip("matplotlib.image")
     tiles = []
