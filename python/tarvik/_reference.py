@@ -41,20 +41,21 @@ _CHOICES = """\
   NaN becomes -2147483648, which most operations refuse as a number of anything.
 - **Texts** must be char arrays without NUL characters, which would reach the library cut short.
   The library judges other characters than printable ASCII.
-- **Each operation makes one library call**, after the inquiries that it needs, with the numbers that
-  it was given. Faults of the library that a sequence of calls can meet are on the page
-  [library-faults](library-faults.md).
-- **Refused requests** never reach the library: with them it would crash, touch foreign memory, act on
-  another file or variable, or report success with wrong values. The answer has the form of the
-  library's refusals and its own status. They are: names over 256 characters, and paths over 512 with
-  the extension, which the library cuts; two files whose names differ in the case of the extension;
-  records below zero in `getVarRecordData` and `putVarRecordData`, record 2147483647 and beyond
-  except in `getVarData`; a last index of a hyperslab, a size of a value, record, entry or hyperslab
-  that 32 bits do not count; values that there is no memory for in `createVar`; and reading several
-  records with an interval of 2 or more from a variable whose records do not vary. Requests that ask
-  for much are made: writing record 2000000000 first writes all before it, unless records are sparse.
+- **Each operation makes one library call**, after the inquiries that it needs, with the numbers
+  that it was given. [Known faults](library-faults.md) of the library can meet a sequence of calls.
+- **Refused requests** never reach the library: with them it would crash, touch foreign memory, act
+  on another file or variable, or report success with wrong values. The answer has the form of the
+  library's refusals and its own status. They are: names over 256 characters, and paths over 512
+  with the extension, which the library cuts; two files whose names differ in the case of the
+  extension; records below zero in `getVarRecordData` and `putVarRecordData`; record 2147483647 and
+  beyond, except in `getVarData`; a last index of a hyperslab, or a size of a value, record, entry
+  or hyperslab, that 32 bits do not count; values that there is no memory for in `createVar`; and
+  reads of several records, with an interval of 2 or more, of a variable whose records do not vary.
+  Requests that ask for much are made: writing record 2000000000 first writes all before it, unless
+  records are sparse.
 - **Counts**: in a read, a count below zero, or more elements than can be counted, is `badCount`; in
-  a write the product of the counts must be the number of elements. The library refuses counts below 1.
+  a write the product of the counts must be the number of elements. The library refuses counts
+  below 1.
 - **Validation**: -1 is on and 0 is off, as the library takes them. It is on at first.
 - **All outputs** of an operation are made, whatever number the caller asked for; the host provides
   room for eight.
