@@ -1,6 +1,7 @@
 #include "cdf/guards.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
@@ -48,19 +49,27 @@ bool canAllocate(std::size_t bytes) {
 
 constexpr std::string_view extension = ".cdf";
 
+/// The library does not see blanks at the end of a path.
+std::string withoutBlanks(const std::string& path) {
+  return path.substr(0, path.find_last_not_of(' ') + 1);
+}
+
+/// In any letter case, as the library has it.
 bool hasExtension(std::string_view path) {
   if (path.size() < extension.size()) {
     return false;
   }
   const std::string_view end = path.substr(path.size() - extension.size());
-  return end == extension || end == ".CDF";
+  return std::equal(end.begin(), end.end(), extension.begin(), [](char given, char lower) {
+    return std::tolower(static_cast<unsigned char>(given)) == lower;
+  });
 }
 
 bool exists(const std::string& path) {
   return access(path.c_str(), F_OK) == 0;
 }
 
-/// The library appends its extension to a path that ends in neither spelling of it.
+/// The library appends its extension to a path that does not end in it.
 bool fitsWithExtension(const std::string& path) {
   return path.size() + (hasExtension(path) ? 0 : extension.size()) <= CDF_PATHNAME_LEN;
 }
@@ -75,25 +84,27 @@ CDFstatus checkPathToCreate(const std::string& path) {
 
 // Tried in this order, whichever of the names was asked for.
 std::string fileToOpen(const std::string& path) {
+  const std::string given = withoutBlanks(path);
   const std::string stem =
-      hasExtension(path) ? path.substr(0, path.size() - extension.size()) : path;
+      hasExtension(given) ? given.substr(0, given.size() - extension.size()) : given;
   for (const char* end : {".cdf", ".CDF"}) {
     if (exists(stem + end)) {
       return stem + end;
     }
   }
-  return path;
+  return given;
 }
 
 // The library cuts a longer path and opens the file with the cut name, with status 0. A path
-// without the extension may name a file as it stands. Where x.cdf and x.CDF lie side by side, both
-// names open x.cdf.
+// without the extension may name a file as it stands. Where x.cdf and x.CDF, or x.cdf and "x.cdf ",
+// lie side by side, both names open x.cdf.
 CDFstatus checkPathToOpen(const std::string& path) {
   const bool named = path.size() <= CDF_PATHNAME_LEN && exists(path);
   if (!named && !fitsWithExtension(path)) {
     return CDF_NAME_TRUNC;
   }
-  return named && hasExtension(path) && fileToOpen(path) != path ? CDF_OPEN_ERROR : 0;
+  const bool another = fileToOpen(path) != path && hasExtension(withoutBlanks(path));
+  return named && another ? CDF_OPEN_ERROR : 0;
 }
 
 // The library cuts a longer name, and makes or renames the variable or attribute all the same.
@@ -129,16 +140,17 @@ CDFstatus checkShape(const VariableDescription& variable) {
   return 0;
 }
 
-// A write of record 2147483647 crashes for compressed sparse variables and in a file that is
+// If records do not vary, any number means the one record. Otherwise a write of record 2147483647
+// crashes for compressed sparse variables and in a file that is
 // compressed as a whole, and loses the file for others. A read of one value gives the pad value.
-CDFstatus checkRecordToWrite(long record) {
-  return record >= largest ? BAD_REC_NUM : 0;
+CDFstatus checkRecordToWrite(long record, long recVary) {
+  return recVary != NOVARY && record >= largest ? BAD_REC_NUM : 0;
 }
 
 // The record functions crash for record 2147483647 and for negative records, where a variable is
 // compressed (record -5, for instance). The item interface refuses negative records by itself.
-CDFstatus checkRecord(long record) {
-  return record < 0 || record >= largest ? BAD_REC_NUM : 0;
+CDFstatus checkRecord(long record, long recVary) {
+  return recVary != NOVARY && (record < 0 || record >= largest) ? BAD_REC_NUM : 0;
 }
 
 // A last record of 2147483647 or more, or a last index of more, passes the library's own check: the
@@ -153,11 +165,11 @@ CDFstatus checkHyperslab(const Hyperslab& slab, const VariableDescription& varia
   if (slab.recordCount < 1 || slab.recordInterval < 1) {
     return 0;
   }
-  if (lastOf(slab.recordStart, slab.recordCount, slab.recordInterval) >= largest) {
-    return BAD_REC_NUM;
-  }
   const Longs& varys = variable.dimVarys;
   const bool recordsVary = variable.recVary != NOVARY;
+  if (recordsVary && lastOf(slab.recordStart, slab.recordCount, slab.recordInterval) >= largest) {
+    return BAD_REC_NUM;
+  }
   const bool dimensionsVary = std::find(varys.begin(), varys.end(), NOVARY) == varys.end();
   long size = recordsVary && dimensionsVary ? 1 : valueBytes(variable);
   for (std::size_t i = 0; i < slab.indices.size(); ++i) {
@@ -180,8 +192,8 @@ CDFstatus checkHyperslab(const Hyperslab& slab, const VariableDescription& varia
 // caller's memory if the record interval is 2 or more. A write does not.
 CDFstatus checkHyperslabToRead(const Hyperslab& slab, const VariableDescription& variable) {
   const CDFstatus status = checkHyperslab(slab, variable);
-  const bool overruns =
-      variable.recVary == NOVARY && slab.recordCount > 1 && slab.recordInterval > 1;
+  const bool overruns = variable.recVary == NOVARY && slab.recordCount > 1 &&
+                        slab.recordInterval > 1 && slab.counts == variable.dimSizes;
   if (status < 0) {
     return status;
   }

@@ -25,9 +25,9 @@ CDFstatus checkAttributeName(const std::string& name);
 /// A variable to create; its name does not count.
 CDFstatus checkShape(const VariableDescription& variable);
 
-CDFstatus checkRecordToWrite(long record);
+CDFstatus checkRecordToWrite(long record, long recVary);
 /// For CDFgetVarRecordData and CDFputVarRecordData.
-CDFstatus checkRecord(long record);
+CDFstatus checkRecord(long record, long recVary);
 
 CDFstatus checkHyperslab(const Hyperslab& slab, const VariableDescription& variable);
 CDFstatus checkHyperslabToRead(const Hyperslab& slab, const VariableDescription& variable);

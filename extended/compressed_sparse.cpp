@@ -7,9 +7,8 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <memory>
-#include <new>
 #include <numeric>
+#include <sys/mman.h>
 
 #include "cdf/library.h"
 
@@ -18,6 +17,28 @@ namespace tarvik::extended {
 namespace {
 
 constexpr CDFstatus BAD_MALLOC = -2026;
+
+/// Memory that the system gives page by page as it is used.
+class Room {
+ public:
+  explicit Room(std::size_t size)
+      : size_(size),
+        memory_(mmap(nullptr, size, PROT_READ | PROT_WRITE,
+                     MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0)) {}
+  Room(const Room&) = delete;
+  Room& operator=(const Room&) = delete;
+  ~Room() {
+    if (bytes() != nullptr) {
+      munmap(memory_, size_);
+    }
+  }
+  /// Null if there is none.
+  char* bytes() const { return memory_ == MAP_FAILED ? nullptr : static_cast<char*>(memory_); }
+
+ private:
+  std::size_t size_;
+  void* memory_;
+};
 
 bool isCompressed(CDFid file, long variable) {
   long type = NO_COMPRESSION, percentage = 0;
@@ -88,18 +109,18 @@ void CompressedSparseRecords::visitValues(const cdf::Hyperslab& slab, char* reco
   }
 }
 
-/// Reads a record with room for all that follow it, and calls `use` with it.
+/// Reads a record with room for all that follow it, and calls `use` with it. What the library does
+/// not fill of the room takes no memory.
 template <typename Use>
 CDFstatus CompressedSparseRecords::withRecord(long record, Use use) const {
   const long records = 1 + std::max(0L, lastRecord_ - record);
-  const std::unique_ptr<char[]> room(
-      new (std::nothrow) char[static_cast<std::size_t>(records * recordBytes_)]);
-  if (room == nullptr) {
+  const Room room(static_cast<std::size_t>(records * recordBytes_));
+  if (room.bytes() == nullptr) {
     return BAD_MALLOC;
   }
-  const CDFstatus status = cdf::getRecord(file_, variable_, record, room.get());
+  const CDFstatus status = cdf::getRecord(file_, variable_, record, room.bytes());
   if (status >= 0) {
-    use(room.get());
+    use(room.bytes());
   }
   return status;
 }

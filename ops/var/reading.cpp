@@ -97,7 +97,7 @@ void getVarRecordData(int, vlArray* outputs[], int, const vlArray* inputs[],
 
   const Longs shape = recordDimensions(entry, variable.file, description);
   const auto dims = arrayDimensions(entry->name, shape);
-  check(entry, cdf::checkRecord(record));
+  check(entry, cdf::checkRecord(record, description.recVary));
   outputs[0] = readArray(dims, classId, [&](void* values) {
     if (isCharacter(description.datatype) && hasConstantDimension(description)) {
       // The library gives the stored values only. The rest of the bytes must not be what the memory

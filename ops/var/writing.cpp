@@ -77,7 +77,7 @@ void putVarData(int, vlArray*[], int, const vlArray* inputs[], const OperationEn
   checkOneValue(description, inputs[4], wrongNumberOfElements);
   checkClass(description, inputs[4], "VORLAN:tarvik:putVarData:datatypeMismatch");
 
-  check(entry, cdf::checkRecordToWrite(record));
+  check(entry, cdf::checkRecordToWrite(record, description.recVary));
   check(entry, writeArray(inputs[4], [&](const void* value) {
           return transfers.putValue(variable.file, variable.number, record, indices, value);
         }));
@@ -91,7 +91,7 @@ void putVarRecordData(int, vlArray*[], int, const vlArray* inputs[], const Opera
   checkOneRecord(entry, description, inputs[3]);
   checkClass(description, inputs[3], "VORLAN:tarvik:putVarRecordData:datatypeMismatch");
 
-  check(entry, cdf::checkRecord(record));
+  check(entry, cdf::checkRecord(record, description.recVary));
   check(entry, writeArray(inputs[3], [&](const void* values) {
           return transfers.putRecord(variable.file, variable.number, record, values);
         }));

@@ -41,8 +41,9 @@ _CHOICES = """\
   NaN becomes -2147483648, which most operations refuse as a number of anything.
 - **Texts** must be char arrays without NUL characters, which would reach the library cut short.
   The library judges other characters than printable ASCII.
-- **Each operation makes one library call**, after the inquiries that it needs, with the numbers
-  that it was given. [Known faults](library-faults.md) of the library can meet a sequence of calls.
+- **Each operation makes the library calls that belong to it** and no others: the inquiries that it
+  needs, then its own call, with the numbers that it was given. [Known faults](library-faults.md) of
+  the library can meet a sequence of calls.
 - **Refused requests** never reach the library: with them it would crash, touch foreign memory, act
   on another file or variable, or report success with wrong values. The answer has the form of the
   library's refusals and its own status. They are: names over 256 characters, and paths over 512

@@ -116,6 +116,14 @@ def test_files_that_crashed_the_library_are_refused(path):
         tarvik.open(path)
 
 
+@pytest.mark.parametrize("end", ["", " ", ".CDF", ".Cdf", ".cdf "])
+def test_the_file_that_the_library_finds_is_screened(current, end):
+    record = next(place for place, kind in record_types(current.read_bytes()) if kind == GDR)
+    damage(current, record + DAMAGE["number of variables"][1], HUGE)
+    with pytest.raises(tarvik.CDFError, match="CORRUPTED_V3_CDF"):
+        tarvik.open(current.with_name(f"current{end}"))
+
+
 def test_a_blocking_factor_beyond_memory_is_refused(current):
     record = next(place for place, kind in record_types(current.read_bytes()) if kind == ZVDR)
     damage(current, record + 80, HUGE)
