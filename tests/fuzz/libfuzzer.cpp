@@ -45,10 +45,11 @@ __attribute__((visibility("default"))) int LLVMFuzzerTestOneInput(const std::uin
   std::signal(SIGXFSZ, SIG_IGN);  // Here, since libFuzzer has a handler of its own by now.
   fs::create_directory(folder() / "files");
   fs::current_path(folder() / "files");
+  static std::FILE* const trace = std::fopen("/dev/null", "w");
   auto progress = std::make_unique<Progress>();
   ByteChoices choices(bytes, count);
   try {
-    Session(gateway(), catalogue, choices, *progress, Words::ofTheCurrentCall).run(mostCalls);
+    Session(gateway(), catalogue, choices, *progress, trace).run(mostCalls);
   } catch (const std::exception& fault) {
     std::cerr << fault.what() << ", at: " << progress->current.data() << '\n';
     std::abort();

@@ -1,87 +1,75 @@
 /// What the calls of a sequence should have made of the files.
 #pragma once
 
-#include <cstdint>
 #include <map>
-#include <optional>
-#include <set>
-#include <string>
-#include <vector>
+#include <memory>
 
-#include "tests/fuzz/catalogue.h"
-#include "tests/gateway/gateway_test.h"
-
-/// One call with its inputs, some of which may be nonsense.
-struct Call {
-  const Operation* operation;
-  std::vector<Array> inputs;
-
-  /// The input of that name; null where the operation has none or it was left out.
-  const vlArray* input(const std::string& name) const;
-  /// An input that the gateway takes as a whole number.
-  std::optional<long> number(const std::string& name) const;
-  std::vector<long> list(const std::string& name) const;
-  std::string text(const std::string& name) const;
-  /// The value of the file identifier, 0 where there is none.
-  std::uint64_t handle() const;
-};
-
-/// The call as a line for people.
-std::string shown(const Call& call);
+#include "tests/fuzz/call.h"
 
 struct VariableModel {
+  std::string name;
   long datatype;
   long numElements;
-  std::vector<long> dimSizes;           ///< In the user's order.
-  bool varies;                          ///< In its records and all dimensions.
-  std::map<long, std::string> records;  ///< As they were written and must read again.
+  std::vector<long> dimSizes;  ///< In the user's order.
+  bool varies;                 ///< In its records and all dimensions.
+  bool compressed = false;
+  bool sparse = false;
+  bool written = false;                 ///< Whether it may have or had records.
+  std::map<long, std::string> records;  ///< The bytes of whole records in the host.
 };
 
 struct AttributeModel {
+  std::string name;
   bool global;
-  std::set<long> entries;  ///< Global ones, or those of variables.
+  std::map<long, std::string> entries;  ///< Global ones, or those of variables; as bytes.
 };
 
 struct FileModel {
   std::string path;
-  /// Why the model does not know what is in the file; empty where it does.
-  std::string lost;
-  double most = 1;        ///< The largest number of records or elements that was asked for.
-  bool strained = false;  ///< More of it was asked for than the limits of a run allow.
+  bool compressed = false;
   std::vector<VariableModel> variables;
   std::vector<AttributeModel> attributes;
 };
 
 struct Handle {
   std::uint64_t value;
-  FileModel* file;
+  std::shared_ptr<FileModel> file;
 };
 
 class Model {
  public:
-  /// Takes note of what a call has done that gave `outputs`.
+  /// A strict model knows what every call must give. Any other helps to choose inputs.
+  explicit Model(bool strict) : strict_(strict) {}
+
+  /// Records what a call has done that gave `outputs`. Raises std::logic_error if they are wrong.
   void succeeded(const Call& call, const std::vector<Array>& outputs);
-  /// Takes note of a call that the library refused with `status`. Raises std::logic_error where it
-  /// had no reason to.
-  void refused(const Call& call, long status);
+  /// Records a call that failed with the library's `status`, 0 for the gateway's own errors. Raises
+  /// std::logic_error if the call must not fail so.
+  void failed(const Call& call, long status);
 
-  /// Whether more is asked for, by the call or before it, than the limits of a run allow.
-  bool strains(const Call& call);
-
+  bool strict() const { return strict_; }
   /// The file of an identifier that calls may succeed with, or null.
-  FileModel* opened(std::uint64_t handle);
-  bool isOpen(const FileModel& file) const;
+  FileModel* opened(std::uint64_t handle) const;
+  bool isOpen(const std::string& path) const;
+  /// The variable or attribute that a call is about, or null.
+  VariableModel* variableOf(const Call& call) const;
+  AttributeModel* attributeOf(const Call& call) const;
   const std::vector<Handle>& handles() const { return handles_; }
   /// Identifiers that were closed or deleted, or are dead since that failed.
   const std::vector<std::uint64_t>& stale() const { return stale_; }
-  std::map<std::string, FileModel>& files() { return files_; }
+  /// All that exist, by their paths.
+  const std::map<std::string, std::shared_ptr<FileModel>>& files() const { return files_; }
 
  private:
-  std::vector<Handle>::iterator find(std::uint64_t handle);
-  void begin(const std::string& path, std::uint64_t handle);
+  void begin(const std::string& path, bool isNew, std::uint64_t handle);
   void end(std::uint64_t handle);
+  std::optional<std::string> expected(const Call& call) const;
+  void apply(const Call& call, FileModel& file);
+  void applyToVariable(const Call& call, VariableModel& variable);
+  void applyToAttribute(const Call& call, AttributeModel& attribute);
 
-  std::map<std::string, FileModel> files_;  ///< All that exist, by their paths.
-  std::vector<Handle> handles_;             ///< In the order of opening, which no address decides.
+  bool strict_;
+  std::map<std::string, std::shared_ptr<FileModel>> files_;
+  std::vector<Handle> handles_;  ///< In the order of opening, which no address decides.
   std::vector<std::uint64_t> stale_;
 };
