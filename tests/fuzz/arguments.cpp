@@ -1,8 +1,6 @@
 #include "tests/fuzz/arguments.h"
 
 #include <algorithm>
-#include <cmath>
-#include <cstring>
 #include <filesystem>
 #include <limits>
 
@@ -11,21 +9,20 @@
 namespace {
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
-
 constexpr double extremes[] = {-2147483648.0, -2147483649.0, 2147483647, 2147483648,
                                4294967295,    4294967296,    4294967297, 1099511627776.0,
                                1e300,         infinity,      -infinity};
-/// For reads alone: the library writes so many records for minutes.
-constexpr double immense[] = {2147483646, 1073741824, 536870912, 16777216};
 constexpr double odd[] = {
     -2, -1,  -0.5, 0,    0.5,   1,   2,
     13, 255, 256,  1000, 65536, 4.9, std::numeric_limits<double>::quiet_NaN()};
+/// Numbers of single records to read. So many records, the library reads and writes for minutes.
+constexpr double immense[] = {2147483646, 1073741824, 536870912, 16777216};
 
 /// Around the lengths that the library knows: names, copyrights, paths.
 constexpr std::size_t textLengths[] = {0,   1,   2,   255, 256, 257, 300,
                                        508, 509, 510, 511, 512, 513, 5000};
 
-/// Constants by their kind in the catalogue; the last of some is one that the library refuses.
+/// Samples by their kind in the catalogue. The library refuses the last of some constants.
 const std::map<std::string, std::vector<double>> constants = {{"Compression", {0, 1, 2, 3, 5, 4}},
                                                               {"Checksum", {0, 1, 1, 1, 1, 2}},
                                                               {"SparseRecords", {0, 1, 2, 3}},
@@ -34,6 +31,16 @@ const std::map<std::string, std::vector<double>> constants = {{"Compression", {0
                                                               {"Scope", {1, 2, 3, 4}},
                                                               {"ReadOnlyMode", {0, 0, 0, -1}},
                                                               {"ValidationMode", {-1, 0}}};
+const std::map<std::string, std::vector<double>> times = {
+    {"components", {2020, 1, 31, 12, 30, 15, 250}},
+    {"components16", {2020, 1, 31, 12, 30, 15, 250, 1, 2, 3}},
+    {"components9", {2016, 12, 31, 23, 59, 60, 0, 0, 1}},
+    {"epochs", {63747693015250.0}},
+    {"epochs16", {63747693015.0, 250001002003.0}}};
+
+Array scalar(double value) {
+  return Array(vlCreateDoubleScalar(value));
+}
 
 const DatatypeRow* rowOf(double datatype) {
   const auto* row = std::find_if(std::begin(datatypes), std::end(datatypes),
@@ -45,15 +52,11 @@ const DatatypeRow* rowOf(double datatype) {
 
 Call Arguments::callOf(const Operation& operation) {
   operation_ = &operation;
-  file_ = nullptr;
-  variable_ = nullptr;
-  attribute_ = nullptr;
-  datatype_ = choices_.from(datatypes).code;
-  numElements_ = 1;
-  recordCount_ = 1;
-  numDims_ = choices_.below(4);
+  subject_ = {};
+  subject_.datatype = choices_.from(datatypes).code;
+  subject_.numDims = choices_.below(4);
   // Most calls are good ones, some have one input that is not, and a few have many.
-  const std::size_t mood = choices_.below(12);
+  const std::size_t mood = choices_.below(model_.careful() ? 48 : 12);
   const bool rough = mood == 0;
   const std::size_t wrong = mood < 4 ? choices_.below(operation.inputs.size()) : ~std::size_t{0};
   Call call{&operation, {}};
@@ -71,131 +74,114 @@ Array Arguments::fitting(const Parameter& parameter) {
   const std::string& kind = parameter.kind;
   if (kind == "file") return identifier();
   if (kind == "path") return vlhost::text("f" + std::to_string(choices_.below(5)));
-  if (kind == "text") return name(operation_->name);
+  if (kind == "text") {
+    return vlhost::text((is("Attr") ? "a" : "v") + std::to_string(choices_.below(16)));
+  }
   if (kind == "constant") return vlhost::text("CDF_INT4");
-  if (kind == "number") return number(parameter.name);
+  if (kind == "number") return scalar(static_cast<double>(number(parameter.name)));
   if (kind == "list") return list(parameter.name);
   if (kind == "variance") return variances(1);
-  if (kind == "variances") return variances(numDims_);
+  if (kind == "variances") return variances(subject_.numDims);
   if (kind == "values") return values();
-  if (kind == "Datatype") return Array(vlCreateDoubleScalar(datatype_));
+  if (kind == "Datatype") return scalar(subject_.datatype);
   const auto found = constants.find(kind);
-  if (found != constants.end()) return Array(vlCreateDoubleScalar(choices_.from(found->second)));
-  return components(kind);
+  return found == constants.end() ? components(kind) : scalar(choices_.from(found->second));
 }
 
 Array Arguments::identifier() {
   if (model_.handles().empty()) return wildIdentifier();
   const Handle& handle = choices_.from(model_.handles());
-  file_ = handle.file.get();
+  subject_.file = handle.file.get();
   return row<std::uint64_t>({handle.value});
 }
 
-Array Arguments::name(const std::string& operation) {
-  const bool ofAttribute = operation.find("Attr") != std::string::npos;
-  return vlhost::text((ofAttribute ? "a" : "v") + std::to_string(choices_.below(16)));
+std::size_t Arguments::number(const std::string& name) {
+  if (name == "variable" && subject_.file != nullptr) {
+    const std::size_t i = choices_.below(subject_.file->variables.size());
+    if (i < subject_.file->variables.size()) subject_.variable = &subject_.file->variables[i];
+    return i;
+  }
+  if (name == "attribute" && subject_.file != nullptr) {
+    const std::size_t i = attributeNumber();
+    if (i < subject_.file->attributes.size()) subject_.attribute = &subject_.file->attributes[i];
+    return i;
+  }
+  if (name == "entry" && subject_.attribute != nullptr) return entryNumber();
+  if (name == "numElements") {
+    const DatatypeRow* type = rowOf(subject_.datatype);
+    return type != nullptr && type->classId == vlCHAR_CLASS ? upTo(6) : 1;
+  }
+  if (name == "recordCount") return subject_.recordCount = upTo(4);
+  if (name == "recordInterval") return upTo(3);
+  if (name == "parameter") return upTo(9);
+  return choices_.below(name == "last" ? 40 : 12);
 }
 
-/// An attribute of the file, in most calls one whose entries are of the operation's kind and that
-/// has some.
+/// In most calls that of an attribute whose entries are of the operation's kind and that has some.
 std::size_t Arguments::attributeNumber() {
-  const std::vector<AttributeModel>& all = file_->attributes;
-  const bool global = operation_->name.find("Attrg") != std::string::npos;
-  const bool puts = operation_->name.rfind("put", 0) == 0;
+  const std::vector<AttributeModel>& all = subject_.file->attributes;
   const std::size_t first = choices_.below(all.size());
   for (std::size_t n = 0; n < all.size() && !choices_.oneIn(8); ++n) {
     const std::size_t i = (first + n) % all.size();
-    if (all[i].global == global && (puts || !all[i].entries.empty())) return i;
+    if (all[i].global == is("Attrg") && (is("put") || !all[i].entries.empty())) return i;
   }
   return first;
 }
 
-Array Arguments::number(const std::string& name) {
-  const auto scalar = [](std::size_t value) {
-    return Array(vlCreateDoubleScalar(static_cast<double>(value)));
-  };
-  if (name == "variable" && file_ != nullptr) {
-    const std::size_t i = choices_.below(file_->variables.size());
-    if (i < file_->variables.size()) variable_ = &file_->variables[i];
-    return scalar(i);
+std::size_t Arguments::entryNumber() {
+  const AttributeModel& attribute = *subject_.attribute;
+  if (!attribute.entries.empty() && !is("put") && !choices_.oneIn(4)) {
+    return static_cast<std::size_t>(choices_.from(attribute.entries).first);
   }
-  if (name == "attribute" && file_ != nullptr) {
-    const std::size_t i = attributeNumber();
-    if (i < file_->attributes.size()) attribute_ = &file_->attributes[i];
-    return scalar(i);
-  }
-  if (name == "entry" && attribute_ != nullptr && !attribute_->entries.empty() &&
-      operation_->name.rfind("put", 0) != 0 && !choices_.oneIn(4)) {
-    return scalar(static_cast<std::size_t>(choices_.from(attribute_->entries).first));
-  }
-  if (name == "entry" && attribute_ != nullptr && !attribute_->global) {
-    return scalar(choices_.below(file_->variables.size()));
-  }
-  if (name == "numElements") {
-    const DatatypeRow* type = rowOf(datatype_);
-    numElements_ = type != nullptr && type->classId == vlCHAR_CLASS ? upTo(6) : 1;
-    return scalar(numElements_);
-  }
-  if (name == "recordCount") return scalar(recordCount_ = upTo(4));
-  if (name == "recordInterval") return scalar(upTo(3));
-  if (name == "parameter") return scalar(upTo(9));
-  if (name == "last") return scalar(choices_.below(40));
-  return scalar(choices_.below(12));
+  return choices_.below(attribute.global ? 12 : subject_.file->variables.size());
 }
 
 Array Arguments::list(const std::string& name) {
   std::vector<double> numbers;
-  if (name == "dimSizes") {
-    for (std::size_t i = 0; i < numDims_; ++i) numbers.push_back(static_cast<double>(upTo(4)));
-    return row(numbers);
+  for (std::size_t i = 0; name == "dimSizes" && i < subject_.numDims; ++i) {
+    numbers.push_back(static_cast<double>(upTo(4)));
   }
-  if (variable_ != nullptr) {
-    for (std::size_t i = 0; i < variable_->dimSizes.size(); ++i) {
-      const auto size = static_cast<std::size_t>(variable_->dimSizes[i]);
-      const std::size_t left = name == "counts" && indices_.size() > i
-                                   ? size - static_cast<std::size_t>(indices_[i])
-                                   : size;
-      if (name == "indices") numbers.push_back(static_cast<double>(choices_.below(size)));
-      if (name == "counts") numbers.push_back(static_cast<double>(upTo(left)));
-      if (name == "intervals") numbers.push_back(choices_.oneIn(4) ? 2 : 1);
-    }
+  for (std::size_t i = 0; subject_.variable && i < subject_.variable->dimSizes.size(); ++i) {
+    const auto size = static_cast<std::size_t>(subject_.variable->dimSizes[i]);
+    const std::size_t start =
+        subject_.indices.size() > i ? static_cast<std::size_t>(subject_.indices[i]) : 0;
+    if (name == "indices") numbers.push_back(static_cast<double>(choices_.below(size)));
+    if (name == "counts") numbers.push_back(static_cast<double>(upTo(size - start)));
+    if (name == "intervals") numbers.push_back(choices_.oneIn(4) ? 2 : 1);
   }
-  if (name == "indices") indices_ = numbers;
-  if (name == "counts") counts_ = numbers;
+  if (name == "indices") subject_.indices = numbers;
+  if (name == "counts") subject_.counts = numbers;
   return row(numbers);
 }
 
 Array Arguments::variances(std::size_t count) {
-  const bool asLogicals = choices_.oneIn(2);
-  Array array = newArray(asLogicals ? vlLOGICAL_CLASS : vlDOUBLE_CLASS, {1, count});
-  for (std::size_t i = 0; i < count; ++i) {
-    const bool varies = !choices_.oneIn(8);
-    if (asLogicals) {
-      vlGetLogicals(array.get())[i] = varies ? 1 : 0;
-    } else {
-      static_cast<double*>(vlGetData(array.get()))[i] = varies ? -1 : 0;
+  Array array = newArray(choices_.oneIn(2) ? vlLOGICAL_CLASS : vlDOUBLE_CLASS, {1, count});
+  const bool isLogical = vlGetClassID(array.get()) == vlLOGICAL_CLASS;
+  visitElements(array.get(), [&](auto* elements, std::size_t) {
+    using Element = std::remove_pointer_t<decltype(elements)>;
+    for (std::size_t i = 0; i < count; ++i) {
+      if (!choices_.oneIn(8)) elements[i] = static_cast<Element>(isLogical ? 1 : -1);
     }
-  }
+  });
   return array;
 }
 
 std::size_t Arguments::elementsExpected() const {
-  const std::string& operation = operation_->name;
-  if (variable_ == nullptr) return 3;
-  double count = static_cast<double>(variable_->numElements);
-  if (operation == "putVarRecordData") {
-    for (const long size : variable_->dimSizes) count *= static_cast<double>(size);
+  if (subject_.variable == nullptr) return 3;
+  auto count = static_cast<double>(subject_.variable->numElements);
+  if (is("putVarRecordData")) {
+    for (const long size : subject_.variable->dimSizes) count *= static_cast<double>(size);
   }
-  if (operation == "hyperPutVarData") {
-    for (const double size : counts_) count *= size;
-    count *= static_cast<double>(recordCount_);
+  if (is("hyperPutVarData")) {
+    for (const double size : subject_.counts) count *= size;
+    count *= static_cast<double>(subject_.recordCount);
   }
   return count < 100000 ? static_cast<std::size_t>(count) : 1;
 }
 
 Array Arguments::values() {
-  const DatatypeRow* type =
-      rowOf(variable_ != nullptr ? static_cast<double>(variable_->datatype) : datatype_);
+  const DatatypeRow* type = rowOf(
+      subject_.variable ? static_cast<double>(subject_.variable->datatype) : subject_.datatype);
   if (type == nullptr) return oneOf(vlDOUBLE_CLASS);
   Array array = newArray(type->classId, {1, elementsExpected() * type->hostCount});
   const std::size_t first = choices_.below(50);
@@ -208,39 +194,30 @@ Array Arguments::values() {
 }
 
 Array Arguments::components(const std::string& kind) {
-  static const std::map<std::string, std::vector<double>> samples = {
-      {"components", {2020, 1, 31, 12, 30, 15, 250}},
-      {"components16", {2020, 1, 31, 12, 30, 15, 250, 1, 2, 3}},
-      {"components9", {2016, 12, 31, 23, 59, 60, 0, 0, 1}},
-      {"epochs", {63747693015250.0}},
-      {"epochs16", {63747693015.0, 250001002003.0}}};
-  const auto found = samples.find(kind);
-  if (found == samples.end()) return row<std::int64_t>({536500868184000001});
+  const auto found = times.find(kind);
+  if (found == times.end()) return row<std::int64_t>({536500868184000001});
   std::vector<double> numbers = found->second;
   if (choices_.oneIn(2)) numbers.at(choices_.below(numbers.size())) = extreme();
   return row(numbers);
 }
 
 double Arguments::extreme() {
-  const std::string& name = operation_->name;
-  const bool reads = name.rfind("get", 0) == 0 || name.rfind("hyperGet", 0) == 0;
-  if (reads && choices_.oneIn(8)) return choices_.from(immense);
+  if (operation_->name.rfind("get", 0) == 0 && choices_.oneIn(8)) return choices_.from(immense);
   return choices_.oneIn(3) ? choices_.from(extremes) : choices_.from(odd);
 }
 
 Array Arguments::wild(const Parameter& parameter) {
-  if (parameter.kind == "file" && model_.strict()) return wildIdentifier();
-  // The gateway takes no array of the last kinds for a number or text that the library accepts.
-  if (!model_.strict() && !choices_.oneIn(4)) {
-    if (parameter.kind == "file") return wildIdentifier();
-    if (parameter.kind == "text" || parameter.kind == "path") {
-      return wildText(parameter.kind == "path");
-    }
+  const std::string& kind = parameter.kind;
+  const bool isText = kind == "text" || kind == "path";
+  if (kind == "file" && !choices_.oneIn(4)) return wildIdentifier();
+  // A careful sequence takes no numbers and names but fitting ones.
+  if (!model_.careful() && !choices_.oneIn(4)) {
+    if (isText) return wildText(kind == "path");
     if (choices_.oneIn(4)) {
       return row(
           std::vector<double>(choices_.from({0UL, 1UL, 2UL, 3UL, 10UL, 11UL, 40UL}), extreme()));
     }
-    if (parameter.kind != "values") return Array(vlCreateDoubleScalar(extreme()));
+    if (kind != "values") return scalar(extreme());
   }
   const Dims dims[] = {{0, 0}, {1, 1}, {1, 2}, {2, 3}, {0, 5}, {1, 7}, {1, 10}};
   const vlClassID classId = choices_.from(allClasses);

@@ -7,41 +7,44 @@
 
 class Arguments {
  public:
-  Arguments(Choices& choices, Model& model) : choices_(choices), model_(model) {}
+  Arguments(Choices& choices, const Model& model) : choices_(choices), model_(model) {}
 
   /// A call of the operation.
   Call callOf(const Operation& operation);
 
  private:
+  /// What the inputs of one call have in common.
+  struct Subject {
+    const FileModel* file = nullptr;
+    const VariableModel* variable = nullptr;
+    const AttributeModel* attribute = nullptr;
+    double datatype = 0;
+    std::vector<double> indices, counts;
+    std::size_t recordCount = 1;
+    std::size_t numDims = 0;
+  };
+
+  bool is(const char* part) const { return operation_->name.find(part) != std::string::npos; }
+  std::size_t upTo(std::size_t most) { return 1 + choices_.below(most); }
+
   Array fitting(const Parameter& parameter);
+  Array identifier();
+  std::size_t number(const std::string& name);
   std::size_t attributeNumber();
-  Array number(const std::string& name);
+  std::size_t entryNumber();
   Array list(const std::string& name);
   Array variances(std::size_t count);
-  Array identifier();
-  Array name(const std::string& operation);
   Array values();
+  std::size_t elementsExpected() const;
   Array components(const std::string& kind);
+  /// An input that few operations accept.
   Array wild(const Parameter& parameter);
   Array wildIdentifier();
   Array wildText(bool isPath);
-  /// A number that few operations expect; the largest are rare, since the library works long on
-  /// some.
   double extreme();
-  std::size_t elementsExpected() const;
-  std::size_t upTo(std::size_t most) { return 1 + choices_.below(most); }
 
   Choices& choices_;
-  Model& model_;
-
-  // What the inputs of the call being made have in common.
+  const Model& model_;
   const Operation* operation_ = nullptr;
-  const FileModel* file_ = nullptr;
-  const VariableModel* variable_ = nullptr;
-  const AttributeModel* attribute_ = nullptr;
-  double datatype_ = 0;
-  std::size_t numElements_ = 1;
-  std::vector<double> indices_, counts_;
-  std::size_t recordCount_ = 1;
-  std::size_t numDims_ = 0;
+  Subject subject_;
 };

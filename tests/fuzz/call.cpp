@@ -1,23 +1,21 @@
 #include "tests/fuzz/call.h"
 
-#include <algorithm>
 #include <cmath>
 
-const vlArray* Call::input(const std::string& name) const {
+const Array* Call::input(const std::string& name) const {
   for (std::size_t i = 0; i < inputs.size() && i < operation->inputs.size(); ++i) {
-    if (operation->inputs[i].name == name) return inputs[i].get();
+    if (operation->inputs[i].name == name) return &inputs[i];
   }
   return nullptr;
 }
 
 std::vector<long> Call::list(const std::string& name) const {
-  const vlArray* array = input(name);
-  if (array == nullptr || vlGetClassID(array) != vlDOUBLE_CLASS) return {};
-  const auto* elements = static_cast<const double*>(vlGetData(array));
   std::vector<long> numbers;
-  for (std::size_t i = 0; i < vlGetNumberOfElements(array); ++i) {
-    if (!(std::abs(elements[i]) < 4294967296.0)) return {};
-    numbers.push_back(static_cast<long>(elements[i]));
+  const Array* array = input(name);
+  if (array == nullptr || vlGetClassID(array->get()) != vlDOUBLE_CLASS) return numbers;
+  for (const double element : valuesOf<double>(*array)) {
+    if (!(std::abs(element) < 4294967296.0)) return {};
+    numbers.push_back(static_cast<long>(element));
   }
   return numbers;
 }
@@ -28,20 +26,15 @@ std::optional<long> Call::number(const std::string& name) const {
 }
 
 std::string Call::text(const std::string& name) const {
-  const vlArray* array = input(name);
-  if (array == nullptr || vlGetClassID(array) != vlCHAR_CLASS) return {};
-  const auto* units = static_cast<const vlChar*>(vlGetData(array));
-  std::string result;
-  std::transform(units, units + vlGetNumberOfElements(array), std::back_inserter(result),
-                 [](vlChar unit) { return static_cast<char>(unit); });
-  return result;
+  const Array* array = input(name);
+  return array != nullptr && vlGetClassID(array->get()) == vlCHAR_CLASS ? textOf(*array) : "";
 }
 
 std::uint64_t Call::handle() const {
-  const vlArray* array = input("file");
-  const bool isHandle = array != nullptr && vlGetClassID(array) == vlUINT64_CLASS &&
-                        vlGetNumberOfElements(array) == 1;
-  return isHandle ? *static_cast<const std::uint64_t*>(vlGetData(array)) : 0;
+  const Array* array = input("file");
+  if (array == nullptr || vlGetClassID(array->get()) != vlUINT64_CLASS) return 0;
+  const std::vector<std::uint64_t> values = valuesOf<std::uint64_t>(*array);
+  return values.size() == 1 ? values[0] : 0;
 }
 
 std::string shown(const Call& call) {

@@ -16,7 +16,7 @@ struct Call {
 
   const std::string& name() const { return operation->name; }
   /// The input of that name; null where the operation has none or it was left out.
-  const vlArray* input(const std::string& name) const;
+  const Array* input(const std::string& name) const;
   /// An input that the gateway takes as a whole number.
   std::optional<long> number(const std::string& name) const;
   std::vector<long> list(const std::string& name) const;

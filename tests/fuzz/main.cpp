@@ -1,8 +1,7 @@
 // The call fuzzer: sequences of calls from seeds, each in a process and a folder of its own, so
-// that a crash ends one sequence and is told with the call that brought it about.
+// that a crash ends one sequence and is reported with the call that caused it.
 #include <chrono>
 #include <csignal>
-#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <iostream>
@@ -16,7 +15,14 @@
 
 namespace fs = std::filesystem;
 
+// Only a sanitizer has it.
+extern "C" int __lsan_do_recoverable_leak_check() __attribute__((weak));
+
 namespace {
+
+bool leaks() {
+  return __lsan_do_recoverable_leak_check != nullptr && __lsan_do_recoverable_leak_check() != 0;
+}
 
 constexpr const char* usage =
     "Usage: fuzz [--seed N] [--calls N] [--length N] [--trace]\n"
@@ -41,13 +47,6 @@ constexpr rlim_t mostMemory = 2UL << 30;
 constexpr unsigned hangSeconds = 60;
 /// What a sequence ends with that found a fault; a sanitizer ends it with 1.
 constexpr int faultCode = 3;
-
-struct Failure {
-  std::uint64_t seed;
-  std::uint64_t call;
-  std::string what;
-  std::string text;
-};
 
 Options optionsFrom(int argc, char** argv) {
   Options options;
@@ -98,6 +97,7 @@ void limit(decltype(RLIMIT_DATA) resource, rlim_t most) {
     SeededChoices choices(seed);
     vlhost::Plugin gateway(GATEWAY);
     Session(gateway, catalogue, choices, progress, trace).run(options.length);
+    if (leaks()) throw Fault("a leak");
     gateway.unload();
   } catch (const std::exception& fault) {
     const std::string text = std::string(fault.what()) + ", at: " + progress.current.data();
@@ -108,6 +108,7 @@ void limit(decltype(RLIMIT_DATA) resource, rlim_t most) {
   _exit(result);
 }
 
+/// How the process ended; empty if it found nothing.
 std::string outcomeOf(int status) {
   if (WIFSIGNALED(status)) {
     return WTERMSIG(status) == SIGALRM ? "hang" : "signal " + std::to_string(WTERMSIG(status));
@@ -116,7 +117,7 @@ std::string outcomeOf(int status) {
   return WEXITSTATUS(status) == faultCode ? "fault" : "exit " + std::to_string(WEXITSTATUS(status));
 }
 
-std::string quoted(const std::string& text) {
+std::string inQuotes(const std::string& text) {
   std::string result = "\"";
   for (const char c : text) {
     if (c == '"' || c == '\\') result += '\\';
@@ -125,35 +126,34 @@ std::string quoted(const std::string& text) {
   return result + "\"";
 }
 
-void printFailures(const std::vector<Failure>& failures) {
-  std::cout << "  \"failures\": [";
-  for (std::size_t i = 0; i < failures.size(); ++i) {
-    const Failure& failure = failures[i];
-    std::cout << (i == 0 ? "\n" : ",\n") << "    {\"seed\": " << failure.seed
-              << ", \"call\": " << failure.call << ", \"outcome\": " << quoted(failure.what)
-              << ", \"text\": " << quoted(failure.text) << "}";
-  }
-  std::cout << "]\n}\n";
+/// A failure as a JSON object.
+std::string failure(std::uint64_t seed, const std::string& outcome, const Progress& progress) {
+  return "\n    {\"seed\": " + std::to_string(seed) +
+         ", \"call\": " + std::to_string(progress.sequenceCalls) +
+         ", \"outcome\": " + inQuotes(outcome) +
+         ", \"text\": " + inQuotes(progress.current.data()) + "}";
 }
 
-void printFigures(const std::vector<Operation>& catalogue, const Progress& progress) {
-  std::string never;
+std::string neverSucceeded(const std::vector<Operation>& catalogue, const Progress& progress) {
+  std::string names;
   for (std::size_t i = 0; i < catalogue.size(); ++i) {
-    if (progress.succeeded.at(i) == 0) never += (never.empty() ? "" : " ") + catalogue[i].name;
+    if (progress.succeeded.at(i) == 0) names += (names.empty() ? "" : " ") + catalogue[i].name;
   }
-  std::cout << "  \"never_succeeded\": " << quoted(never)
-            << ",\n  \"refused\": " << progress.refused
-            << ",\n  \"files_verified\": " << progress.filesVerified
-            << ",\n  \"records_verified\": " << progress.recordsVerified << ",\n";
+  return inQuotes(names);
 }
 
 }  // namespace
 
 /// Read by the address sanitizer: memory that cannot be had is an answer like any other.
 extern "C" __attribute__((visibility("default"))) const char* __asan_default_options() {
-  return "allocator_may_return_null=1:max_allocation_size_mb=48:quarantine_size_mb=16:detect_stack_"
-         "use_after_return=1:"
-         "handle_abort=1";
+  return "allocator_may_return_null=1:max_allocation_size_mb=48:quarantine_size_mb=16:"
+         "detect_stack_use_after_return=1:handle_abort=1:print_suppressions=0";
+}
+
+/// Read by the leak sanitizer. The library keeps buffers of files that it fails to close, and of
+/// failing opens; nothing of the gateway is allocated under its functions.
+extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions() {
+  return "leak:libcdf.so";
 }
 
 int main(int argc, char** argv) {
@@ -165,12 +165,10 @@ int main(int argc, char** argv) {
   Progress& progress = *new (shared) Progress{};
   std::string name = (fs::temp_directory_path() / "fuzz-XXXXXX").string();
   const fs::path folder = mkdtemp(name.data());
-
-  using Clock = std::chrono::steady_clock;
-  const auto start = Clock::now();
-  const auto seconds = [&] { return std::chrono::duration<double>(Clock::now() - start).count(); };
   std::FILE* const silence = std::fopen("/dev/null", "w");
-  std::vector<Failure> failures;
+
+  const auto start = std::chrono::steady_clock::now();
+  std::string failures;
   std::uint64_t seed = options.seed;
   for (; progress.calls < options.calls; ++seed) {
     const auto run = [&](std::FILE* trace) {
@@ -184,19 +182,22 @@ int main(int argc, char** argv) {
     };
     std::string outcome = run(options.trace ? stdout : nullptr);
     if (outcome.empty()) continue;
-    // Once more, to tell the call.
+    // Once more, to have the call in words.
     if (!options.trace) outcome += ", then " + run(silence);
-    failures.push_back({seed, progress.sequenceCalls, outcome, progress.current.data()});
+    failures += (failures.empty() ? "" : ",") + failure(seed, outcome, progress);
     std::cerr << "seed " << seed << ", call " << progress.sequenceCalls << ": " << outcome << ": "
               << progress.current.data() << '\n';
   }
   fs::remove_all(folder);
 
-  std::cout << "{\n  \"calls\": " << progress.calls << ",\n  \"seconds\": " << seconds()
-            << ",\n  \"calls_per_second\": " << static_cast<double>(progress.calls) / seconds()
+  const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+  std::cout << "{\n  \"calls\": " << progress.calls << ",\n  \"seconds\": " << elapsed.count()
             << ",\n  \"first_seed\": " << options.seed
-            << ",\n  \"sequences\": " << seed - options.seed << ",\n";
-  printFigures(catalogue, progress);
-  printFailures(failures);
+            << ",\n  \"sequences\": " << seed - options.seed
+            << ",\n  \"never_succeeded\": " << neverSucceeded(catalogue, progress)
+            << ",\n  \"refused\": " << progress.refused
+            << ",\n  \"files_verified\": " << progress.filesVerified
+            << ",\n  \"records_verified\": " << progress.recordsVerified << ",\n  \"failures\": ["
+            << failures << "]\n}\n";
   return failures.empty() ? 0 : 1;
 }

@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 #include <stdexcept>
+
+#include "convert/datatypes.h"
 
 namespace {
 
@@ -12,74 +15,67 @@ constexpr long damage[] = {-2012, -2020, -2021, -2026, -2027, -2029, -2035, -205
                            -2056, -2066, -2068, -2074, -2075, -2077, -2092, -2102,
                            -2107, -2108, -2109, -2223, -2231, -2232};
 
-std::string bytesOf(const vlArray* array) {
+std::string bytesOf(const Array& array) {
   std::string bytes;
-  visitElements(array, [&](const auto* elements, std::size_t count) {
+  visitElements(array.get(), [&](const auto* elements, std::size_t count) {
     bytes.assign(reinterpret_cast<const char*>(elements), count * sizeof(*elements));
   });
   return bytes;
 }
 
-/// The values that one of the six transfers moves, in the user's order of dimensions.
+/// The values that one of the six transfers moves: their records, and their places in each.
 struct Slab {
-  long recordStart, recordCount, recordInterval;
-  std::vector<long> indices, counts, intervals;
-
-  Slab(const Call& call, const VariableModel& variable)
-      : recordStart(call.number("record").value_or(call.number("recordStart").value_or(0))),
-        recordCount(call.number("recordCount").value_or(1)),
-        recordInterval(call.number("recordInterval").value_or(1)),
-        indices(call.list("indices")),
-        counts(call.list("counts")),
-        intervals(call.list("intervals")) {
-    const std::size_t rank = variable.dimSizes.size();
-    const bool isRecord = call.input("indices") == nullptr && call.name() != "getVarData";
-    indices.resize(rank, 0);
-    intervals.resize(rank, 1);
-    counts.resize(rank, 1);
-    if (isRecord) counts = variable.dimSizes;
-  }
-
-  std::size_t values() const { return product(counts); }
-
-  static std::size_t product(const std::vector<long>& sizes) {
-    std::size_t all = 1;
-    for (const long size : sizes) all *= static_cast<std::size_t>(size);
-    return all;
-  }
-
-  /// The place in a record of value `n` of the slab. The first dimension varies fastest.
-  std::size_t place(std::size_t n, const std::vector<long>& dimSizes) const {
-    std::size_t place = 0, stride = 1;
-    for (std::size_t i = 0; i < counts.size(); ++i) {
-      const auto count = static_cast<std::size_t>(counts[i]);
-      place += stride *
-               static_cast<std::size_t>(indices[i] + static_cast<long>(n % count) * intervals[i]);
-      n /= count;
-      stride *= static_cast<std::size_t>(dimSizes[i]);
-    }
-    return place;
-  }
+  std::vector<long> records;
+  std::vector<std::size_t> places;
 };
+
+Slab slabOf(const Call& call, const VariableModel& variable) {
+  const auto orElse = [](const std::vector<long>& list, std::size_t i, long other) {
+    return i < list.size() ? list[i] : other;
+  };
+  const bool isRecord = call.input("indices") == nullptr && call.name() != "getVarData";
+  const std::vector<long> indices = call.list("indices"), intervals = call.list("intervals"),
+                          counts = isRecord ? variable.dimSizes : call.list("counts");
+  Slab slab{{}, {0}};
+  for (long i = 0; i < call.number("recordCount").value_or(1); ++i) {
+    slab.records.push_back(call.number("record").value_or(call.number("recordStart").value_or(0)) +
+                           i * call.number("recordInterval").value_or(1));
+  }
+  // The first dimension varies fastest.
+  long stride = 1;
+  for (std::size_t d = 0; d < variable.dimSizes.size(); ++d) {
+    const std::vector<std::size_t> inner = std::move(slab.places);
+    slab.places.clear();
+    for (long n = 0; n < orElse(counts, d, 1); ++n) {
+      const long offset = stride * (orElse(indices, d, 0) + n * orElse(intervals, d, 1));
+      for (const std::size_t place : inner) {
+        slab.places.push_back(place + static_cast<std::size_t>(offset));
+      }
+    }
+    stride *= variable.dimSizes[d];
+  }
+  return slab;
+}
+
+std::size_t valuesPerRecord(const VariableModel& variable) {
+  return std::accumulate(
+      variable.dimSizes.begin(), variable.dimSizes.end(), std::size_t{1},
+      [](std::size_t all, long size) { return all * static_cast<std::size_t>(size); });
+}
 
 /// A part of a record is only kept where the whole record is known.
 void put(const Slab& slab, const std::string& bytes, VariableModel& variable) {
-  const std::size_t recordValues = Slab::product(variable.dimSizes), values = slab.values();
-  const std::size_t valueBytes = bytes.size() / values / static_cast<std::size_t>(slab.recordCount);
-  const bool isWhole = slab.counts == variable.dimSizes;
+  const std::size_t valueBytes = bytes.size() / slab.records.size() / slab.places.size();
+  const bool isWhole = slab.places.size() == valuesPerRecord(variable);
   std::size_t from = 0;
-  for (long i = 0; i < slab.recordCount; ++i) {
-    const long number = slab.recordStart + i * slab.recordInterval;
-    const auto found = variable.records.find(number);
-    if (found == variable.records.end() && !isWhole) {
-      from += values * valueBytes;
-      continue;
-    }
-    std::string& record = variable.records[number];
-    record.resize(recordValues * valueBytes);
-    for (std::size_t n = 0; n < values; ++n, from += valueBytes) {
-      record.replace(slab.place(n, variable.dimSizes) * valueBytes, valueBytes, bytes, from,
-                     valueBytes);
+  for (const long number : slab.records) {
+    if (isWhole) variable.records[number].resize(valueBytes * slab.places.size());
+    const auto record = variable.records.find(number);
+    for (const std::size_t place : slab.places) {
+      if (record != variable.records.end()) {
+        record->second.replace(place * valueBytes, valueBytes, bytes, from, valueBytes);
+      }
+      from += valueBytes;
     }
   }
 }
@@ -87,28 +83,29 @@ void put(const Slab& slab, const std::string& bytes, VariableModel& variable) {
 /// The bytes that a read must give; none if a record is not known.
 std::optional<std::string> get(const Slab& slab, const VariableModel& variable) {
   std::string bytes;
-  for (long i = 0; i < slab.recordCount; ++i) {
-    const auto found = variable.records.find(slab.recordStart + i * slab.recordInterval);
-    if (found == variable.records.end()) return std::nullopt;
-    const std::string& record = found->second;
-    const std::size_t valueBytes = record.size() / Slab::product(variable.dimSizes);
-    for (std::size_t n = 0; n < slab.values(); ++n) {
-      bytes.append(record, slab.place(n, variable.dimSizes) * valueBytes, valueBytes);
+  for (const long number : slab.records) {
+    const auto record = variable.records.find(number);
+    if (record == variable.records.end()) return std::nullopt;
+    const std::size_t valueBytes = record->second.size() / valuesPerRecord(variable);
+    for (const std::size_t place : slab.places) {
+      bytes.append(record->second, place * valueBytes, valueBytes);
     }
   }
   return bytes;
 }
 
-bool allVary(const vlArray* variances) {
+/// Logical true is the byte 1 alone; a double is -1.
+bool allVary(const Array& variances) {
   bool all = true;
-  visitElements(variances, [&](const auto* elements, std::size_t count) {
-    all = std::all_of(elements, elements + count, [](auto element) { return element != 0; });
+  visitElements(variances.get(), [&](const auto* elements, std::size_t count) {
+    all = std::all_of(elements, elements + count,
+                      [](auto element) { return std::abs(static_cast<double>(element)) == 1; });
   });
   return all;
 }
 
 std::string asBytes(const std::string& text) {
-  return bytesOf(vlhost::text(text).get());
+  return bytesOf(vlhost::text(text));
 }
 
 /// Whether the handle is still valid after a delete that failed.
@@ -124,6 +121,10 @@ bool isWrite(const std::string& name) {
   return name == "putVarData" || name == "putVarRecordData" || name == "hyperPutVarData";
 }
 
+bool startsWith(const std::string& name, const char* beginning) {
+  return name.rfind(beginning, 0) == 0;
+}
+
 bool fills(const std::string& name) {
   return isWrite(name) || name == "setVarInitialRecs" || name == "setVarAllocBlockRecords";
 }
@@ -132,6 +133,11 @@ template <typename T>
 T* at(std::vector<T>& all, std::optional<long> number) {
   const bool exists = number && *number >= 0 && *number < static_cast<long>(all.size());
   return exists ? &all[static_cast<std::size_t>(*number)] : nullptr;
+}
+
+template <typename T>
+void erase(std::vector<T>& all, std::optional<long> number) {
+  if (at(all, number) != nullptr) all.erase(all.begin() + *number);
 }
 
 }  // namespace
@@ -159,7 +165,7 @@ AttributeModel* Model::attributeOf(const Call& call) const {
 
 void Model::begin(const std::string& path, bool isNew, std::uint64_t handle) {
   std::shared_ptr<FileModel>& file = files_[path];
-  if (file == nullptr || isNew) file = std::make_shared<FileModel>(FileModel{path, false, {}, {}});
+  if (file == nullptr || isNew) file = std::make_shared<FileModel>(FileModel{path, {}, {}});
   stale_.erase(std::remove(stale_.begin(), stale_.end(), handle), stale_.end());
   handles_.push_back({handle, file});
 }
@@ -176,7 +182,7 @@ std::optional<std::string> Model::expected(const Call& call) const {
   const AttributeModel* attribute = attributeOf(call);
   const std::string& name = call.name();
   if (variable != nullptr && name == "getVarName") return asBytes(variable->name);
-  if (variable != nullptr && isRead(name)) return get(Slab(call, *variable), *variable);
+  if (variable != nullptr && isRead(name)) return get(slabOf(call, *variable), *variable);
   if (attribute != nullptr && name == "getAttrName") return asBytes(attribute->name);
   if (attribute != nullptr && (name == "getAttrEntry" || name == "getAttrgEntry")) {
     const auto entry = attribute->entries.find(call.number("entry").value_or(-1));
@@ -190,48 +196,41 @@ void Model::applyToVariable(const Call& call, VariableModel& variable) {
   if (name == "renameVar") variable.name = call.text("name");
   if (name == "setVarCompression") variable.compressed = call.number("compression") != 0;
   if (name == "setVarSparseRecords") variable.sparse = call.number("sparseRecords") != 0;
-  variable.written = variable.written || fills(name);
-  if (!isWrite(name)) return;
-  if (strict_ && variable.varies)
-    put(Slab(call, variable), bytesOf(call.inputs.back().get()), variable);
+  if (fills(name)) variable.written = true;
+  if (isWrite(name) && careful_ && variable.varies) {
+    put(slabOf(call, variable), bytesOf(call.inputs.back()), variable);
+  }
 }
 
 void Model::applyToAttribute(const Call& call, AttributeModel& attribute) {
   const std::string& name = call.name();
-  if (name == "renameAttr") attribute.name = call.text("name");
   const long entry = call.number("entry").value_or(-1);
-  if (name == "putAttrEntry" || name == "putAttrgEntry") {
-    attribute.entries[entry] = bytesOf(call.input("value"));
+  if (name == "renameAttr") attribute.name = call.text("name");
+  if (startsWith(name, "putAttr")) {
+    std::string& bytes = attribute.entries[entry] = bytesOf(*call.input("value"));
+    // Of an odd number of doubles, the last is not written.
+    if (call.number("datatype") == tarvik::CDF_EPOCH16) bytes.resize(bytes.size() / 16 * 16);
   }
-  if (name == "deleteAttrEntry" || name == "deleteAttrgEntry") attribute.entries.erase(entry);
+  if (startsWith(name, "deleteAttr")) attribute.entries.erase(entry);
 }
 
 void Model::apply(const Call& call, FileModel& file) {
   const std::string& name = call.name();
-  if (name == "setCompression") file.compressed = call.number("compression") != 0;
   if (name == "createVar") {
-    file.variables.push_back(
-        {call.text("name"),
-         *call.number("datatype"),
-         *call.number("numElements"),
-         call.list("dimSizes"),
-         allVary(call.input("recVariance")) && allVary(call.input("dimVariances")),
-         false,
-         false,
-         false,
-         {}});
+    VariableModel& variable = file.variables.emplace_back();
+    variable.name = call.text("name");
+    variable.datatype = *call.number("datatype");
+    variable.numElements = *call.number("numElements");
+    variable.dimSizes = call.list("dimSizes");
+    variable.varies = allVary(*call.input("recVariance")) && allVary(*call.input("dimVariances"));
   }
   if (name == "createAttr") {
     file.attributes.push_back({call.text("name"), *call.number("scope") % 2 == 1, {}});
   }
   if (VariableModel* variable = variableOf(call)) applyToVariable(call, *variable);
   if (AttributeModel* attribute = attributeOf(call)) applyToAttribute(call, *attribute);
-  if (name == "deleteVar" && variableOf(call)) {
-    file.variables.erase(file.variables.begin() + *call.number("variable"));
-  }
-  if (name == "deleteAttr" && attributeOf(call)) {
-    file.attributes.erase(file.attributes.begin() + *call.number("attribute"));
-  }
+  if (name == "deleteVar") erase(file.variables, call.number("variable"));
+  if (name == "deleteAttr") erase(file.attributes, call.number("attribute"));
 }
 
 void Model::succeeded(const Call& call, const std::vector<Array>& outputs) {
@@ -242,8 +241,8 @@ void Model::succeeded(const Call& call, const std::vector<Array>& outputs) {
   if (call.input("file") == nullptr) return;
   FileModel* file = opened(call.handle());
   if (file == nullptr) throw std::logic_error("a call succeeded with no valid identifier");
-  const std::optional<std::string> bytes = strict_ ? expected(call) : std::nullopt;
-  if (bytes && bytesOf(outputs.at(0).get()) != *bytes) {
+  const std::optional<std::string> bytes = careful_ ? expected(call) : std::nullopt;
+  if (bytes && bytesOf(outputs.at(0)) != *bytes) {
     throw std::logic_error("wrong values: " + shown(outputs.at(0)));
   }
   apply(call, *file);
@@ -254,7 +253,7 @@ void Model::succeeded(const Call& call, const std::vector<Array>& outputs) {
 void Model::failed(const Call& call, long status) {
   const std::string& name = call.name();
   const bool damaged = std::find(std::begin(damage), std::end(damage), status) != std::end(damage);
-  if (strict_ && (damaged || (name == "close" && status != 0))) {
+  if (careful_ && (damaged || (name == "close" && status != 0))) {
     throw std::logic_error("status " + std::to_string(status));
   }
   VariableModel* variable = variableOf(call);

@@ -8,10 +8,10 @@
 
 struct VariableModel {
   std::string name;
-  long datatype;
-  long numElements;
+  long datatype = 0;
+  long numElements = 1;
   std::vector<long> dimSizes;  ///< In the user's order.
-  bool varies;                 ///< In its records and all dimensions.
+  bool varies = false;         ///< In its records and all dimensions.
   bool compressed = false;
   bool sparse = false;
   bool written = false;                 ///< Whether it may have or had records.
@@ -26,7 +26,6 @@ struct AttributeModel {
 
 struct FileModel {
   std::string path;
-  bool compressed = false;
   std::vector<VariableModel> variables;
   std::vector<AttributeModel> attributes;
 };
@@ -38,8 +37,8 @@ struct Handle {
 
 class Model {
  public:
-  /// A strict model knows what every call must give. Any other helps to choose inputs.
-  explicit Model(bool strict) : strict_(strict) {}
+  /// A careful model knows what every call must give. Any other helps to choose inputs.
+  explicit Model(bool careful) : careful_(careful) {}
 
   /// Records what a call has done that gave `outputs`. Raises std::logic_error if they are wrong.
   void succeeded(const Call& call, const std::vector<Array>& outputs);
@@ -47,7 +46,7 @@ class Model {
   /// std::logic_error if the call must not fail so.
   void failed(const Call& call, long status);
 
-  bool strict() const { return strict_; }
+  bool careful() const { return careful_; }
   /// The file of an identifier that calls may succeed with, or null.
   FileModel* opened(std::uint64_t handle) const;
   bool isOpen(const std::string& path) const;
@@ -68,7 +67,7 @@ class Model {
   void applyToVariable(const Call& call, VariableModel& variable);
   void applyToAttribute(const Call& call, AttributeModel& attribute);
 
-  bool strict_;
+  bool careful_;
   std::map<std::string, std::shared_ptr<FileModel>> files_;
   std::vector<Handle> handles_;  ///< In the order of opening, which no address decides.
   std::vector<std::uint64_t> stale_;

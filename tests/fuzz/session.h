@@ -54,9 +54,20 @@ class Session {
   bool permits(const Call& call) const;
   /// The outputs; none where the call failed.
   std::vector<Array> make(const Call& call);
+  template <typename... Inputs>
+  std::vector<Array> make(const std::string& name, Inputs... inputs) {
+    Call call{&operation(name), {}};
+    (call.inputs.push_back(std::move(inputs)), ...);
+    return make(call);
+  }
+  /// The first output of a call that must succeed.
+  template <typename... Inputs>
+  Array ask(const std::string& name, Inputs... inputs) {
+    std::vector<Array> outputs = make(name, std::move(inputs)...);
+    expect(!outputs.empty(), name + " failed");
+    return std::move(outputs.at(0));
+  }
   void failed(const Call& call, const vlhost::Error& error);
-  /// Makes a call of numbers behind a file identifier that must succeed.
-  Array ask(const std::string& name, std::uint64_t handle, const std::vector<long>& numbers);
   void expect(bool condition, const std::string& what) const;
   void verify(std::uint64_t handle);
   void finish();
