@@ -31,12 +31,9 @@ const std::map<std::string, std::vector<double>> constants = {{"Compression", {0
                                                               {"Scope", {1, 2, 3, 4}},
                                                               {"ReadOnlyMode", {0, 0, 0, -1}},
                                                               {"ValidationMode", {-1, 0}}};
-const std::map<std::string, std::vector<double>> times = {
-    {"components", {2020, 1, 31, 12, 30, 15, 250}},
-    {"components16", {2020, 1, 31, 12, 30, 15, 250, 1, 2, 3}},
-    {"components9", {2016, 12, 31, 23, 59, 60, 0, 0, 1}},
-    {"epochs", {63747693015250.0}},
-    {"epochs16", {63747693015.0, 250001002003.0}}};
+/// Numbers of one time, by the kind of input.
+const std::map<std::string, std::size_t> times = {
+    {"components", 7}, {"components9", 9}, {"components16", 10}, {"epochs", 1}, {"epochs16", 2}};
 
 Array scalar(double value) {
   return Array(vlCreateDoubleScalar(value));
@@ -102,11 +99,9 @@ std::size_t Arguments::number(const std::string& name) {
     return i;
   }
   if (name == "attribute" && subject_.file != nullptr) {
-    const std::size_t i = attributeNumber();
-    if (i < subject_.file->attributes.size()) subject_.attribute = &subject_.file->attributes[i];
-    return i;
+    return choices_.below(subject_.file->attributes.size());
   }
-  if (name == "entry" && subject_.attribute != nullptr) return entryNumber();
+  if (name == "entry") return choices_.below(5);
   if (name == "numElements") {
     const DatatypeRow* type = rowOf(subject_.datatype);
     return type != nullptr && type->classId == vlCHAR_CLASS ? upTo(6) : 1;
@@ -115,25 +110,6 @@ std::size_t Arguments::number(const std::string& name) {
   if (name == "recordInterval") return upTo(3);
   if (name == "parameter") return upTo(9);
   return choices_.below(name == "last" ? 40 : 12);
-}
-
-/// In most calls that of an attribute whose entries are of the operation's kind and that has some.
-std::size_t Arguments::attributeNumber() {
-  const std::vector<AttributeModel>& all = subject_.file->attributes;
-  const std::size_t first = choices_.below(all.size());
-  for (std::size_t n = 0; n < all.size() && !choices_.oneIn(8); ++n) {
-    const std::size_t i = (first + n) % all.size();
-    if (all[i].global == is("Attrg") && (is("put") || !all[i].entries.empty())) return i;
-  }
-  return first;
-}
-
-std::size_t Arguments::entryNumber() {
-  const AttributeModel& attribute = *subject_.attribute;
-  if (!attribute.entries.empty() && !is("put") && !choices_.oneIn(4)) {
-    return static_cast<std::size_t>(choices_.from(attribute.entries).first);
-  }
-  return choices_.below(attribute.global ? 12 : subject_.file->variables.size());
 }
 
 Array Arguments::list(const std::string& name) {
@@ -196,8 +172,11 @@ Array Arguments::values() {
 Array Arguments::components(const std::string& kind) {
   const auto found = times.find(kind);
   if (found == times.end()) return row<std::int64_t>({536500868184000001});
-  std::vector<double> numbers = found->second;
-  if (choices_.oneIn(2)) numbers.at(choices_.below(numbers.size())) = extreme();
+  std::vector<double> numbers(found->second, 2020);
+  for (double& number : numbers) {
+    if (!choices_.oneIn(4)) number = static_cast<double>(upTo(12));
+    if (choices_.oneIn(12)) number = extreme();
+  }
   return row(numbers);
 }
 

@@ -17,7 +17,6 @@ class Arguments {
   struct Subject {
     const FileModel* file = nullptr;
     const VariableModel* variable = nullptr;
-    const AttributeModel* attribute = nullptr;
     double datatype = 0;
     std::vector<double> indices, counts;
     std::size_t recordCount = 1;
@@ -30,8 +29,6 @@ class Arguments {
   Array fitting(const Parameter& parameter);
   Array identifier();
   std::size_t number(const std::string& name);
-  std::size_t attributeNumber();
-  std::size_t entryNumber();
   Array list(const std::string& name);
   Array variances(std::size_t count);
   Array values();

@@ -1,13 +1,27 @@
-/// One call of an operation.
+/// The operations and their inputs as gateway/catalogue/ has them, and calls of them.
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "tests/fuzz/catalogue.h"
 #include "tests/gateway/gateway_test.h"
+
+struct Parameter {
+  std::string name;
+  std::string kind;
+  bool optional;
+};
+
+struct Operation {
+  std::string name;
+  std::vector<Parameter> inputs;
+};
+
+/// All operations, those of the extended plug-in last and only if asked for.
+std::vector<Operation> readCatalogue(const std::filesystem::path& folder, bool extended);
 
 /// An operation with its inputs, some of which may be nonsense.
 struct Call {

@@ -1,7 +1,7 @@
-#include "tests/fuzz/catalogue.h"
-
 #include <fstream>
 #include <regex>
+
+#include "tests/fuzz/call.h"
 
 namespace {
 

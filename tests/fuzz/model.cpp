@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numeric>
 #include <stdexcept>
 
 #include "convert/datatypes.h"
@@ -14,85 +13,6 @@ namespace {
 constexpr long damage[] = {-2012, -2020, -2021, -2026, -2027, -2029, -2035, -2055,
                            -2056, -2066, -2068, -2074, -2075, -2077, -2092, -2102,
                            -2107, -2108, -2109, -2223, -2231, -2232};
-
-std::string bytesOf(const Array& array) {
-  std::string bytes;
-  visitElements(array.get(), [&](const auto* elements, std::size_t count) {
-    bytes.assign(reinterpret_cast<const char*>(elements), count * sizeof(*elements));
-  });
-  return bytes;
-}
-
-/// The values that one of the six transfers moves: their records, and their places in each.
-struct Slab {
-  std::vector<long> records;
-  std::vector<std::size_t> places;
-};
-
-Slab slabOf(const Call& call, const VariableModel& variable) {
-  const auto orElse = [](const std::vector<long>& list, std::size_t i, long other) {
-    return i < list.size() ? list[i] : other;
-  };
-  const bool isRecord = call.input("indices") == nullptr && call.name() != "getVarData";
-  const std::vector<long> indices = call.list("indices"), intervals = call.list("intervals"),
-                          counts = isRecord ? variable.dimSizes : call.list("counts");
-  Slab slab{{}, {0}};
-  for (long i = 0; i < call.number("recordCount").value_or(1); ++i) {
-    slab.records.push_back(call.number("record").value_or(call.number("recordStart").value_or(0)) +
-                           i * call.number("recordInterval").value_or(1));
-  }
-  // The first dimension varies fastest.
-  long stride = 1;
-  for (std::size_t d = 0; d < variable.dimSizes.size(); ++d) {
-    const std::vector<std::size_t> inner = std::move(slab.places);
-    slab.places.clear();
-    for (long n = 0; n < orElse(counts, d, 1); ++n) {
-      const long offset = stride * (orElse(indices, d, 0) + n * orElse(intervals, d, 1));
-      for (const std::size_t place : inner) {
-        slab.places.push_back(place + static_cast<std::size_t>(offset));
-      }
-    }
-    stride *= variable.dimSizes[d];
-  }
-  return slab;
-}
-
-std::size_t valuesPerRecord(const VariableModel& variable) {
-  return std::accumulate(
-      variable.dimSizes.begin(), variable.dimSizes.end(), std::size_t{1},
-      [](std::size_t all, long size) { return all * static_cast<std::size_t>(size); });
-}
-
-/// A part of a record is only kept where the whole record is known.
-void put(const Slab& slab, const std::string& bytes, VariableModel& variable) {
-  const std::size_t valueBytes = bytes.size() / slab.records.size() / slab.places.size();
-  const bool isWhole = slab.places.size() == valuesPerRecord(variable);
-  std::size_t from = 0;
-  for (const long number : slab.records) {
-    if (isWhole) variable.records[number].resize(valueBytes * slab.places.size());
-    const auto record = variable.records.find(number);
-    for (const std::size_t place : slab.places) {
-      if (record != variable.records.end()) {
-        record->second.replace(place * valueBytes, valueBytes, bytes, from, valueBytes);
-      }
-      from += valueBytes;
-    }
-  }
-}
-
-/// The bytes that a read must give; none if a record is not known.
-std::optional<std::string> get(const Slab& slab, const VariableModel& variable) {
-  std::string bytes;
-  for (const long number : slab.records) {
-    const auto record = variable.records.find(number);
-    if (record == variable.records.end()) return std::nullopt;
-    const std::size_t valueBytes = record->second.size() / valuesPerRecord(variable);
-    for (const std::size_t place : slab.places) {
-      bytes.append(record->second, place * valueBytes, valueBytes);
-    }
-  }
-  return bytes;
-}
 
 /// Logical true is the byte 1 alone; a double is -1.
 bool allVary(const Array& variances) {
@@ -113,10 +33,6 @@ bool survivesDelete(long status) {
   return status == 0 || status == -2012 || status == -2070 || status == -2077 || status == -2086;
 }
 
-bool isRead(const std::string& name) {
-  return name == "getVarData" || name == "getVarRecordData" || name == "hyperGetVarData";
-}
-
 bool isWrite(const std::string& name) {
   return name == "putVarData" || name == "putVarRecordData" || name == "hyperPutVarData";
 }
@@ -127,6 +43,12 @@ bool startsWith(const std::string& name, const char* beginning) {
 
 bool fills(const std::string& name) {
   return isWrite(name) || name == "setVarInitialRecs" || name == "setVarAllocBlockRecords";
+}
+
+std::optional<std::string> find(const std::map<long, std::string>& all,
+                                std::optional<long> number) {
+  const auto found = all.find(number.value_or(-1));
+  return found == all.end() ? std::nullopt : std::optional(found->second);
 }
 
 template <typename T>
@@ -141,6 +63,23 @@ void erase(std::vector<T>& all, std::optional<long> number) {
 }
 
 }  // namespace
+
+std::string bytesOf(const Array& array) {
+  std::string bytes;
+  visitElements(array.get(), [&](const auto* elements, std::size_t count) {
+    bytes.assign(reinterpret_cast<const char*>(elements), count * sizeof(*elements));
+  });
+  return bytes;
+}
+
+std::vector<long> recordsWritten(const Call& call) {
+  std::vector<long> records;
+  for (long i = 0; isWrite(call.name()) && i < call.number("recordCount").value_or(1); ++i) {
+    records.push_back(call.number("record").value_or(call.number("recordStart").value_or(0)) +
+                      i * call.number("recordInterval").value_or(1));
+  }
+  return records;
+}
 
 FileModel* Model::opened(std::uint64_t handle) const {
   const auto found = std::find_if(handles_.begin(), handles_.end(),
@@ -182,11 +121,12 @@ std::optional<std::string> Model::expected(const Call& call) const {
   const AttributeModel* attribute = attributeOf(call);
   const std::string& name = call.name();
   if (variable != nullptr && name == "getVarName") return asBytes(variable->name);
-  if (variable != nullptr && isRead(name)) return get(slabOf(call, *variable), *variable);
+  if (variable != nullptr && name == "getVarRecordData") {
+    return find(variable->records, call.number("record"));
+  }
   if (attribute != nullptr && name == "getAttrName") return asBytes(attribute->name);
   if (attribute != nullptr && (name == "getAttrEntry" || name == "getAttrgEntry")) {
-    const auto entry = attribute->entries.find(call.number("entry").value_or(-1));
-    if (entry != attribute->entries.end()) return entry->second;
+    return find(attribute->entries, call.number("entry"));
   }
   return std::nullopt;
 }
@@ -197,9 +137,7 @@ void Model::applyToVariable(const Call& call, VariableModel& variable) {
   if (name == "setVarCompression") variable.compressed = call.number("compression") != 0;
   if (name == "setVarSparseRecords") variable.sparse = call.number("sparseRecords") != 0;
   if (fills(name)) variable.written = true;
-  if (isWrite(name) && careful_ && variable.varies) {
-    put(slabOf(call, variable), bytesOf(call.inputs.back()), variable);
-  }
+  for (const long record : recordsWritten(call)) variable.records.erase(record);
 }
 
 void Model::applyToAttribute(const Call& call, AttributeModel& attribute) {

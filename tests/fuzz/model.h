@@ -15,7 +15,7 @@ struct VariableModel {
   bool compressed = false;
   bool sparse = false;
   bool written = false;                 ///< Whether it may have or had records.
-  std::map<long, std::string> records;  ///< The bytes of whole records in the host.
+  std::map<long, std::string> records;  ///< As bytes, where they are known.
 };
 
 struct AttributeModel {
@@ -34,6 +34,12 @@ struct Handle {
   std::uint64_t value;
   std::shared_ptr<FileModel> file;
 };
+
+/// The bytes of an array's elements.
+std::string bytesOf(const Array& array);
+
+/// The records that a write writes, wholly or in part; none for other calls.
+std::vector<long> recordsWritten(const Call& call);
 
 class Model {
  public:

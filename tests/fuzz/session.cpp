@@ -66,10 +66,6 @@ const Operation& Session::chooseOperation() {
   return ends && !choices_.oneIn(3) ? choices_.from(catalogue_) : chosen;
 }
 
-bool Session::permits(const Call& call) const {
-  return !meetsKnownCrash(call, model_) && (!model_.careful() || isCareful(call, model_));
-}
-
 void Session::failed(const Call& call, const vlhost::Error& error) {
   ++progress_.refused;
   if (trace_ != nullptr) std::fprintf(trace_, "    %s\n", error.what());
@@ -78,7 +74,7 @@ void Session::failed(const Call& call, const vlhost::Error& error) {
   model_.failed(call, statusOf(error.what()));
 }
 
-std::vector<Array> Session::make(const Call& call) {
+std::optional<std::vector<Array>> Session::make(const Call& call) {
   ++progress_.calls;
   ++progress_.sequenceCalls;
   if (trace_ != nullptr) {
@@ -92,19 +88,38 @@ std::vector<Array> Session::make(const Call& call) {
   for (const Array& input : call.inputs) inputs.push_back(input.get());
 
   const vlhost::Holdings before = vlhost::holdings();
-  std::vector<Array> outputs;
   try {
-    outputs = gateway_.call(inputs, 8).outputs;
+    std::vector<Array> outputs = gateway_.call(inputs, 8).outputs;
     ++progress_.succeeded.at(static_cast<std::size_t>(call.operation - catalogue_.data()));
     expect(vlhost::holdings().blocks == before.blocks, "a block was left");
     model_.succeeded(call, outputs);
+    return outputs;
   } catch (const vlhost::Error& error) {
     const vlhost::Holdings after = vlhost::holdings();
     expect(after.arrays == before.arrays && after.blocks == before.blocks,
            "a failed call left arrays or blocks");
     failed(call, error);
+    return std::nullopt;
   }
-  return outputs;
+}
+
+/// Reads the values of a write that succeeded, and what its records hold now.
+void Session::readBack(Call call) {
+  static const std::map<std::string, std::string> reads = {{"putVarData", "getVarData"},
+                                                           {"putVarRecordData", "getVarRecordData"},
+                                                           {"hyperPutVarData", "hyperGetVarData"}};
+  VariableModel& variable = *model_.variableOf(call);
+  if (!variable.varies) return;
+  const std::vector<long> records = recordsWritten(call);
+  const std::string values = bytesOf(call.inputs.back());
+  call.operation = &operation(reads.at(call.name()));
+  call.inputs.pop_back();
+  const std::optional<std::vector<Array>> read = make(call);
+  expect(read && bytesOf(read->at(0)) == values, shown(call) + " gives other values");
+  for (const long record : records) {
+    variable.records[record] = bytesOf(ask("getVarRecordData", identifier(call.handle()),
+                                           scalar(*call.number("variable")), scalar(record)));
+  }
 }
 
 /// Looks at a file that was just opened. The model compares what each call gives.
@@ -154,11 +169,13 @@ void Session::run(std::uint64_t calls) {
   const vlhost::Holdings before = vlhost::holdings();
   make("setValidate", scalar(-1));  // The switch is one for the process.
   while (progress_.sequenceCalls < calls && !choices_.exhausted()) {
-    const Call call = arguments_.callOf(chooseOperation());
-    if (!permits(call)) continue;
-    const std::vector<Array> outputs = make(call);
-    const bool opens = call.name() == "open" && !outputs.empty();
-    if (opens && model_.careful()) verify(valuesOf<std::uint64_t>(outputs[0]).at(0));
+    Call call = arguments_.callOf(chooseOperation());
+    if (meetsKnownCrash(call, model_)) continue;
+    if (model_.careful() && !isCareful(call, model_)) continue;
+    const std::optional<std::vector<Array>> outputs = make(call);
+    if (!model_.careful() || !outputs) continue;
+    if (call.name() == "open") verify(valuesOf<std::uint64_t>(outputs->at(0)).at(0));
+    if (!recordsWritten(call).empty() && choices_.oneIn(2)) readBack(std::move(call));
   }
   finish();
   const vlhost::Holdings after = vlhost::holdings();

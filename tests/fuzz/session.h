@@ -51,11 +51,10 @@ class Session {
  private:
   const Operation& operation(const std::string& name) const;
   const Operation& chooseOperation();
-  bool permits(const Call& call) const;
-  /// The outputs; none where the call failed.
-  std::vector<Array> make(const Call& call);
+  /// The outputs; none if the call failed.
+  std::optional<std::vector<Array>> make(const Call& call);
   template <typename... Inputs>
-  std::vector<Array> make(const std::string& name, Inputs... inputs) {
+  std::optional<std::vector<Array>> make(const std::string& name, Inputs... inputs) {
     Call call{&operation(name), {}};
     (call.inputs.push_back(std::move(inputs)), ...);
     return make(call);
@@ -63,12 +62,13 @@ class Session {
   /// The first output of a call that must succeed.
   template <typename... Inputs>
   Array ask(const std::string& name, Inputs... inputs) {
-    std::vector<Array> outputs = make(name, std::move(inputs)...);
-    expect(!outputs.empty(), name + " failed");
-    return std::move(outputs.at(0));
+    std::optional<std::vector<Array>> outputs = make(name, std::move(inputs)...);
+    expect(outputs.has_value(), name + " failed");
+    return std::move(outputs->at(0));
   }
   void failed(const Call& call, const vlhost::Error& error);
   void expect(bool condition, const std::string& what) const;
+  void readBack(Call call);
   void verify(std::uint64_t handle);
   void finish();
 
