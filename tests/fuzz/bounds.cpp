@@ -41,7 +41,7 @@ bool meetsKnownCrash(const Call& call, const Model& model) {
 
 bool isCareful(const Call& call, const Model& model) {
   // Deletes and changed storage can lose the file; so does a small stage cache with a compressed or
-  // sparse variable. Read-only mode refuses writes for good reason.
+  // sparse variable. Read-only mode refuses writes.
   static const Names never = {"delete", "deleteVar", "deleteVarRecords", "setReadOnlyMode",
                               "setStageCacheSize"};
   static const Names ofNewFiles = {"setFormat", "setMajority", "setCompression"};
