@@ -35,9 +35,7 @@ what counts are ratios: times depend on the machine, and on what else it does.
 ## Against the library
 
 Each work is done through the gateway, as a host calls it, and by a C++ program that calls the CDF
-library directly: the same inquiries, then the same reading or writing. (One row is beside the
-whole description of the variable, which programs customarily ask for first; the gateway asks for
-less.) Speeds are shares of the
+library directly: the same inquiries, then the same reading or writing. Speeds are shares of the
 direct program's: 1.00 is as fast. "Fresh" reads into memory that the host just made, zeroed as all
 its arrays are, as the gateway must for each result; "warm" reads into one buffer again and again.
 The host keeps the memory of large arrays that were freed for the next ones, up to 512 MiB, as new

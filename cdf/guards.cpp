@@ -189,13 +189,17 @@ CDFstatus checkHyperslab(const Hyperslab& slab, const VariableDescription& varia
 }
 
 // A read of two whole records or more of a variable whose records do not vary writes past the
-// caller's memory if the record interval is 2 or more. A write does not.
+// caller's memory if the record interval is 2 or more. A record counts as whole if it is read as it
+// is stored: once along a dimension that does not vary. A write stays in bounds.
 CDFstatus checkHyperslabToRead(const Hyperslab& slab, const VariableDescription& variable) {
   const CDFstatus status = checkHyperslab(slab, variable);
-  const bool overruns = variable.recVary == NOVARY && slab.recordCount > 1 &&
-                        slab.recordInterval > 1 && slab.counts == variable.dimSizes;
   if (status < 0) {
     return status;
+  }
+  bool overruns = variable.recVary == NOVARY && slab.recordCount > 1 && slab.recordInterval > 1;
+  for (std::size_t i = 0; i < slab.counts.size(); ++i) {
+    const long stored = variable.dimVarys[i] == NOVARY ? 1 : variable.dimSizes[i];
+    overruns = overruns && slab.counts[i] == stored;
   }
   return overruns ? BAD_REC_INTERVAL : 0;
 }

@@ -22,7 +22,7 @@ std::string fileToOpen(const std::string& path);
 CDFstatus checkVariableName(const std::string& name);
 CDFstatus checkAttributeName(const std::string& name);
 
-/// A variable to create; its name does not count.
+/// A variable to create, whatever its name.
 CDFstatus checkShape(const VariableDescription& variable);
 
 CDFstatus checkRecordToWrite(long record, long recVary);

@@ -1,6 +1,6 @@
-/// Transfers of variables whose records are both sparse and compressed. They are made by whole
-/// records and through memory of this code: what the library does with the caller's memory stands
-/// in compressed_sparse.cpp.
+/// Transfers of variables whose records are both sparse and compressed. Each moves whole records
+/// through a buffer of its own, since the library overruns the caller's memory: see
+/// compressed_sparse.cpp.
 #pragma once
 
 #include "cdf/library.h"

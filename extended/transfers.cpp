@@ -16,7 +16,7 @@ struct Storage {
   bool isSparse() const { return sparse != NO_SPARSERECORDS; }
 };
 
-/// As that of a variable without sparse records if the library does not tell.
+/// If the inquiry fails, the variable counts as one without sparse records.
 Storage storageOf(CDFid file, long variable) {
   Storage storage;
   cdf::onVariable(file, variable, GET_, zVAR_SPARSERECORDS_, &storage.sparse, zVAR_BLOCKINGFACTOR_,

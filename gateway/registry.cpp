@@ -17,7 +17,7 @@ struct ByValue {
   }
 };
 
-/// The library tells a live handle by a mark in the memory that it points to; here is none.
+/// The library recognises a live handle by a mark in the memory that it points to. This has none.
 std::array<long, 512> noFile{};
 
 /// For each registered handle the one to give to the library: itself, or noFile if it is dangling.

@@ -110,7 +110,7 @@ bool plainFits(FileRecords& records) {
          (!endsBeforeChecksum(records) || flagsFitChecksum(records, false));
 }
 
-/// What stands for a file that is compressed as a whole.
+/// The compressed data of a file that is compressed as a whole.
 struct Stream {
   Fields data;
   std::int64_t size;

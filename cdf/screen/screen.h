@@ -9,8 +9,8 @@
 
 namespace tarvik::cdf {
 
-/// 0 where the library may open the path, or the status that it has for corrupted files. A file
-/// that is missing, unreadable or no CDF file is the library's to refuse.
+/// 0 if the library may open the path, otherwise its status for corrupted files. Missing,
+/// unreadable and non-CDF files pass; the library reports those itself.
 CDFstatus screenFile(const std::string& path);
 
 }  // namespace tarvik::cdf

@@ -14,8 +14,7 @@
 
 namespace tarvik::ops {
 
-/// The calls that move values. A plug-in may put others in their place, which ask the library
-/// something first.
+/// The calls that move values.
 struct Transfers {
   decltype(cdf::getValue)* getValue;
   decltype(cdf::putValue)* putValue;
@@ -27,7 +26,8 @@ struct Transfers {
 extern const Transfers transfers;
 
 /// Host elements in one value: the two doubles of an epoch16 value, the characters of a string, one
-/// of anything else. The library's number of elements is 1 there, but not in every forged file.
+/// of anything else. There the library's number of elements is 1; it counts all the same, so that a
+/// forged file that the screen cannot look into does not reach past the array.
 inline long elementsPerValue(const VariableDescription& description) {
   return description.datatype == CDF_EPOCH16 ? 2 * description.numElements
                                              : description.numElements;

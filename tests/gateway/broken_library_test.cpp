@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "cdf/library.h"
+#include "tests/gateway/recording.h"
 #include "tests/gateway/samples.h"
 
 namespace {
@@ -62,6 +63,25 @@ TEST_F(BrokenLibraryTest, HandlesThatTheLibraryLetGoOfDoNotReachItAgain) {
   }
 }
 
+TEST_F(BrokenLibraryTest, AHandleThatIsHandedOutAnewIsLive) {
+  const File lost = create("lost");
+  call("setChecksum", lost, 2.0);
+  raised("close", lost);
+  const File next = create("next");
+  EXPECT_EQ(call("inquire", next).size(), 5U);
+  close(next);
+  EXPECT_EQ(gateway().unload().size(), next.handle == lost.handle ? 0U : 1U);
+}
+
+TEST_F(BrokenLibraryTest, TheFirstIllegalEpochEndsTheCall) {
+  List components(20, 1);
+  components[0] = -1;
+  const broken::Recording recording({});
+  EXPECT_EQ(raised("computeEpoch16", components).identifier,
+            "VORLAN:tarvik:computeEpoch16:illegalEpochValue");
+  EXPECT_EQ(recording.calls().size(), 1U);
+}
+
 // Some deletes fail and leave the file open.
 TEST_F(BrokenLibraryTest, HandlesThatTheLibraryKeptAreKept) {
   call("setReadOnlyMode", file_, -1.0);
@@ -74,6 +94,7 @@ TEST_F(BrokenLibraryTest, HandlesThatTheLibraryKeptAreKept) {
   std::filesystem::remove(path("empty.cdf"));
   EXPECT_EQ(raised("delete", empty_), failureOf("delete", CDF_OPEN_ERROR));
   EXPECT_EQ(raised("inquire", empty_), failureOf("inquire", NO_MORE_ACCESS));
+  EXPECT_EQ(raised("delete", empty_), failureOf("delete", NO_MORE_ACCESS));
   close(empty_);
 }
 
@@ -241,7 +262,9 @@ TEST_F(BrokenLibraryTest, TheEndClosesEveryFileWhateverTheLibrarySays) {
     EXPECT_EQ(atTheEnd[0].identifier, "VORLAN:tarvik:closingFileHandle");
     EXPECT_EQ(atTheEnd[0].message, "Closing open CDF file handles.");
   }
-  EXPECT_EQ(Answering::files().size(), 3U);
+  const std::vector<void*>& closed = Answering::files();
+  EXPECT_EQ(closed.size(), 3U);
+  EXPECT_TRUE(std::is_sorted(closed.begin(), closed.end()));
   closeInLibrary();
 }
 

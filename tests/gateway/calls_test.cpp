@@ -87,7 +87,7 @@ class CallsTest : public SamplesTest {
     EXPECT_NE(raised.message.find(text), std::string::npos) << raised;
     if (refused.tag == "unableToSetzMode2") closeInLibrary(recording.refusedFile());
     if (row.operation == "close" || row.operation == "delete") {
-      // The identifier counts as dangling, for which only unloading is a remedy.
+      // The gateway marks the handle as dangling; only unloading removes it.
       EXPECT_EQ(gateway().unload().size(), 1U);
       closeInLibrary(recording.refusedFile());
       reload();

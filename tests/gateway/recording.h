@@ -49,7 +49,7 @@ class Recording {
   }
   static std::optional<long> note(const ItemList& list);
 
-  /// While it lives the library is at work: what it calls is its own affair.
+  /// While it lives, calls are not recorded: the library makes them itself.
   struct Within {
     Within() { ++depth; }
     ~Within() { --depth; }

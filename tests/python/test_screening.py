@@ -34,6 +34,7 @@ DAMAGE = {
     "next entry": (AZ_EDR, 16, 8, ITSELF),
     "next variable": (ZVDR, 16, 8, ITSELF),
     "elements of a value": (ZVDR, 64, 48, HUGE),
+    "two elements of a number": (ZVDR, 64, 48, 2),
     "last index": (ZVDR, 40, 24, 8),
     "next index": (VXR, 16, 8, ITSELF),
     "entries used in an index": (VXR, 24, 16, 0x80000000),

@@ -172,6 +172,38 @@ TEST_F(ExtendedTest, ShapesAndClasses) {
   }
 }
 
+// With the exact plug-in the library frees the file in the read.
+TEST_F(ExtendedTest, ReadOnlyModeKeepsTheAttributes) {
+  File file = create("a");
+  call("createAttr", file, "a", 1.0);
+  createVar(file, "x", 4);
+  close(file);
+  file = open("a");
+  call("getAttrScope", file, 0.0);
+  call("setReadOnlyMode", file, -1.0);
+  EXPECT_EQ(shown(call("getVarData", file, 0.0, 8.0, List{}).at(0)), "int32 1x1: -2147483647");
+  close(file);
+}
+
+TEST_F(ExtendedTest, SparseRecordsWhoseBlockEndsBeyond32Bits) {
+  const File file = create("a");
+  createVar(file, "x", 4);
+  call("setVarSparseRecords", file, 0.0, 1.0);
+  const Array value = row<std::int32_t>({7});
+  const double far = 2147483000;
+  EXPECT_EQ(raised("putVarData", file, 0.0, far, List{}, value.get()),
+            failureOf("putVarData", -2009));
+  EXPECT_EQ(raised("putVarRecordData", file, 0.0, far, value.get()),
+            failureOf("putVarRecordData", -2009));
+  EXPECT_EQ(
+      raised("hyperPutVarData", file, 0.0, far, 1.0, 1.0, List{}, List{}, List{}, value.get()),
+      failureOf("hyperPutVarData", -2009));
+  call("setVarBlockingFactor", file, 0.0, 5.0);
+  call("putVarData", file, 0.0, far, List{}, value.get());
+  EXPECT_EQ(shown(call("getVarData", file, 0.0, far, List{}).at(0)), "int32 1x1: 7");
+  close(file);
+}
+
 // Both in one process, each with files of its own and the same CDF library.
 TEST_F(ExtendedTest, TheExactPlugInBesideIt) {
   vlhost::Plugin exact(EXACT_GATEWAY);
