@@ -63,16 +63,6 @@ TEST_F(BrokenLibraryTest, HandlesThatTheLibraryLetGoOfDoNotReachItAgain) {
   }
 }
 
-TEST_F(BrokenLibraryTest, AHandleThatIsHandedOutAnewIsLive) {
-  const File lost = create("lost");
-  call("setChecksum", lost, 2.0);
-  raised("close", lost);
-  const File next = create("next");
-  EXPECT_EQ(call("inquire", next).size(), 5U);
-  close(next);
-  EXPECT_EQ(gateway().unload().size(), next.handle == lost.handle ? 0U : 1U);
-}
-
 TEST_F(BrokenLibraryTest, TheFirstIllegalEpochEndsTheCall) {
   List components(20, 1);
   components[0] = -1;

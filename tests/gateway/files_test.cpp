@@ -106,4 +106,15 @@ TEST_F(FilesTest, ThePluginLeavesTheProcess) {
   }
 }
 
+// The library hands out the value of a freed handle anew.
+TEST_F(FilesTest, AHandleThatIsHandedOutAnewIsLive) {
+  const File lost = create("lost");
+  call("setChecksum", lost, 2.0);
+  EXPECT_EQ(raised("close", lost), failureOf("close", -2055));
+  const File next = create("next");
+  EXPECT_EQ(call("inquire", next).size(), 5U);
+  close(next);
+  EXPECT_EQ(gateway().unload().size(), next.handle == lost.handle ? 0U : 1U);
+}
+
 }  // namespace
