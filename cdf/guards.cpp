@@ -84,7 +84,7 @@ CDFstatus checkPathToCreate(const std::string& path) {
 
 // Tried in this order, whichever of the names was asked for.
 std::string fileToOpen(const std::string& path) {
-  const std::string given = withoutBlanks(path);
+  std::string given = withoutBlanks(path);
   const std::string stem =
       hasExtension(given) ? given.substr(0, given.size() - extension.size()) : given;
   for (const char* end : {".cdf", ".CDF"}) {
