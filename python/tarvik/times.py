@@ -2,7 +2,7 @@
 
 import numpy as np
 
-__all__ = ["to_datetime64"]
+__all__ = ["from_datetime64", "to_datetime64"]
 
 # From the beginning of the year 0 to that of 1970, in the Gregorian calendar.
 _SECONDS_TO_1970 = 62_167_219_200
@@ -50,6 +50,58 @@ def to_datetime64(times, datatype="cdf_epoch"):
     return result.view("datetime64[ns]").reshape(shape, order="F")
 
 
+def from_datetime64(times, datatype):
+    """Convert `datetime64` to times as the gateway takes them.
+
+    Parameters
+    ----------
+    times : array_like of datetime64
+        Of any unit; finer than the datatype's resolution is cut.
+    datatype : str
+        As in `to_datetime64`.
+
+    Returns
+    -------
+    numpy.ndarray
+        Milliseconds since the year 0 in float64 for `cdf_epoch`; seconds and picoseconds in a first
+        dimension of two for `cdf_epoch16`; nanoseconds since J2000 in int64 for `cdf_time_tt2000`.
+        What NaT becomes is not said.
+
+    Raises
+    ------
+    ValueError
+        For another datatype.
+    """
+    if datatype not in _CONVERSIONS:
+        raise ValueError(f"{datatype} is no datatype of times: {', '.join(_CONVERSIONS)} are")
+    nanoseconds = np.asarray(times).astype("datetime64[ns]").view(np.int64)
+    if datatype == "cdf_time_tt2000":
+        return _to_tt2000(nanoseconds)
+    if datatype == "cdf_epoch":
+        whole, rest = np.divmod(nanoseconds, 10**6)
+        return (whole + _SECONDS_TO_1970 * 1000) + rest / 1e6
+    seconds, rest = np.divmod(nanoseconds, 10**9)
+    return np.stack([(seconds + _SECONDS_TO_1970).astype(float), rest * 1000.0])
+
+
+def _to_tt2000(nanoseconds):
+    from tarvik import ops
+
+    days, rest = np.divmod(nanoseconds.ravel(), 86400 * 10**9)
+    dates = days.astype("datetime64[D]")
+    months = dates.astype("datetime64[M]")
+    parts = [
+        months.astype(np.int64) // 12 + 1970,
+        months.astype(np.int64) % 12 + 1,
+        (dates - months.astype("datetime64[D]")).astype(np.int64) + 1,
+    ]
+    for unit in (3600 * 10**9, 60 * 10**9, 10**9, 10**6, 1000, 1):
+        whole, rest = np.divmod(rest, unit)
+        parts.append(whole)
+    made = ops.computeTT2000(np.asfortranarray(np.array(parts, float)))
+    return np.ravel(made).astype(np.int64).reshape(nanoseconds.shape)
+
+
 def _of_epoch(milliseconds):
     whole = np.floor(milliseconds)
     nanoseconds = np.floor((milliseconds - whole) * 1e6)
@@ -68,9 +120,9 @@ def _nanoseconds(ticks, rate, nanoseconds):
 
 
 def _of_tt2000(times):
-    from tarvik import extended
+    from tarvik import ops
 
-    parts = extended.tt2000Breakdown(times).reshape((9, -1), order="F").astype(np.int64)
+    parts = ops.tt2000Breakdown(times).reshape((9, -1), order="F").astype(np.int64)
     year, month, day, hour, minute, second, *fraction = parts
     months = ((year - 1970) * 12 + month - 1).astype("datetime64[M]")
     days = months.astype("datetime64[D]").astype(np.int64) + day - 1

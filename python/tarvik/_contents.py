@@ -1,0 +1,316 @@
+"""The variables of a file as a mapping, and what they are made and changed with."""
+
+from __future__ import annotations
+
+import io
+from collections.abc import Iterator, MutableMapping
+from contextlib import contextmanager
+from typing import Any
+
+import numpy as np
+
+from tarvik._settings import SPARSE, code_of, compression_of, for_gateway, kind_of
+from tarvik.attributes import Attributes, Entry, Store, check_name, unknown_name
+from tarvik.datatypes import Datatype, to_stored
+from tarvik.transaction import Transaction
+from tarvik.variable import Variable
+
+__all__ = ["Contents"]
+
+
+class Contents(MutableMapping):
+    """What a `File` holds. Opening and saving it is in `tarvik.file`."""
+
+    path: str
+    mode: str
+    attrs: Attributes
+    _call: Any
+    _id: Any
+    _row_major: bool
+    _transaction: Transaction | None
+    _in_place: bool
+    _variables: dict[str, Variable]
+    _attributes: Store | None
+    # What is carried out when the file is closed: whether it has to be made anew, the names of
+    # variables that were deleted, and the records that are left of some.
+    _structural: bool
+    _hidden: set[str]
+    _lengths: dict[int, int]
+
+    def _rebuild(self) -> None:
+        raise NotImplementedError
+
+    @property
+    def _writable(self) -> bool:
+        return self.mode != "r"
+
+    @property
+    def id(self) -> Any:
+        """The identifier for the operations of `tarvik.ops`.
+
+        Raises
+        ------
+        ValueError
+            If the file is closed.
+        """
+        if self._id is None or self._id.closed:
+            raise ValueError(f"{self.path} is closed")
+        return self._id
+
+    @property
+    def closed(self) -> bool:
+        return self._id is None or self._id.closed
+
+    def __getitem__(self, name: str) -> Variable:
+        self.id  # noqa: B018  raises for a closed file
+        try:
+            return self._variables[name]
+        except KeyError:
+            raise unknown_name("variable", name, self, self.path) from None
+
+    def __iter__(self) -> Iterator[str]:
+        return iter(self._variables)
+
+    def __len__(self) -> int:
+        return len(self._variables)
+
+    def __contains__(self, name: object) -> bool:
+        return name in self._variables
+
+    def __setitem__(self, name: str, values: Any) -> None:
+        """Make a variable, or replace it: of values, or a copy of a `Variable`."""
+        self._check_writable()
+        if name in self:
+            self._check_structural("replacing a variable")
+        place = self._unused_name() if name in self else name
+        if isinstance(values, Variable):
+            check_name("variable", name)
+            with self._undone_on_error(place):
+                made = self._copied(values, place)
+        else:
+            made = self.create_variable(place, values)
+        if place != name:
+            del self[name]
+            self.rename(made.name, name)
+
+    def __delitem__(self, name: str) -> None:
+        """Delete a variable with its values and attributes."""
+        self._check_structural("deleting a variable")
+        variable = self[name]
+        hidden = self._unused_name()
+        self._call("renameVar", self.id, variable.number, hidden)
+        self._hidden.add(hidden)
+        del self._variables[name]
+        variable._number = None
+        self._structural = True
+
+    def rename(self, old: str, new: str) -> None:
+        """Rename a variable.
+
+        Raises
+        ------
+        KeyError
+            If there is none of the old name.
+        ValueError
+            If there is one of the new name, or it cannot be a name.
+        """
+        self._check_writable()
+        variable = self[old]
+        if new in self:
+            raise ValueError(f"there is a variable {new!r} already")
+        check_name("variable", new)
+        self._call("renameVar", self.id, variable.number, new)
+        variable.name = new
+        self._variables = {v.name: v for v in self._variables.values()}
+
+    def create_variable(
+        self,
+        name: str,
+        data: Any = None,
+        *,
+        datatype: Any = None,
+        shape: tuple[int, ...] | None = None,
+        record_vary: bool = True,
+        dim_vary: Any = None,
+        compression: str | None = None,
+        sparse: str | None = None,
+        pad: Any = None,
+        blocking_factor: int | None = None,
+        attrs: Any = None,
+    ) -> Variable:
+        """Make a variable.
+
+        Parameters
+        ----------
+        name : str
+            Printable ASCII, at most 255 characters.
+        data : array_like, optional
+            Its values; records first unless they do not vary.
+        datatype : str, int or numpy.dtype, optional
+            "CDF_REAL4", its number, or a dtype such as "S8"; chosen from the data if left out.
+        shape : tuple of int, optional
+            Without data: as that of data. Records are made up to its first number.
+        record_vary : bool
+            Whether there is a value for each record, or one for all.
+        dim_vary : sequence of bool, optional
+            The same for each dimension; all vary if it is left out.
+        compression : str, optional
+            "gzip", "gzip:6", "rle", "huffman" or "ahuffman".
+        sparse : str, optional
+            What missing records read as: "pad" or "previous"; then they take no space.
+        pad : optional
+            The value of records that were never written.
+        blocking_factor : int, optional
+            The number of records that the variable grows by.
+        attrs : mapping, optional
+            Its attributes.
+
+        Returns
+        -------
+        Variable
+
+        Raises
+        ------
+        ValueError
+            If there is a variable of the name, it cannot be a name, or a setting does not exist.
+        TypeError
+            If no datatype holds the values.
+        """
+        self._check_writable()
+        if name in self:
+            raise ValueError(f"there is a variable {name!r} already")
+        check_name("variable", name)
+        given = None if data is None else np.asarray(data)
+        found, elements = kind_of(given, datatype)
+        whole = given.shape if given is not None else tuple(shape or ())
+        if given is not None and shape is not None and tuple(shape) != whole:
+            raise ValueError(f"the shape {tuple(shape)} is not that of the data, {whole}")
+        extents = whole[1:] if record_vary else whole
+        varys = [True] * len(extents) if dim_vary is None else [bool(v) for v in dim_vary]
+        if len(varys) != len(extents):
+            raise ValueError(f"{len(varys)} variances for {len(extents)} dimensions")
+        if given is not None:
+            to_stored(given, found, elements)  # before anything is made
+        settings = {
+            "setVarSparseRecords": sparse and [code_of("sparse", sparse, SPARSE)],
+            "setVarCompression": compression and compression_of(compression),
+            "setVarBlockingFactor": blocking_factor and [blocking_factor],
+        }
+        stored_pad = None if pad is None else to_stored(pad, found, elements)
+        if stored_pad is not None and stored_pad.size != 1:
+            raise ValueError(f"a pad value of shape {stored_pad.shape} is not one value")
+        with self._undone_on_error(name):
+            shapes = (extents, record_vary, varys)
+            variable = self._created(name, found, elements, shapes, settings, stored_pad)
+            for title, value in dict(attrs or {}).items():
+                variable.attrs[title] = value
+            if given is None:
+                if record_vary and whole:
+                    variable.resize(whole[0])
+            elif record_vary:
+                variable[: len(np.atleast_1d(given))] = given
+            else:
+                variable[...] = given
+        return variable
+
+    @contextmanager
+    def _undone_on_error(self, name: str) -> Iterator[None]:
+        """Delete the variable again if it cannot be made as it was asked for."""
+        try:
+            yield
+        except BaseException:
+            if not self._in_place and name in self:
+                del self[name]
+            raise
+
+    def _created(
+        self,
+        name: str,
+        datatype: Datatype,
+        elements: int,
+        shape: tuple,
+        settings: dict,
+        pad: np.ndarray | None,
+    ) -> Variable:
+        """Make a variable with its settings, before anything is written to it."""
+        extents, record_vary, varys = shape
+        order = slice(None, None, -1 if self._row_major else 1)
+        number = self._call(
+            "createVar",
+            self.id,
+            name,
+            datatype.code,
+            elements,
+            list(extents)[order],
+            record_vary,
+            list(varys)[order],
+        )
+        variable = self._variables[name] = Variable(self, int(number))
+        for operation, inputs in settings.items():
+            if inputs:
+                self._call(operation, self.id, number, *inputs)
+        if pad is not None:
+            self._call("setVarPadValue", self.id, number, for_gateway(pad))
+        return variable
+
+    def _copied(self, source: Variable, name: str) -> Variable:
+        """Make a variable that has all of another one, of this file or another."""
+        compression, sparse = source.compression, source.sparse
+        settings = {
+            "setVarSparseRecords": sparse and [SPARSE[sparse]],
+            "setVarCompression": compression and compression_of(compression),
+            "setVarBlockingFactor": source.blocking_factor and [source.blocking_factor],
+        }
+        shape = (source._extents, source.record_vary, source.dim_vary)
+        datatype, elements = source._datatype, source._elements
+        made = self._created(name, datatype, elements, shape, settings, source._pad())
+        for runs in source._existing_blocks():
+            made._write_stored(runs, source._read(runs))
+        for title, entry in source._file._store.of_variables.get(source.number, {}).items():
+            self._put_entry(made.attrs._number(title), made.number, entry)
+            self._store.of_variables.setdefault(made.number, {})[title] = entry
+        return made
+
+    # For variables, attributes and the file.
+
+    @property
+    def _store(self) -> Store:
+        self.id  # noqa: B018  raises for a closed file
+        if self._attributes is None:
+            self._attributes = Store(self)
+        return self._attributes
+
+    def _check_writable(self) -> None:
+        self.id  # noqa: B018
+        if not self._writable:
+            raise io.UnsupportedOperation(
+                f"{self.path} is open for reading only; open it with mode 'r+' to change it"
+            )
+
+    def _check_structural(self, what: str) -> None:
+        self._check_writable()
+        if self._in_place:
+            raise io.UnsupportedOperation(
+                f"{what} makes the file anew, which is not done with files that are edited in place"
+            )
+
+    def _put_entry(self, attribute: int, number: int, entry: Entry) -> None:
+        place = (self.id, attribute, number, entry.datatype.code)
+        self._call("putAttrEntry", *place, entry.value)
+
+    def _shrink(self, variable: Variable, records: int) -> None:
+        self._check_structural("deleting records")
+        self._lengths[variable.number] = records
+        self._structural = True
+
+    def _before_write(self, variable: Variable, last: int) -> None:
+        """Records that were cut off must not come back as the variable grows again."""
+        if last >= self._lengths.get(variable.number, last + 1):
+            self._rebuild()
+
+    def _unused_name(self) -> str:
+        used = {*self._variables, *self._hidden}
+        number = len(used)
+        while f"tarvik deleted {number}" in used:
+            number += 1
+        return f"tarvik deleted {number}"

@@ -1,0 +1,491 @@
+"""One variable of an open file: its values as a NumPy user sees them."""
+
+from __future__ import annotations
+
+from collections.abc import Iterable, Iterator
+from itertools import product
+from typing import TYPE_CHECKING, Any, Callable
+
+import numpy as np
+
+from tarvik._order import to_gateway, to_reader
+from tarvik._settings import COMPRESSION_NAMES
+from tarvik.attributes import Attributes
+from tarvik.datatypes import datatype_named, to_stored, to_user
+from tarvik.indexing import Axis, Selection, select
+
+if TYPE_CHECKING:
+    from tarvik._contents import Contents
+
+__all__ = ["Variable"]
+
+# The most bytes and values of one request; the library counts some in 32 bits.
+_REQUEST_BYTES = 1 << 30
+# What is copied at once.
+_BLOCK_BYTES = 8 << 20
+
+_SPARSE = {
+    "NO_SPARSERECORDS": None,
+    "PAD_SPARSERECORDS": "pad",
+    "PREV_SPARSERECORDS": "previous",
+}
+
+
+class Variable:
+    """A variable of an open file; made by `File`, as `file["flux"]`.
+
+    Indexing reads, and assigning to an index writes: integers, slices with any step, an ellipsis,
+    and a list or boolean mask along one dimension. Values come in C order with the records first,
+    whatever the file's majority::
+
+        flux[10:20]          # ten records
+        flux[-1, 3]          # one value, a NumPy scalar
+        flux[5:8] = 0.0      # broadcast as NumPy does; goes beyond the last record too
+        flux.append(values)
+
+    Attributes
+    ----------
+    name : str
+    datatype : str
+        "CDF_REAL4", for example.
+    record_vary : bool
+        Whether there is a value for each record, or one for all.
+    dim_vary : tuple of bool
+        The same for each dimension.
+    attrs : Attributes
+    raw, masked : indexable
+        Reading as it is stored, and as a masked array; see there.
+    """
+
+    def __init__(self, file: Contents, number: int) -> None:
+        name, datatype, elements, extents, record_vary, dim_vary = file._call(
+            "inquireVar", file.id, number
+        )
+        order = slice(None, None, -1 if file._row_major else 1)
+        self._file = file
+        self._datatype = datatype_named(datatype)
+        self._elements = int(elements)
+        self._extents = tuple(np.ravel(extents).astype(int).tolist())[order]
+        self.name: str = name
+        self._number: int | None = number
+        self.datatype = self._datatype.name
+        self.record_vary = bool(record_vary)
+        self.dim_vary = tuple(np.ravel(dim_vary).astype(bool).tolist())[order]
+        self.attrs = Attributes(file, self)
+
+    def __repr__(self) -> str:
+        if self._number is None or self._file.closed:
+            return f"<tarvik.Variable {self.name!r}: {self.datatype}, not available any more>"
+        shape = " x ".join(map(str, self.shape)) or "one value"
+        return f"<tarvik.Variable {self.name!r}: {self.datatype}, {shape}>"
+
+    @property
+    def number(self) -> int:
+        """The library's number, for `tarvik.ops`.
+
+        Raises
+        ------
+        ValueError
+            If the variable was deleted.
+        """
+        if self._number is None:
+            raise ValueError(f"the variable {self.name!r} was deleted")
+        return self._number
+
+    @property
+    def dtype(self) -> np.dtype:
+        """Of the values as indexing gives them."""
+        if self._datatype.is_text:
+            return np.dtype(f"U{self._elements}")
+        return np.dtype("datetime64[ns]") if self._datatype.is_time else self._datatype.stored
+
+    @property
+    def shape(self) -> tuple[int, ...]:
+        """The number of records, unless they do not vary, and the dimensions."""
+        return (self._records(), *self._extents) if self.record_vary else self._extents
+
+    @property
+    def ndim(self) -> int:
+        return len(self._extents) + self.record_vary
+
+    @property
+    def size(self) -> int:
+        """The number of values."""
+        return int(np.prod(self.shape, dtype=object))
+
+    @property
+    def nbytes(self) -> int:
+        """The bytes of the values as they are stored, uncompressed."""
+        return self.size * self._stored.itemsize
+
+    def __len__(self) -> int:
+        if self.ndim == 0:
+            raise TypeError(f"{self.name!r} is a single value and has no length")
+        return self.shape[0]
+
+    @property
+    def compression(self) -> str | None:
+        """Of its values: "gzip:6", "rle", "huffman", "ahuffman" or None."""
+        kind, parameter, _ = self._ask("getVarCompression")
+        name = COMPRESSION_NAMES.get(kind)
+        return f"gzip:{int(parameter)}" if name == "gzip" else name
+
+    @property
+    def sparse(self) -> str | None:
+        """What missing records read as: "pad", "previous", or None if records are not sparse."""
+        return _SPARSE[self._ask("getVarSparseRecords")]
+
+    @property
+    def blocking_factor(self) -> int:
+        """The number of records that the variable grows by; 0 leaves it to the library."""
+        return int(self._ask("getVarBlockingFactor"))
+
+    @property
+    def pad(self) -> Any:
+        """What records that were never written read as, unless there is a FILLVAL."""
+        return to_user(self._pad(), self._datatype)[()]
+
+    @property
+    def fill(self) -> Any:
+        """The entry of FILLVAL, as it is stored; None if there is none of the datatype."""
+        return self._fill()
+
+    @property
+    def raw(self) -> Reader:
+        """Read exactly what is stored: `variable.raw[key]`.
+
+        Bytes for text, numbers for times; complex for CDF_EPOCH16: seconds and picoseconds.
+        """
+        return Reader(self._read_stored, self)
+
+    @property
+    def masked(self) -> Reader:
+        """Read a masked array: `variable.masked[key]`.
+
+        Masked is what equals FILLVAL, is NaT, or lies outside VALIDMIN and VALIDMAX.
+        """
+        return Reader(self._read_masked, self)
+
+    def __getitem__(self, key: Any) -> Any:
+        stored = self._read_stored(key)
+        datatype = self._datatype
+        if datatype.is_text or datatype.is_time:
+            return to_user(np.asarray(stored), datatype, self._fill())[()]
+        return stored
+
+    def __array__(self, dtype: Any = None, copy: Any = None) -> np.ndarray:
+        values = np.asarray(self[...])
+        return values if dtype is None else values.astype(dtype)
+
+    def __iter__(self) -> Iterator[Any]:
+        for index in range(len(self)):
+            yield self[index]
+
+    def __setitem__(self, key: Any, values: Any) -> None:
+        self._file._check_writable()
+        selection = select(key, self.shape, growing=self.record_vary)
+        stored = to_stored(values, self._datatype, self._elements, self._fill())
+        try:
+            stored = np.broadcast_to(stored, selection.shape)
+        except ValueError:
+            raise ValueError(
+                f"values of shape {stored.shape} do not fit the shape {selection.shape} that is "
+                f"selected of {self.name!r}"
+            ) from None
+        stored = stored.reshape(selection.full_shape)
+        self._check_variance(stored)
+        self._write(selection, stored)
+
+    def _check_variance(self, values: np.ndarray) -> None:
+        """One value is stored for all of a dimension that does not vary."""
+        for number, varies in enumerate(self.dim_vary):
+            axis = number + self.record_vary
+            if not varies and values.size:
+                first = np.broadcast_to(values.take([0], axis), values.shape)
+                if not np.array_equal(_bits(values), _bits(first)):
+                    raise ValueError(
+                        f"dimension {axis} of {self.name!r} does not vary: it holds one value, and "
+                        "those given differ"
+                    )
+
+    def append(self, values: Any) -> None:
+        """Write records behind the last one.
+
+        Parameters
+        ----------
+        values : array_like
+            One record, or several along a first dimension.
+
+        Raises
+        ------
+        TypeError
+            If the records of the variable do not vary.
+        ValueError
+            If the shape does not fit.
+        """
+        if not self.record_vary:
+            raise TypeError(f"{self.name!r} has one value for all records; assign to it instead")
+        given = np.asarray(values)
+        several = given.ndim > len(self._extents)
+        count = len(given) if several else 1
+        records = self._records()
+        if count:
+            self[records : records + count] = given if several else given[np.newaxis]
+
+    def resize(self, records: int) -> None:
+        """Change the number of records; new ones read as records that were never written.
+
+        That is FILLVAL, the pad value where there is none, or the record before them.
+
+        Raises
+        ------
+        TypeError
+            If the records of the variable do not vary.
+        """
+        self._file._check_writable()
+        if not self.record_vary:
+            raise TypeError(f"{self.name!r} has one value for all records")
+        if records < 0:
+            raise ValueError(f"{records} is no number of records")
+        present = self._records()
+        if records < present:
+            self._file._shrink(self, records)
+        elif records > present:
+            # The library fills what lies between.
+            last = self._previous(present if self.sparse == "previous" else 0)
+            place = [range(records - 1, records), *map(range, self._extents)]
+            self._write_stored(place, last[np.newaxis])
+
+    @property
+    def _stored(self) -> np.dtype:
+        return self._datatype.dtype(self._elements)
+
+    def _ask(self, operation: str) -> Any:
+        return self._file._call(operation, self._file.id, self.number)
+
+    def _records(self) -> int:
+        records = int(self._ask("getVarMaxWrittenRecNum")) + 1
+        return min(records, self._file._lengths.get(self.number, records))
+
+    def _pad(self) -> np.ndarray:
+        raw = self._ask("getVarPadValue")
+        if self._datatype.stored.kind == "c":
+            return np.ravel(raw).view("c16")[:1].reshape(())
+        if self._datatype.is_text:
+            raw = raw.encode("utf-8", "surrogateescape") if isinstance(raw, str) else raw
+            return np.frombuffer(np.ravel(raw).tobytes(), self._stored)[:1].reshape(())
+        return np.asarray(raw, self._stored).reshape(())
+
+    def _fill(self) -> Any:
+        entry = self.attrs._entry("FILLVAL")
+        if entry is None or self._datatype.is_text or isinstance(entry.value, str):
+            return None
+        value = np.ravel(np.asarray(entry.value), order="F")
+        if entry.datatype.stored.kind == "c":
+            value = value.view("c16")
+        if value.size == 0:
+            return None
+        with np.errstate(over="ignore", invalid="ignore"):
+            fill = value[:1].astype(self._stored)
+        # Floats may be rounded; integers must be the same.
+        same = self._stored.kind == "f" or np.array_equal(fill, value[:1])
+        return fill[0] if same else None
+
+    def _read_stored(self, key: Any) -> Any:
+        selection = select(key, self.shape)
+        values = np.empty(selection.full_shape, self._stored)
+        if values.size == 0:
+            return values.reshape(selection.shape)
+        parts = [axis.runs for axis in selection.axes]
+        if all(len(runs) == 1 for runs in parts):
+            values = self._read([runs[0][0] for runs in parts])
+            values = values[_within(runs[0][1] for runs in parts)]
+        else:
+            for runs in product(*parts):
+                values[tuple(run[1] for run in runs)] = self._read([run[0] for run in runs])
+        return np.asarray(values.reshape(selection.shape), order="C")[()]
+
+    def _read_masked(self, key: Any) -> np.ma.MaskedArray:
+        stored = np.asarray(self._read_stored(key))
+        fill = self._fill()
+        axes = select(key, self.shape).axes
+        mask = np.zeros(stored.shape, bool)
+        if fill is not None:
+            mask |= np.isnan(stored) if fill != fill else stored == fill
+        for name, outside in (("VALIDMIN", np.less), ("VALIDMAX", np.greater)):
+            limit = self._limit(name, axes)
+            if limit is not None:
+                with np.errstate(invalid="ignore"):
+                    mask |= outside(stored, limit)
+        values = to_user(stored, self._datatype, fill)
+        if values.dtype.kind == "M":
+            mask |= np.isnat(values)
+        return np.ma.MaskedArray(values, mask)
+
+    def _limit(self, name: str, axes: tuple[Axis, ...]) -> Any:
+        """One for all values, or one for each that is selected of the last dimension."""
+        entry = self.attrs._entry(name)
+        if entry is None or isinstance(entry.value, str) or self._stored.kind in "Sc":
+            return None
+        value = np.ravel(entry.value)
+        if value.size == 1:
+            return value[0]
+        if value.size not in self._extents[-1:]:
+            return None
+        picks = axes[-1].picks
+        return value[picks[0] if axes[-1].dropped else np.asarray(picks)]
+
+    def _split(self, runs: list[range]) -> Iterator[tuple[tuple[slice, ...], list[range]]]:
+        """Cut a request along its first dimensions until each part is small enough."""
+        most, inner = max(1, _REQUEST_BYTES // self._stored.itemsize), 1
+        cuts: list[list[slice]] = []
+        for run in reversed(runs):
+            size = max(1, most // inner)
+            cuts.insert(0, [slice(at, at + size) for at in range(0, len(run), size)])
+            inner *= len(run)
+        for parts in product(*cuts):
+            yield parts, [run[part] for run, part in zip(runs, parts)]
+
+    def _place(self, runs: list[range]) -> list[Any]:
+        """A hyperslab as the gateway takes it."""
+        record, rest = (runs[0], runs[1:]) if self.record_vary else (range(1), runs)
+        rest = rest[:: -1 if self._file._row_major else 1]
+        return [
+            record.start,
+            len(record),
+            record.step,
+            [run.start for run in rest],
+            [len(run) for run in rest],
+            [run.step for run in rest],
+        ]
+
+    def _read(self, runs: list[range]) -> np.ndarray:
+        """Read a hyperslab: of each dimension the indices that a range has."""
+        pieces = list(self._split(runs))
+        if len(pieces) == 1:
+            return self._read_part(runs)
+        values = np.empty(tuple(map(len, runs)), self._stored)
+        for place, part in pieces:
+            values[place] = self._read_part(part)
+        return values
+
+    def _read_part(self, runs: list[range]) -> np.ndarray:
+        place = self._place(runs)
+        raw = self._file._call("hyperGetVarData", self._file.id, self.number, *place)
+        item: tuple[int, ...] = ()
+        if self._datatype.stored.kind == "c":
+            raw = np.ravel(raw, order="F").view("c16")
+        elif self._datatype.is_text:
+            item = (self._elements,)
+        cells = to_reader(raw, item, tuple(place[4]), place[1], self._file._row_major)
+        if item:
+            cells = np.ascontiguousarray(cells).view(self._stored)[..., 0]
+        return cells.reshape(tuple(map(len, runs)))
+
+    def _write(self, selection: Selection, values: np.ndarray) -> None:
+        if values.size == 0:
+            return
+        for runs in product(*[axis.runs for axis in selection.axes]):
+            self._write_stored([run[0] for run in runs], values[_within(run[1] for run in runs)])
+
+    def _write_stored(self, runs: list[range], values: np.ndarray) -> None:
+        self._file._check_writable()
+        if self.record_vary:
+            self._file._before_write(self, runs[0][-1])
+        item: tuple[int, ...] = ()
+        if self._datatype.is_text or self._datatype.stored.kind == "c":
+            unit = "S1" if self._datatype.is_text else "f8"
+            values = np.ascontiguousarray(values)[..., np.newaxis].view(unit)
+            item = (values.shape[-1],)
+        for place, part in self._split(runs):
+            piece = values[place] if self.record_vary else values[place][np.newaxis]
+            raw = to_gateway(piece, item, self._file._row_major)
+            self._file._call("hyperPutVarData", self._file.id, self.number, *self._place(part), raw)
+
+    def _existing_blocks(self) -> Iterator[list[range]]:
+        """The records that exist, in blocks of some MiB, as runs of whole hyperslabs."""
+        rest = [range(extent) for extent in self._extents]
+        written = range(int(self._ask("getVarMaxWrittenRecNum")) + 1)
+        if not self.record_vary:
+            if written:
+                yield rest
+            return
+        each = max(1, int(np.prod(self._extents, dtype=object))) * self._stored.itemsize
+        size = max(1, _BLOCK_BYTES // each)
+        blocks = [written[start : start + size] for start in range(0, len(written), size)]
+        if self.sparse is not None:
+            blocks = self._existing(blocks)
+        records, end = self._records(), 0
+        for block in blocks:
+            kept = block[: max(0, records - block.start)]
+            if kept:
+                yield [kept, *rest]
+                end = kept.stop
+        if end < records:  # the last record that is left need not exist
+            yield [range(records - 1, records), *rest]
+
+    def _existing(self, blocks: list[range]) -> list[range]:
+        """The records of a sparse variable that exist.
+
+        The library tells how many there are, but not which. Those that read otherwise than missing
+        ones would exist, and the last one. If there are more, all records are taken: a value that
+        was written must not follow FILLVAL, or the record before it, when that is changed later.
+        """
+        runs = [run for block in blocks for run in self._differing(block)]
+        if blocks and (not runs or runs[-1][-1] != blocks[-1][-1]):
+            runs.append(blocks[-1][-1:])
+        return runs if sum(map(len, runs)) == self._ask("getVarNumRecsWritten") else blocks
+
+    def _differing(self, records: range) -> list[range]:
+        """The records of a block that read otherwise than missing ones would."""
+        values = self._read([records, *map(range, self._extents)])
+        missing = self._missing()
+        if missing is None:
+            return [records]
+        before = np.broadcast_to(missing, values.shape)
+        if self.sparse == "previous":
+            before = np.concatenate([self._previous(records.start)[np.newaxis], values[:-1]])
+        exists = (_bits(values) != _bits(before)).reshape((len(records), -1)).any(axis=1)
+        return [run for run, _ in Axis(records.start + np.flatnonzero(exists)).runs]
+
+    def _missing(self) -> np.ndarray | None:
+        """What missing records read as: FILLVAL, or the pad value where there is none.
+
+        None if it is not certain, as with a FILLVAL of another datatype.
+        """
+        entry = self.attrs._entry("FILLVAL")
+        if entry is None:
+            return self._pad()
+        fill = self._fill()
+        return np.asarray(fill) if fill is not None and entry.datatype is self._datatype else None
+
+    def _previous(self, record: int) -> np.ndarray:
+        if record == 0:
+            missing = self._missing()
+            return np.broadcast_to(self._pad() if missing is None else missing, self._extents)
+        return self._read([range(record - 1, record), *map(range, self._extents)])[0]
+
+
+def _within(places: Iterable[slice]) -> Any:
+    """A key for an array; the ellipsis keeps one without dimensions an array."""
+    return (..., *places)
+
+
+def _bits(values: np.ndarray) -> np.ndarray:
+    """Bytes, which are equal only if the values are the same: NaN too."""
+    values = np.ascontiguousarray(values)
+    return values.reshape((*values.shape, 1)).view("u1")
+
+
+class Reader:
+    """Indexing that gives the values of a variable in another form."""
+
+    def __init__(self, read: Callable[[Any], Any], variable: Variable) -> None:
+        self._read = read
+        self._variable = variable
+
+    def __getitem__(self, key: Any) -> Any:
+        return self._read(key)
+
+    def __repr__(self) -> str:
+        return f"<{self._read.__name__.strip('_')} of {self._variable!r}>"
