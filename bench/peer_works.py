@@ -19,6 +19,7 @@ import numpy as np
 import pycdfpp
 import tarvik
 import tarvik.times
+from tarvik import ops
 
 # Settings of pycdf would otherwise be written to the home folder.
 os.environ.setdefault("SPACEPY", tempfile.gettempdir())
@@ -67,14 +68,14 @@ def _values(folder, megabytes):
         "the same, the first time in a process",
         {package: FirstReading(package, path) for package in READERS},
     )
-    handle = tarvik.open(path)
+    handle = ops.open(path)
     peer = pycdf.CDF(path)
     reader = cdflib.CDF(path)
     loaded = pycdfpp.load(path)
     yield (
         "read one record of 8 KiB",
         {
-            "tarvik": lambda: tarvik.getVarRecordData(handle, 0, 7),
+            "tarvik": lambda: ops.getVarRecordData(handle, 0, 7),
             "spacepy": lambda: peer["v"][7],
             "cdflib": lambda: reader.varget("v", startrec=7, endrec=7),
             "pycdfpp": lambda: loaded["v"].values[7],
@@ -83,13 +84,13 @@ def _values(folder, megabytes):
     yield (
         "read one value",
         {
-            "tarvik": lambda: tarvik.getVarData(handle, 0, 7, [3, 4]),
+            "tarvik": lambda: ops.getVarData(handle, 0, 7, [3, 4]),
             "spacepy": lambda: peer["v"][7, 3, 4],
             "pycdfpp": lambda: loaded["v"].values[7, 3, 4],
             "library": DirectValue(path, 7, [4, 3]),
         },
     )
-    tarvik.close(handle)
+    ops.close(handle)
     peer.close()
 
 
@@ -127,20 +128,20 @@ class DirectValue:
 def _write(path, data, compression=None):
     """A file with one variable "v" of doubles, in row-major order as C programs write it."""
     Path(path).unlink(missing_ok=True)
-    with tarvik.create(path) as file:
+    with ops.create(path) as file:
         dims = list(data.shape[1:])
-        number = tarvik.createVar(file, "v", DOUBLE, 1, dims[::-1], True, [True] * len(dims))
+        number = ops.createVar(file, "v", DOUBLE, 1, dims[::-1], True, [True] * len(dims))
         if compression is not None:
-            tarvik.setVarCompression(file, number, *compression)
-        tarvik.hyperPutVarData(
+            ops.setVarCompression(file, number, *compression)
+        ops.hyperPutVarData(
             file, number, 0, len(data), 1, [0] * len(dims), dims[::-1], [1] * len(dims), data.T
         )
 
 
 def _read_variable(path):
-    with tarvik.open(path) as file:
-        records = int(tarvik.getVarNumRecsWritten(file, 0))
-        return tarvik.hyperGetVarData(file, 0, 0, records, 1, [0, 0], [32, 32], [1, 1])
+    with ops.open(path) as file:
+        records = int(ops.getVarNumRecsWritten(file, 0))
+        return ops.hyperGetVarData(file, 0, 0, records, 1, [0, 0], [32, 32], [1, 1])
 
 
 def _from_disk(read, path):
@@ -157,33 +158,31 @@ def _slices(folder, trial):
     records = 20 if trial else 2000
     data = np.round(np.random.default_rng(1).normal(size=(records, 100, 10)), 2)
     _write(path, data, (tarvik.constants.GZIP_COMPRESSION, 6))
-    handle = tarvik.open(path)
+    handle = ops.open(path)
     peer = pycdf.CDF(path)
     half = records // 2
     yield (
         "read a slice with steps of a variable compressed by gzip",
         {
-            "tarvik": lambda: tarvik.hyperGetVarData(
-                handle, 0, 0, half, 2, [0, 0], [10, 10], [1, 10]
-            ),
+            "tarvik": lambda: ops.hyperGetVarData(handle, 0, 0, half, 2, [0, 0], [10, 10], [1, 10]),
             "spacepy": lambda: peer["v"][::2, ::10, :],
             "cdflib": lambda: cdflib.CDF(path).varget("v")[::2, ::10, :],
             "pycdfpp": lambda: pycdfpp.load(path)["v"].values[::2, ::10, :],
         },
     )
-    tarvik.close(handle)
+    ops.close(handle)
     peer.close()
 
 
 def _epochs(folder, count):
     """CDF_EPOCH values to calendar components."""
     components = np.array([[2001.0, 2, 3, 4, 5, 6, 7]]).repeat(count, axis=0).T
-    epochs = tarvik.computeEpoch(np.asfortranarray(components)) + np.arange(count) * 1000.0
+    epochs = ops.computeEpoch(np.asfortranarray(components)) + np.arange(count) * 1000.0
     column = epochs.ravel()
     yield (
         f"{count} epochs to components",
         {
-            "tarvik": lambda: tarvik.epochBreakdown(epochs),
+            "tarvik": lambda: ops.epochBreakdown(epochs),
             "cdflib": lambda: cdflib.cdfepoch.breakdown(column),
         },
     )
@@ -204,9 +203,9 @@ def _epochs(folder, count):
 def _epoch_file(folder, epochs):
     path = str(folder / "epochs.cdf")
     Path(path).unlink(missing_ok=True)
-    with tarvik.create(path) as file:
-        number = tarvik.createVar(file, "t", EPOCH, 1, [], True, [])
-        tarvik.hyperPutVarData(file, number, 0, epochs.size, 1, [], [], [], epochs)
+    with ops.create(path) as file:
+        number = ops.createVar(file, "t", EPOCH, 1, [], True, [])
+        ops.hyperPutVarData(file, number, 0, epochs.size, 1, [], [], [], epochs)
     return path
 
 
@@ -217,13 +216,13 @@ def _attributes(folder, count):
 
     def write_tarvik():
         Path(path).unlink(missing_ok=True)
-        with tarvik.create(path) as file:
+        with ops.create(path) as file:
             scope = tarvik.constants.VARIABLE_SCOPE
-            attributes = [tarvik.createAttr(file, name, scope) for name in names]
+            attributes = [ops.createAttr(file, name, scope) for name in names]
             for i in range(count):
-                number = tarvik.createVar(file, f"v{i}", DOUBLE, 1, [], True, [])
+                number = ops.createVar(file, f"v{i}", DOUBLE, 1, [], True, [])
                 for attribute in attributes:
-                    tarvik.putAttrEntry(file, attribute, number, DOUBLE, 1.5)
+                    ops.putAttrEntry(file, attribute, number, DOUBLE, 1.5)
 
     def write_spacepy():
         Path(path).unlink(missing_ok=True)
@@ -250,10 +249,10 @@ def _attributes(folder, count):
     write_tarvik()
 
     def read_tarvik():
-        with tarvik.open(path) as file:
+        with ops.open(path) as file:
             for number in range(count):
                 for attribute in range(ATTRIBUTES):
-                    tarvik.getAttrEntry(file, attribute, number)
+                    ops.getAttrEntry(file, attribute, number)
 
     def read_spacepy():
         with pycdf.CDF(path) as file:
@@ -340,10 +339,10 @@ def _summaries(real):
 
     def with_tarvik():
         for path in paths:
-            with tarvik.extended.open(path) as file:
-                for number in range(int(tarvik.extended.inquire(file).numVariables)):
-                    tarvik.extended.inquireVar(file, number)
-                    tarvik.extended.getVarNumRecsWritten(file, number)
+            with ops.open(path) as file:
+                for number in range(int(ops.inquire(file).numVariables)):
+                    ops.inquireVar(file, number)
+                    ops.getVarNumRecsWritten(file, number)
 
     def with_spacepy():
         facts = []

@@ -39,7 +39,7 @@ library directly: the same inquiries, then the same reading or writing. Speeds a
 direct program's: 1.00 is as fast. "Fresh" reads into memory that the host just made, zeroed as all
 its arrays are, as the gateway must for each result; "warm" reads into one buffer again and again.
 The host keeps the memory of large arrays that were freed for the next ones, up to 512 MiB, as new
-pages take a good part of a reading's time (`tarvik.give_back_memory` in Python, and
+pages take a good part of a reading's time (`ops.give_back_memory` in Python, and
 `vlhost::giveBackSpareMemory` in C++, end that). Memory is what a call needs at its peak, in copies
 of the data: reading makes one copy in any case, and characters have 16 bits in the host.
 

@@ -11,10 +11,9 @@ import tempfile
 from pathlib import Path
 
 import numpy as np
-import tarvik
 import xarray
 from matplotlib.figure import Figure
-from tarvik import constants
+from tarvik import constants, ops
 
 RECORD = np.array([[0, 2, 4], [1, 3, 5]], np.int32)
 MAJORITIES = (constants.ROW_MAJOR, constants.COLUMN_MAJOR)
@@ -25,12 +24,12 @@ FASTEST = {"C": "the last index runs fastest", "F": "the first index runs fastes
 
 def views(path, majority):
     """Write a record; give its values as they are seen in three ways."""
-    with tarvik.create(path) as file:
-        tarvik.setMajority(file, majority)
-        number = tarvik.createVar(file, "T", constants.CDF_INT4, 1, [2, 3], True, [True, True])
-        tarvik.putVarRecordData(file, number, 0, RECORD)
-    with tarvik.open(path) as file:
-        by_operation = tarvik.getVarRecordData(file, number, 0)
+    with ops.create(path) as file:
+        ops.setMajority(file, majority)
+        number = ops.createVar(file, "T", constants.CDF_INT4, 1, [2, 3], True, [True, True])
+        ops.putVarRecordData(file, number, 0, RECORD)
+    with ops.open(path) as file:
+        by_operation = ops.getVarRecordData(file, number, 0)
     in_c = xarray.open_dataset(path, engine="tarvik").T.values[0]
     start = path.read_bytes().index(np.arange(6, dtype="<i4").tobytes())
     stored = np.fromfile(path, "<i4", 6, offset=start)

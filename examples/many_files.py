@@ -12,9 +12,8 @@ import argparse
 from pathlib import Path
 
 import numpy as np
-import tarvik
 import xarray
-from tarvik import constants
+from tarvik import constants, ops
 
 MINUTES = 24 * 60
 AXES = ("B_x", "B_y", "B_z")
@@ -27,19 +26,19 @@ def make_day(path, day):
     phase = 2 * np.pi * np.arange(MINUTES) / MINUTES
     field = noise + 5 * np.array([np.cos(phase), np.sin(phase), np.ones(MINUTES)])
     field[:, day :: MINUTES // 4] = FILL
-    start = tarvik.computeEpoch([2023, 1, 1, 0, 0, 0, 0]) + 86_400_000.0 * day
-    with tarvik.create(path) as file:
-        epoch = tarvik.createVar(file, "Epoch", constants.CDF_EPOCH, 1, [], True, [])
+    start = ops.computeEpoch([2023, 1, 1, 0, 0, 0, 0]) + 86_400_000.0 * day
+    with ops.create(path) as file:
+        epoch = ops.createVar(file, "Epoch", constants.CDF_EPOCH, 1, [], True, [])
         times = start + 60_000.0 * np.arange(MINUTES)
-        tarvik.hyperPutVarData(file, epoch, 0, MINUTES, 1, [], [], [], times)
-        number = tarvik.createVar(file, "B", constants.CDF_DOUBLE, 1, [3], True, [True])
-        tarvik.hyperPutVarData(file, number, 0, MINUTES, 1, [0], [3], [1], field)
-        label = tarvik.createVar(file, "axis", constants.CDF_CHAR, 3, [3], False, [True])
-        tarvik.putVarRecordData(file, label, 0, "".join(AXES))
+        ops.hyperPutVarData(file, epoch, 0, MINUTES, 1, [], [], [], times)
+        number = ops.createVar(file, "B", constants.CDF_DOUBLE, 1, [3], True, [True])
+        ops.hyperPutVarData(file, number, 0, MINUTES, 1, [0], [3], [1], field)
+        label = ops.createVar(file, "axis", constants.CDF_CHAR, 3, [3], False, [True])
+        ops.putVarRecordData(file, label, 0, "".join(AXES))
         for name, value in {"DEPEND_0": "Epoch", "LABL_PTR_1": "axis", "FILLVAL": FILL}.items():
-            attribute = tarvik.createAttr(file, name, constants.VARIABLE_SCOPE)
+            attribute = ops.createAttr(file, name, constants.VARIABLE_SCOPE)
             kind = constants.CDF_CHAR if isinstance(value, str) else constants.CDF_DOUBLE
-            tarvik.putAttrEntry(file, attribute, number, kind, value)
+            ops.putAttrEntry(file, attribute, number, kind, value)
 
 
 def statistic(files, parallel):

@@ -9,7 +9,7 @@ from pathlib import Path
 import tarvik
 from mutations import is_current, mutate
 from reading import Reading
-from tarvik import constants, extended
+from tarvik import constants, ops
 from worker import Worker
 
 
@@ -47,7 +47,7 @@ def isolated(files, count, folder):
     """
     died = []
     survived = 0
-    with tarvik.Gateway(plugin=extended.plugin, isolated=True, limit=10) as gateway:
+    with tarvik.Gateway(isolated=True, limit=10) as gateway:
         whole = Reading(gateway, files[0]).digest
         for file, seed, words, path in damaged_copies(files, count, folder):
             reading = Reading(gateway, path)
@@ -83,17 +83,17 @@ def opening(files, turns):
 
 def _opening(file):
     start = time.perf_counter()
-    opened = extended.call("open", str(file))
+    opened = ops.call("open", str(file))
     seconds = time.perf_counter() - start
-    extended.call("close", opened)
+    ops.call("close", opened)
     return seconds
 
 
 def _with_checksum(file, copy):
     shutil.copy(file, copy)
     copy.chmod(0o644)
-    with warnings.catch_warnings(), extended.open(copy) as opened:
-        extended.setChecksum(opened, constants.MD5_CHECKSUM)
+    with warnings.catch_warnings(), ops.open(copy) as opened:
+        ops.setChecksum(opened, constants.MD5_CHECKSUM)
     return copy
 
 

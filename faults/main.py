@@ -16,8 +16,8 @@ from dataclasses import dataclass
 from pathlib import Path
 
 import damage
-import tarvik
 import writers
+from tarvik import ops
 
 
 def main():
@@ -93,7 +93,7 @@ def _fuzz(fuzzer, calls):
 
 
 def _versions():
-    version = ".".join(str(int(part)) for part in tarvik.getLibraryVersion()[:3])
+    version = ".".join(str(int(part)) for part in ops.getLibraryVersion()[:3])
     return {"cdf": version, "python": platform.python_version(), "machine": platform.machine()}
 
 

@@ -82,11 +82,11 @@ class Worker:
 
 def _serve():
     from reading import Reading
-    from tarvik import extended
+    from tarvik import ops
 
     warnings.simplefilter("ignore")
     for line in sys.stdin:
-        reading = Reading(extended, line.rstrip("\n"))
+        reading = Reading(ops, line.rstrip("\n"))
         document = {
             "ending": "read" if reading.opened else "refused",
             "problems": reading.problems,

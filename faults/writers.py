@@ -13,7 +13,7 @@ import time
 from pathlib import Path
 
 import writing
-from tarvik import CDFError, constants, extended
+from tarvik import CDFError, constants, ops
 
 _CLOSES = 3  # before the writer that is killed
 _RECORDS = 500  # for each close
@@ -60,9 +60,9 @@ def _killed(kind, times, folder):
 
 def _left_of(path, earlier):
     """The share of the records that can be read without validation."""
-    extended.setValidate(constants.VALIDATEFILEOFF)
+    ops.setValidate(constants.VALIDATEFILEOFF)
     share = writing.readable(path, earlier)[0] / earlier
-    extended.setValidate(constants.VALIDATEFILEON)
+    ops.setValidate(constants.VALIDATEFILEON)
     return share
 
 
@@ -72,9 +72,9 @@ def file_of(kind, path):
     file = writing.create(kind, path)
     for number in range(_CLOSES):
         writing.append(file, number * _RECORDS, _RECORDS)
-        extended.close(file)
-        file = extended.open(path)
-    extended.close(file)
+        ops.close(file)
+        file = ops.open(path)
+    ops.close(file)
     return path
 
 
@@ -200,7 +200,7 @@ def opens(times, folder):
     memory = []
     for number in range(times):
         with contextlib.suppress(CDFError):
-            extended.close(extended.open(bad if number % 2 else good))
+            ops.close(ops.open(bad if number % 2 else good))
         if number in (times // 10, times - 1):
             memory.append(_resident())
     return {"times": times, "memory": memory, "descriptors": len(os.listdir("/proc/self/fd"))}
@@ -214,11 +214,11 @@ def two_handles(folder):
     """Write through two handles of one file; find out whose records are there afterwards."""
     path = file_of("plain", Path(folder, "twice.cdf"))
     earlier = _CLOSES * _RECORDS
-    first, second = extended.open(path), extended.open(path)
+    first, second = ops.open(path), ops.open(path)
     writing.append(first, earlier, 100)
     writing.append(second, earlier + 100, 100)
-    extended.close(first)
-    extended.close(second)
+    ops.close(first)
+    ops.close(second)
     count, why = writing.readable(path, earlier + 200)
     return {
         "earlier": writing.readable(path, earlier)[0] / earlier,

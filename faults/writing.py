@@ -11,7 +11,7 @@ import signal
 import sys
 
 import numpy as np
-from tarvik import CDFError, constants, extended
+from tarvik import CDFError, constants, ops
 
 BLOCK = 100  # records a call
 SIZE = 50  # values of a record
@@ -24,14 +24,14 @@ def values_of(first, count):
 
 
 def create(kind, path):
-    file = extended.create(path)
-    variable = extended.createVar(file, "data", constants.CDF_REAL8, 1, [SIZE], True, [True])
+    file = ops.create(path)
+    variable = ops.createVar(file, "data", constants.CDF_REAL8, 1, [SIZE], True, [True])
     if kind == "compressed variable":
-        extended.setVarCompression(file, variable, constants.GZIP_COMPRESSION, 6)
+        ops.setVarCompression(file, variable, constants.GZIP_COMPRESSION, 6)
     if kind == "compressed as a whole":
-        extended.setCompression(file, constants.GZIP_COMPRESSION, 6)
+        ops.setCompression(file, constants.GZIP_COMPRESSION, 6)
     if kind == "checksum":
-        extended.setChecksum(file, constants.MD5_CHECKSUM)
+        ops.setChecksum(file, constants.MD5_CHECKSUM)
     return file
 
 
@@ -39,18 +39,18 @@ def append(file, first, count):
     """Write records in several calls."""
     for start in range(first, first + count, BLOCK):
         values = np.asfortranarray(values_of(start, min(BLOCK, first + count - start)))
-        extended.hyperPutVarData(file, 0, start, values.shape[1], 1, [0], [SIZE], [1], values)
+        ops.hyperPutVarData(file, 0, start, values.shape[1], 1, [0], [SIZE], [1], values)
 
 
 def readable(path, count):
     """How many of the first records can be read and are right, and why not all."""
     try:
-        with extended.open(path) as file:
-            written = int(extended.getVarMaxWrittenRecNum(file, 0)) + 1
+        with ops.open(path) as file:
+            written = int(ops.getVarMaxWrittenRecNum(file, 0)) + 1
             found = min(count, written)
             if found == 0:
                 return 0, "there are no records"
-            values = extended.hyperGetVarData(file, 0, 0, found, 1, [0], [SIZE], [1])
+            values = ops.hyperGetVarData(file, 0, 0, found, 1, [0], [SIZE], [1])
     except CDFError as error:
         return 0, error.status_name or str(error)
     right = np.all(values.reshape(SIZE, found) == values_of(0, found), axis=0)
@@ -68,11 +68,11 @@ def main(mode, kind, path, first, count, limit=None):
     limit_files(limit)
     try:
         for start in itertools.count(int(first), int(count)):
-            file = create(kind, path) if mode == "create" else extended.open(path)
+            file = create(kind, path) if mode == "create" else ops.open(path)
             print("begun", flush=True)
             append(file, start, int(count))
             print("appended", flush=True)
-            extended.close(file)
+            ops.close(file)
             print("closed", flush=True)
             if mode != "sessions":
                 break

@@ -4,7 +4,7 @@ import hashlib
 import sys
 from pathlib import Path
 
-from tarvik import call
+from tarvik.ops import call
 
 
 def origin(library, wheel=None):

@@ -48,8 +48,8 @@ nb::str FileId::name() const {
 }
 
 nb::str FileId::repr() const {
-  return nb::steal<nb::str>(
-      PyUnicode_FromFormat("<tarvik.FileId %R %s>", name().ptr(), isOpen() ? "open" : "closed"));
+  return nb::steal<nb::str>(PyUnicode_FromFormat("<tarvik.ops.FileId %R %s>", name().ptr(),
+                                                 isOpen() ? "open" : "closed"));
 }
 
 }  // namespace pyhost

@@ -3,6 +3,7 @@
 #include <array>
 #include <boost/container/small_vector.hpp>
 #include <exception>
+#include <nanobind/stl/string.h>
 #include <new>
 #include <stdexcept>
 #include <utility>
@@ -15,23 +16,27 @@ namespace {
 
 using FastFunction = PyObject* (*)(PyObject*, PyObject* const*, Py_ssize_t, PyObject*);
 
-/// One function of the module. What Python refers to must stay where it is.
+/// One function of a module. What Python refers to must stay where it is.
 struct Function {
+  std::string module;
   Operation operation;
   std::string doc;
   PyMethodDef definition;
 };
 
-/// More functions than there are operations.
-constexpr std::size_t kMostFunctions = 128;
+/// More functions than there are operations in two modules.
+constexpr std::size_t kMostFunctions = 256;
 
 /// Never destroyed, as the functions may outlive the module. Behind the last stands null.
 std::array<Function*, kMostFunctions + 1> functions{};
 
-/// The place of the function of that name, or the first that is free.
-std::size_t slotOf(nb::handle name) {
+/// The place of the function of that name in a module, or the first that is free.
+std::size_t slotOf(const std::string& module, nb::handle name) {
   std::size_t slot = 0;
-  while (functions[slot] != nullptr && !functions[slot]->operation.name.equal(name)) ++slot;
+  while (functions[slot] != nullptr &&
+         (functions[slot]->module != module || !functions[slot]->operation.name.equal(name))) {
+    ++slot;
+  }
   return slot;
 }
 
@@ -87,10 +92,12 @@ constexpr auto entries = makeEntries(std::make_index_sequence<kMostFunctions>())
 }  // namespace
 
 nb::object makeFunction(nb::handle module, Operation operation, std::string doc) {
-  const std::size_t slot = slotOf(operation.name);
+  const nb::object moduleName = module.attr("__name__");
+  const auto owner = nb::cast<std::string>(moduleName);
+  const std::size_t slot = slotOf(owner, operation.name);
   if (slot == kMostFunctions) throw std::length_error("there are too many functions");
   if (functions[slot] == nullptr) {
-    functions[slot] = new Function{std::move(operation), std::move(doc), {}};
+    functions[slot] = new Function{owner, std::move(operation), std::move(doc), {}};
   } else {  // the module was loaded anew
     functions[slot]->operation = std::move(operation);
   }
@@ -99,8 +106,8 @@ nb::object makeFunction(nb::handle module, Operation operation, std::string doc)
   function.definition = {function.operation.name.c_str(),
                          reinterpret_cast<PyCFunction>(reinterpret_cast<void*>(entries[slot])),
                          METH_FASTCALL | METH_KEYWORDS, function.doc.c_str()};
-  const nb::object name = module.attr("__name__");
-  nb::object result = nb::steal(PyCFunction_NewEx(&function.definition, module.ptr(), name.ptr()));
+  nb::object result =
+      nb::steal(PyCFunction_NewEx(&function.definition, module.ptr(), moduleName.ptr()));
   if (!result.is_valid()) throw nb::python_error();
   return result;
 }

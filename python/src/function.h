@@ -17,9 +17,9 @@ struct Operation {
 };
 
 /// Makes a built-in function of `module`, which lives as long as the process; of functions with one
-/// name, the last operation is what all of them call. `doc` begins with the signature, as Python
-/// reads it from built-in functions. An operation that is called with inputs in their order alone,
-/// the last not None, comes to the gateway without a step in Python.
+/// name in one module, the last operation is what all of them call. `doc` begins with the
+/// signature, as Python reads it from built-in functions. An operation that is called with inputs
+/// in their order alone, the last not None, comes to the gateway without a step in Python.
 nb::object makeFunction(nb::handle module, Operation operation, std::string doc);
 
 }  // namespace pyhost

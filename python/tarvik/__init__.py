@@ -1,39 +1,67 @@
-"""Every operation of the CDF library, one to one, on NumPy arrays.
+"""CDF files for people and programs.
 
-Each operation is a function under its own name; those with several outputs give a named tuple::
+`tarvik.open` gives a file as h5py does::
 
     import tarvik
 
-    with tarvik.open("measurements.cdf") as file:
-        number = tarvik.getVarNum(file, "B")
-        field = tarvik.hyperGetVarData(file, number, 0, 24, 1, [0], [3], [1])
+    with tarvik.open("mission.cdf") as file:
+        flux = file["flux"][10:20]
+        units = file["flux"].attrs["UNITS"]
 
-Numbers that stand for something have names in `tarvik.constants`. `tarvik.call` takes the name of
-an operation and its inputs. A refusal is a `CDFError`. Files that are still open when Python exits
-are closed then, with a `CDFWarning`.
-
-`tarvik.extended` has the same operations as methods, and serves 64-bit integers and times with leap
-seconds too::
-
-    with tarvik.extended.open("mission.cdf") as file:
-        times = tarvik.extended.hyperGetVarData(file, 0, 0, 24, 1, [], [], [])
-        parts = tarvik.extended.tt2000Breakdown(times)
-
-`tarvik.Gateway(isolated=True)` has them too, in a process of its own for files from strangers.
+`tarvik.ops` has every operation of the CDF library, one to one, `tarvik.exact` those of the exact
+plug-in, and `tarvik.Gateway(isolated=True)` has them in a process of its own for files from
+strangers. Numbers that stand for something have names in `tarvik.constants`. A refusal of the
+gateway or the library is a `CDFError`.
 """
 
 import atexit
+import importlib
 import os
 import sys
+from typing import TYPE_CHECKING
 
 from tarvik import _host
 from tarvik._errors import CDFError, CDFProcessError, CDFWarning
-from tarvik._host import FileId, __version__, give_back_memory
+from tarvik._host import __version__
 
-FileId.__module__ = __name__
+if TYPE_CHECKING:
+    from tarvik import constants, exact, ops, times, xarray
+    from tarvik._gateway import Gateway
+    from tarvik.attributes import Attributes
+    from tarvik.file import File
+    from tarvik.file import open_file as open  # noqa: A004
+    from tarvik.variable import Variable
 
-_exact = _host.Gateway(os.path.join(os.path.dirname(_host.__file__), "lib", "tarvik.so"))
-call = _exact.call
+# Where the names come from that are imported when they are first asked for.
+_LATER = {
+    "Attributes": "tarvik.attributes",
+    "File": "tarvik.file",
+    "Gateway": "tarvik._gateway",
+    "Variable": "tarvik.variable",
+    "constants": "",
+    "exact": "",
+    "open": "tarvik.file",
+    "ops": "",
+    "times": "",
+    "xarray": "",
+}
+
+__all__ = [
+    "Attributes",
+    "CDFError",
+    "CDFProcessError",
+    "CDFWarning",
+    "File",
+    "Gateway",
+    "Variable",
+    "__version__",
+    "constants",
+    "exact",
+    "open",
+    "ops",
+    "times",
+    "xarray",
+]
 
 
 def _leave():
@@ -51,36 +79,18 @@ os.register_at_fork(
     after_in_child=_host.after_fork_in_child,
 )
 
-# Both ask the gateway, so they follow the loading.
-from tarvik import constants  # noqa: E402
-from tarvik._operations import make_functions  # noqa: E402
-
-_made = make_functions(sys.modules[__name__], _exact)
-globals().update(_made)
-
-__all__ = [
-    "CDFError",
-    "CDFProcessError",
-    "CDFWarning",
-    "FileId",
-    "__version__",
-    "call",
-    "constants",
-    "give_back_memory",
-    *_made,
-]
-
 
 def __getattr__(name):
-    """Make `Gateway` and `extended` when they are first asked for."""
-    if name not in ("Gateway", "extended"):
+    """Import what is first asked for: a program that opens no file loads no plug-in."""
+    if name not in _LATER:
         raise AttributeError(f"module {__name__!r} has no attribute {name!r}")
-    from tarvik._gateway import Gateway
-
-    made = Gateway() if name == "extended" else Gateway
+    if not _LATER[name]:
+        return importlib.import_module(f"tarvik.{name}")
+    module = importlib.import_module(_LATER[name])
+    found = getattr(module, "open_file" if name == "open" else name)
     # Threads that ask at the same time get the same one.
-    return globals().setdefault(name, made)
+    return globals().setdefault(name, found)
 
 
 def __dir__():
-    return sorted({*globals(), "Gateway", "extended"})
+    return sorted({*globals(), *_LATER})

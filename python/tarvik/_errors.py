@@ -138,7 +138,16 @@ _SYSTEM_CODES = {
 _FILE_OPERATIONS = frozenset({"open", "create"})
 # The modules between a user's line and the gateway.
 _CALLED_BY_USERS = frozenset(
-    {__name__, "tarvik", "tarvik._gateway", "tarvik._isolated", "tarvik._operations"}
+    {
+        __name__,
+        "tarvik",
+        "tarvik._gateway",
+        "tarvik._isolated",
+        "tarvik._operations",
+        "tarvik.attributes",
+        "tarvik.file",
+        "tarvik.variable",
+    }
 )
 _STATUS_NAME = re.compile(r'(?:CDF library failure|Unable to set zMode to zMODEon2), "(\w+): ')
 

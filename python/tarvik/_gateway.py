@@ -2,51 +2,23 @@
 
 import os
 import threading
-from enum import IntEnum
-from functools import cached_property
 
-from tarvik import _host, constants
+from tarvik import _host
 from tarvik._catalogue import all_operations
 from tarvik._operations import make_method
 
-__all__ = ["Constants", "Gateway"]
+__all__ = ["EXACT_PLUGIN", "EXTENDED_PLUGIN", "Gateway"]
 
-_EXTENDED = os.path.join(os.path.dirname(_host.__file__), "lib", "tarvik_extended.so")
-
-
-class Constants:
-    """The named constants of one gateway, as `tarvik.constants` has those of the exact plug-in.
-
-    Attributes
-    ----------
-    families : dict of str to type
-        An `IntEnum` for each family, by name; that of `tarvik.constants` where it is the same. The
-        families, and every constant, are attributes too.
-    """
-
-    def __init__(self, call):
-        self.families = {
-            name: _family(name, own) for name, own in constants.members_of(call).items()
-        }
-        vars(self).update(self.families)
-        for family in self.families.values():
-            vars(self).update(family.__members__)
-
-
-def _family(name, members):
-    family = constants.families[name]
-    if members == {member.name: member.value for member in family}:
-        return family
-    # Found there again by pickle.
-    return IntEnum(name, members, module="tarvik", qualname=f"extended.constants.{name}")
+_LIBRARIES = os.path.join(os.path.dirname(_host.__file__), "lib")
+EXACT_PLUGIN = os.path.join(_LIBRARIES, "tarvik.so")
+EXTENDED_PLUGIN = os.path.join(_LIBRARIES, "tarvik_extended.so")
 
 
 class Gateway(_host.Gateway):
     """One loaded plug-in, with its operations as methods.
 
-    `tarvik.extended` is one, of the extended plug-in; the functions of `tarvik` itself are the
-    exact plug-in. Each method is what the function of `tarvik` is; an operation that the plug-in
-    does not have is refused by it. In a `with` statement it is unloaded at the end.
+    Each method is what the function of `tarvik.ops` is; an operation that the plug-in does not have
+    is refused by it. In a `with` statement it is unloaded at the end.
 
     A file belongs to the gateway that opened it, and another one refuses it. Several gateways of
     one plug-in are the same plug-in: it is in the process once, and goes with the last of them.
@@ -81,12 +53,10 @@ class Gateway(_host.Gateway):
         As above.
     pid : int or None
         The process of an isolated gateway; None while there is none.
-    constants : Constants
-        The named constants of the plug-in.
     """
 
     def __init__(self, plugin=None, *, isolated=False, limit=60.0):
-        self.plugin = _EXTENDED if plugin is None else os.fspath(plugin)
+        self.plugin = EXTENDED_PLUGIN if plugin is None else os.fspath(plugin)
         self._remote = None
         if isolated:
             if limit is not None and not 0 < limit < threading.TIMEOUT_MAX:
@@ -124,11 +94,6 @@ class Gateway(_host.Gateway):
         """
         if self._remote:
             self._remote.kill()
-
-    @cached_property
-    def constants(self):
-        """The named constants of the plug-in."""
-        return Constants(self.call)
 
 
 Gateway.__module__ = "tarvik"

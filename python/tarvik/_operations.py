@@ -6,14 +6,14 @@ from functools import cache
 from textwrap import fill
 
 from tarvik import _host
-from tarvik._catalogue import kinds, operations
+from tarvik._catalogue import kinds
 
 __all__ = ["describe", "make_functions", "make_method"]
 
 _WIDTH = 96
 
 
-def make_functions(module, gateway):
+def make_functions(module, gateway, operations):
     """Make all functions and the named tuples that they give.
 
     Parameters
@@ -22,6 +22,8 @@ def make_functions(module, gateway):
         Whose functions they are.
     gateway : _host.Gateway
         What they call.
+    operations : dict of str to Operation
+        Those that the gateway has.
 
     Returns
     -------
@@ -29,7 +31,7 @@ def make_functions(module, gateway):
         Functions and classes by name.
     """
     made = {}
-    for operation in operations().values():
+    for operation in operations.values():
         result = _result_class(operation)
         if result is not None:
             made[result.__name__] = result
@@ -100,7 +102,7 @@ def _result_class(operation):
     if len(operation.outputs) < 2:
         return None
     fields = [value.name for value in operation.outputs]
-    return namedtuple(operation.result_name, fields, module="tarvik")
+    return namedtuple(operation.result_name, fields, module="tarvik.ops")
 
 
 def _function(module, operation, gateway):

@@ -9,7 +9,7 @@ from dataclasses import dataclass, field
 
 import numpy as np
 
-from tarvik import extended
+from tarvik import ops
 from tarvik._order import to_reader
 from tarvik.cli.times import as_text
 from tarvik.times import to_datetime64
@@ -101,11 +101,11 @@ def describe(path):
     An attribute that has several global entries is a list of them. A number alone is a NumPy
     scalar, several are an array; times are texts in ISO 8601, which hold any year and leap seconds.
     """
-    with extended.open(os.fsencode(path)) as file:
-        facts = extended.inquire(file)
+    with ops.open(os.fsencode(path)) as file:
+        facts = ops.inquire(file)
         own, shared = [{} for _ in range(int(facts.numVariables))], {}
         for number in range(int(facts.numAttributes)):
-            attribute = extended.inquireAttr(file, number)
+            attribute = ops.inquireAttr(file, number)
             if attribute.scope == "GLOBAL_SCOPE":
                 numbers = range(int(attribute.maxgEntry) + 1)
                 found = entries(file, "g", number, numbers)
@@ -121,7 +121,7 @@ def describe(path):
     return Content({variable.name: variable for variable in variables}, shared)
 
 
-def entries(file, kind, attribute, numbers, call=extended.call):
+def entries(file, kind, attribute, numbers, call=ops.call):
     """Yield number, datatype, elements and value of the entries that there are among these.
 
     The kind is "g" for those of the file, otherwise empty. The call is the file's gateway's.
@@ -154,10 +154,10 @@ def _decoded(text):
 
 
 def _variable(file, number, row_major, own):
-    name, datatype, elements, extents, varies, _ = extended.inquireVar(file, number)
+    name, datatype, elements, extents, varies, _ = ops.inquireVar(file, number)
     shape = tuple(np.ravel(extents).astype(int).tolist())[:: -1 if row_major else 1]
     if varies:
-        shape = (int(extended.getVarMaxWrittenRecNum(file, number)) + 1, *shape)
+        shape = (int(ops.getVarMaxWrittenRecNum(file, number)) + 1, *shape)
     stored = np.dtype(f"S{int(elements)}") if datatype in TEXTS else _DTYPES[datatype]
     attributes = {title: _plain(*entry) for title, entry in own.items()}
     fill = _fill(stored, *own["FILLVAL"]) if "FILLVAL" in own else None
@@ -168,7 +168,7 @@ def _variable(file, number, row_major, own):
 
 
 def _pad(file, number):
-    pad = np.ravel(extended.getVarPadValue(file, number))[0]
+    pad = np.ravel(ops.getVarPadValue(file, number))[0]
     return pad if pad < _LOWEST_USUAL else None
 
 
@@ -220,8 +220,8 @@ def _read_runs(path, variable, runs):
     record, *rest = runs if variable.varies else (range(1), *runs)
     rest = rest[:: -1 if variable.row_major else 1]
     place = [run.start for run in rest], [len(run) for run in rest], [run.step for run in rest]
-    with extended.open(os.fsencode(path)) as file:
-        raw = extended.hyperGetVarData(
+    with ops.open(os.fsencode(path)) as file:
+        raw = ops.hyperGetVarData(
             file, variable.number, record.start, len(record), record.step, *place
         )
     return _turned(variable, raw, tuple(place[1]), len(record)).reshape(shape)

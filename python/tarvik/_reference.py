@@ -12,7 +12,7 @@ _HEAD = """\
 # The operations
 
 Every operation of the gateway, with its inputs and outputs in order. A host calls the plug-in with
-the operation's name and the inputs; in Python each is a function, `tarvik.getVarNum(file, "B")`.
+the operation's name and the inputs; in Python each is a function, `ops.getVarNum(file, "B")`.
 This page is written by `python -m tarvik._reference` from the catalogue in `gateway/catalogue`.
 
 All numbers of files, variables, attributes, records and entries are zero-based. Dimensions stand in
@@ -76,8 +76,8 @@ _EXTENDED = """\
   operation takes or gives values, and the two named constants; `tarvik.so` refuses them;
 - two operations for times in `CDF_TIME_TT2000`, by the library's own table of leap seconds.
 
-In Python it is `tarvik.extended`, with a method for each operation and the constants as
-`tarvik.extended.constants`. A file belongs to the plug-in that opened it; the other one refuses it.
+In Python it is `tarvik.ops`, with a method for each operation and the constants as
+`constants`. A file belongs to the plug-in that opened it; the other one refuses it.
 """
 
 

@@ -8,11 +8,11 @@ from pathlib import Path
 from textwrap import indent
 
 import tarvik
-from tarvik import constants
+from tarvik import constants, ops
 from tarvik._catalogue import all_operations, kinds, operations
 from tarvik._operations import describe
 
-_PACKAGE_HEAD = '''\
+_OPERATIONS_HEAD = """\
 import os
 from enum import IntEnum
 from typing import Any, NamedTuple
@@ -24,27 +24,9 @@ from tarvik import constants as constants
 from tarvik.constants import (
     {families}
 )
+"""
 
-__version__: str
-
-class CDFError(Exception):
-    """{error_doc}"""
-
-    identifier: str
-    message: str
-    operation: str | None
-    filename: Any
-    tag: str
-    status_name: str | None
-
-class CDFProcessError(CDFError):
-    """{process_doc}"""
-
-class CDFWarning(UserWarning):
-    """{warning_doc}"""
-
-    identifier: str
-
+_OPS_HEAD = '''\
 class FileId:
     """{file_doc}"""
 
@@ -55,19 +37,26 @@ class FileId:
     def __enter__(self) -> FileId: ...
     def __exit__(self, *exception: object) -> None: ...
 
-def call(operation: str | bytes, *inputs: Any) -> Any:
-    """{call_doc}"""
-
 def give_back_memory() -> None:
     """{memory_doc}"""
 '''
 
+_CALL = '''\
+def call(operation: str | bytes, *inputs: Any) -> Any:
+    """{call_doc}"""
+'''
+
 _GATEWAY_HEAD = '''\
+from tarvik.ops import *
+from tarvik.ops import FileId
+
+EXACT_PLUGIN: str
+EXTENDED_PLUGIN: str
+
 class Gateway:
     """{gateway_doc}"""
 
     plugin: str
-    constants: Constants
     def __init__(
         self,
         plugin: str | os.PathLike[str] | None = None,
@@ -87,36 +76,39 @@ class Gateway:
 '''
 
 
-def package_stub():
-    """The stub of the package itself."""
-    head = _PACKAGE_HEAD.format(
-        families=", ".join(constants.families),
-        error_doc=tarvik.CDFError.__doc__,
-        process_doc=tarvik.CDFProcessError.__doc__,
-        warning_doc=tarvik.CDFWarning.__doc__,
-        file_doc=tarvik.FileId.__doc__,
-        call_doc=tarvik.call.__doc__,
-        memory_doc=tarvik.give_back_memory.__doc__,
+def ops_stub():
+    """The stub of the operations of the extended plug-in."""
+    own = _OPS_HEAD.format(file_doc=ops.FileId.__doc__, memory_doc=ops.give_back_memory.__doc__)
+    return "\n".join(
+        [_head(), own, _CALL.format(call_doc=ops.call.__doc__), *_functions(all_operations(), True)]
     )
-    functions = map(_operation_stub, operations().values())
-    return "\n".join([head, *functions, _constants_class(), _gateway_class()])
 
 
-def _constants_class():
-    names = [*constants.families, *_constant_names(tarvik.extended.constants)]
-    kinds = ["type[IntEnum]"] * len(constants.families) + ["IntEnum"] * len(names)
-    lines = ["class Constants:", "    families: dict[str, type[IntEnum]]"]
-    return "\n".join(lines + [f"    {name}: {kind}" for name, kind in zip(names, kinds)]) + "\n"
+def exact_stub():
+    """The stub of the operations of the exact plug-in."""
+    results = [op.result_name for op in operations().values() if len(op.outputs) > 1]
+    names = ", ".join(f"{name} as {name}" for name in ["FileId", *results])
+    imported = f"from tarvik.ops import {names}\n"
+    call = _CALL.format(call_doc=ops.call.__doc__)
+    return "\n".join([_head(), imported, call, *_functions(operations(), False)])
 
 
-def _constant_names(owner):
-    return [member.name for family in owner.families.values() for member in family]
-
-
-def _gateway_class():
+def gateway_stub():
+    """The stub of the class `Gateway`."""
     head = _GATEWAY_HEAD.format(gateway_doc=tarvik.Gateway.__doc__)
     methods = [indent(_definition(op, "self"), "    ") for op in all_operations().values()]
-    return "\n".join([head, *methods, "extended: Gateway\n"])
+    return "\n".join([_head(), head, *methods])
+
+
+def _head():
+    return _OPERATIONS_HEAD.format(families=", ".join(constants.families))
+
+
+def _functions(found, results):
+    for operation in found.values():
+        if results:
+            yield from _result_stub(operation)
+        yield _definition(operation)
 
 
 def constants_stub():
@@ -128,10 +120,6 @@ def constants_stub():
     for name, family in constants.families.items():
         lines += [f"{member.name} = {name}.{member.name}" for member in family]
     return "\n".join(lines) + "\n"
-
-
-def _operation_stub(operation):
-    return "\n".join([*_result_stub(operation), _definition(operation)])
 
 
 def _result_stub(operation):
@@ -162,10 +150,18 @@ def _docstring(text):
     return indent(f'"""{body}\n"""', "    ", lambda line: bool(line.strip()))
 
 
+STUBS = {
+    "_gateway": gateway_stub,
+    "constants": constants_stub,
+    "exact": exact_stub,
+    "ops": ops_stub,
+}
+
+
 def main(folder):
-    """Write both stubs into a folder."""
-    Path(folder, "__init__.pyi").write_text(package_stub(), encoding="utf-8")
-    Path(folder, "constants.pyi").write_text(constants_stub(), encoding="utf-8")
+    """Write all stubs into a folder."""
+    for name, stub in STUBS.items():
+        Path(folder, f"{name}.pyi").write_text(stub(), encoding="utf-8")
 
 
 if __name__ == "__main__":

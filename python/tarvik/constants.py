@@ -11,7 +11,7 @@ the gateway gives.
 from enum import IntEnum
 from fnmatch import fnmatchcase
 
-from tarvik import call
+from tarvik.ops import call
 
 # The families in the order in which a name is claimed.
 _FAMILIES = {
@@ -31,8 +31,8 @@ _FAMILIES = {
 }
 
 
-def members_of(call):
-    """Ask a gateway for its constants: for each family the values by name."""
+def _members():
+    """Ask the gateway: for each family the values by name."""
     members = {family: {} for family in _FAMILIES}
     for name in call("getConstantNames"):
         family = next(
@@ -44,9 +44,7 @@ def members_of(call):
     return members
 
 
-families = {
-    family: IntEnum(family, found, module=__name__) for family, found in members_of(call).items()
-}
+families = {family: IntEnum(family, found, module=__name__) for family, found in _members().items()}
 globals().update(families)
 globals().update({member.name: member for family in families.values() for member in family})
 

@@ -55,11 +55,12 @@ alone tarvik demo --json >demo.json
 alone python -I -m json.tool demo.json >/dev/null
 alone python -I -c '
 import tarvik
-with tarvik.call("create", "made") as file:
-    assert tarvik.call("inquire", file) is not None
-with tarvik.extended.open("made.cdf") as file:
+from tarvik import ops
+with ops.call("create", "made") as file:
+    assert ops.call("inquire", file) is not None
+with ops.open("made.cdf") as file:
     print(tarvik.__file__, file)
-assert tarvik.extended.computeTT2000([2000, 1, 1, 11, 58, 55, 816, 0, 0]) == 0
+assert ops.computeTT2000([2000, 1, 1, 11, 58, 55, 816, 0, 0]) == 0
 '
 alone tarvik show made.cdf
 

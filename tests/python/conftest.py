@@ -4,9 +4,10 @@ import os
 import sys
 from pathlib import Path
 
+import numpy as np
 import pytest
 import tarvik
-from tarvik import _host, cli
+from tarvik import File, _host, cli, ops
 
 ROOT = Path(__file__).parents[2]
 
@@ -39,7 +40,7 @@ def new_file(tmp_path):
     made = []
 
     def make(name="made.cdf"):
-        made.append(tarvik.call("create", tmp_path / name))
+        made.append(ops.call("create", tmp_path / name))
         return made[-1]
 
     yield make
@@ -65,3 +66,20 @@ def command(capfd, monkeypatch):
         return (ended.value.code, *capfd.readouterr())
 
     return run
+
+
+@pytest.fixture
+def saved(tmp_path):
+    """A small file, written with `File`."""
+    days = np.array(["2020-02-28", "2016-12-31", "NaT"], "M8[ns]")
+    with File(tmp_path / "saved.cdf", "w") as file:
+        file["cube"] = np.arange(120.0).reshape(4, 3, 2, 5)
+        file["small"] = np.arange(3, dtype="i1")
+        file["text"] = ["ab", "c"]
+        file["days"] = days
+        file.create_variable("epoch", days, datatype="CDF_EPOCH")
+        file.create_variable("one", 7.5, record_vary=False)
+        file.create_variable("flat", np.ones((2, 3)), dim_vary=[False])
+        file.attrs["Project"] = ["first", "second", np.int16(3)]
+        file["cube"].attrs["UNITS"] = "nT"
+    return tmp_path / "saved.cdf"

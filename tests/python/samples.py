@@ -5,8 +5,8 @@ import tarvik
 from tarvik import constants as c
 from test_layouts import TEXT, turned
 
-x = tarvik.extended
-INT8, TT2000 = x.constants.CDF_INT8, x.constants.CDF_TIME_TT2000
+x = tarvik.ops
+INT8, TT2000 = c.CDF_INT8, c.CDF_TIME_TT2000
 NOON_2020 = 631_152_069_184_000_000  # 2020-01-01T12:00 in TT2000
 KINDS = {"f4": c.CDF_REAL4, "f8": c.CDF_DOUBLE, "i2": c.CDF_INT2, "i8": INT8}
 

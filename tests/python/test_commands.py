@@ -11,10 +11,9 @@ import time
 
 import numpy as np
 import pytest
-from tarvik import extended
+from tarvik import constants, ops
 from tarvik.cli import blocks
 
-constants = extended.constants
 NUMBER = np.int32
 
 
@@ -27,22 +26,22 @@ def small_blocks(monkeypatch):
 
 TEXTS = [b"", b"two\nlines ", b"caf\xe9", "µ 磁".encode()]
 EPOCH = 63747693015250.0
-TT2000 = extended.computeTT2000([2016, 12, 31, 23, 59, 60, 0, 0, 1])
+TT2000 = ops.computeTT2000([2016, 12, 31, 23, 59, 60, 0, 0, 1])
 
 
 def make(path, majority="ROW_MAJOR", **changes):
     """A file with a bit of everything that a copy must keep."""
-    with extended.create(path) as file:
-        extended.setMajority(file, constants.families["Majority"][majority])
+    with ops.create(path) as file:
+        ops.setMajority(file, constants.families["Majority"][majority])
         _add_variables(file, majority == "ROW_MAJOR", **changes)
-        notes = extended.createAttr(file, "notes ", constants.GLOBAL_SCOPE)
+        notes = ops.createAttr(file, "notes ", constants.GLOBAL_SCOPE)
         for number, text in enumerate(TEXTS):
-            extended.putAttrgEntry(file, notes, 2 * number, constants.CDF_CHAR, text)
-        extended.createAttr(file, "empty", constants.GLOBAL_SCOPE)
-        fill = extended.createAttr(file, "FILLVAL", constants.VARIABLE_SCOPE)
-        extended.putAttrEntry(file, fill, 1, constants.CDF_REAL4, np.float32(-1))
-        extended.putAttrEntry(file, fill, 3, constants.CDF_EPOCH16, np.array([[1.0, 3], [2, 4]]))
-        extended.putAttrEntry(file, fill, 40, constants.CDF_TIME_TT2000, TT2000)
+            ops.putAttrgEntry(file, notes, 2 * number, constants.CDF_CHAR, text)
+        ops.createAttr(file, "empty", constants.GLOBAL_SCOPE)
+        fill = ops.createAttr(file, "FILLVAL", constants.VARIABLE_SCOPE)
+        ops.putAttrEntry(file, fill, 1, constants.CDF_REAL4, np.float32(-1))
+        ops.putAttrEntry(file, fill, 3, constants.CDF_EPOCH16, np.array([[1.0, 3], [2, 4]]))
+        ops.putAttrEntry(file, fill, 40, constants.CDF_TIME_TT2000, TT2000)
     return path
 
 
@@ -50,47 +49,47 @@ def _add_variables(file, row_major, value=2.5, pad=7):
     def new(name, datatype, elements=1, dimensions=(), varies=True, variances=None):
         variances = [True] * len(dimensions) if variances is None else variances
         order = slice(None, None, -1 if row_major else 1)
-        found = extended.createVar(
+        found = ops.createVar(
             file, name, datatype, elements, list(dimensions[order]), varies, variances[order]
         )
         return int(found)
 
     time_ = new("time", constants.CDF_EPOCH)
-    extended.hyperPutVarData(file, time_, 0, 9, 1, [], [], [], EPOCH + 1000.0 * np.arange(9))
+    ops.hyperPutVarData(file, time_, 0, 9, 1, [], [], [], EPOCH + 1000.0 * np.arange(9))
     field = new("field", constants.CDF_REAL4, 1, (2, 3), True, [True, True])
-    extended.setVarBlockingFactor(file, field, 50)
-    extended.setVarCompression(file, field, constants.GZIP_COMPRESSION, 5)
+    ops.setVarBlockingFactor(file, field, 50)
+    ops.setVarCompression(file, field, constants.GZIP_COMPRESSION, 5)
     values = np.arange(54, dtype="f4").reshape(9, 2, 3)
     values[0, 0] = [np.nan, -1, 0.1]
     values[8, 1, 2] = value
     turned = values.T if row_major else np.moveaxis(values, 0, -1)
     counts = [3, 2] if row_major else [2, 3]
     whole = ([0, 0], counts, [1, 1], np.asfortranarray(turned))
-    extended.hyperPutVarData(file, field, 0, 9, 1, *whole)
+    ops.hyperPutVarData(file, field, 0, 9, 1, *whole)
     label = new("label", constants.CDF_CHAR, 3, (2,), False)
-    extended.hyperPutVarData(file, label, 0, 1, 1, [0], [2], [1], b"a\xe9 Bz\0")
+    ops.hyperPutVarData(file, label, 0, 1, 1, [0], [2], [1], b"a\xe9 Bz\0")
     exact = new("exact", constants.CDF_EPOCH16)
-    extended.setVarPadValue(file, exact, [5.0, 6.0])
+    ops.setVarPadValue(file, exact, [5.0, 6.0])
     for name, kind in (("pads", "PAD"), ("previous", "PREV")):
         sparse = new(name, constants.CDF_INT4, 1, (2,), True, [False])
         kind = constants.families["SparseRecords"][f"{kind}_SPARSERECORDS"]
-        extended.setVarSparseRecords(file, sparse, kind)
-        extended.setVarPadValue(file, sparse, NUMBER(pad))
+        ops.setVarSparseRecords(file, sparse, kind)
+        ops.setVarPadValue(file, sparse, NUMBER(pad))
         for record, number in ((2, 7), (3, 7), (5, 8), (8, 8)):
-            extended.putVarRecordData(file, sparse, record, np.full(2, number, NUMBER))
+            ops.putVarRecordData(file, sparse, record, np.full(2, number, NUMBER))
     leap = new("leap", constants.CDF_TIME_TT2000)
-    extended.hyperPutVarData(file, leap, 0, 1, 1, [], [], [], TT2000)
+    ops.hyperPutVarData(file, leap, 0, 1, 1, [], [], [], TT2000)
 
 
 def missing_records(path, name):
     """Which records are missing: those that the library then counts as written."""
     found = []
-    with extended.open(path) as file:
-        number = extended.getVarNum(file, name)
-        for record in range(int(extended.getVarMaxWrittenRecNum(file, number))):
-            before = extended.getVarNumRecsWritten(file, number)
-            extended.putVarRecordData(file, number, record, np.zeros(2, NUMBER))
-            if extended.getVarNumRecsWritten(file, number) > before:
+    with ops.open(path) as file:
+        number = ops.getVarNum(file, name)
+        for record in range(int(ops.getVarMaxWrittenRecNum(file, number))):
+            before = ops.getVarNumRecsWritten(file, number)
+            ops.putVarRecordData(file, number, record, np.zeros(2, NUMBER))
+            if ops.getVarNumRecsWritten(file, number) > before:
                 found.append(record)
     return found
 
@@ -144,22 +143,22 @@ def test_missing_records_stay_missing(command, tmp_path, sample):
     for name in ("pads", "previous"):
         assert missing_records(copy, name) == [0, 1, 4, 6, 7]
     texts = {}
-    with extended.open(copy) as file:
+    with ops.open(copy) as file:
         for number, text in enumerate(TEXTS):
-            texts[text] = extended.getAttrgEntry(file, 0, 2 * number)
-        assert extended.getAttrgEntry(file, 0, 0) == ""
-        assert extended.getNumAttrgEntries(file, 0) == len(TEXTS)
-        assert extended.getAttrEntry(file, 2, 40) == TT2000
+            texts[text] = ops.getAttrgEntry(file, 0, 2 * number)
+        assert ops.getAttrgEntry(file, 0, 0) == ""
+        assert ops.getNumAttrgEntries(file, 0) == len(TEXTS)
+        assert ops.getAttrEntry(file, 2, 40) == TT2000
     assert all(found.encode("utf-8", "surrogateescape") == text for text, found in texts.items())
 
 
 def test_a_part_of_a_file(command, tmp_path, sample):
     copy = tmp_path / "part"
     assert command("copy", sample, copy, "--only", "field", "--only", "exact", "--verify")[0] == 0
-    with extended.open(tmp_path / "part.cdf") as file:
-        assert [extended.getVarName(file, n) for n in range(2)] == ["field", "exact"]
-        assert extended.inquire(file).numVariables == 2
-        assert extended.getAttrMaxEntry(file, 2) == 1
+    with ops.open(tmp_path / "part.cdf") as file:
+        assert [ops.getVarName(file, n) for n in range(2)] == ["field", "exact"]
+        assert ops.inquire(file).numVariables == 2
+        assert ops.getAttrMaxEntry(file, 2) == 1
     assert command("copy", sample, copy, "--without", "label", "--force", "--verify")[0] == 0
     assert command("copy", sample, copy, "--without", "nothing", "--force")[::2] == (
         4,
@@ -190,9 +189,9 @@ def test_a_copy_onto_itself(command, tmp_path, sample):
 def test_a_copy_that_is_ended(tmp_path, sample, number):
     big, target = tmp_path / "big.cdf", tmp_path / "target.cdf"
     values = np.random.default_rng(1).standard_normal(3_000_000)
-    with extended.create(big) as file:
-        extended.createVar(file, "x", constants.CDF_DOUBLE, 1, [], True, [])
-        extended.hyperPutVarData(file, 0, 0, values.size, 1, [], [], [], values)
+    with ops.create(big) as file:
+        ops.createVar(file, "x", constants.CDF_DOUBLE, 1, [], True, [])
+        ops.hyperPutVarData(file, 0, 0, values.size, 1, [], [], [], values)
     target.write_bytes(sample.read_bytes())
     slowly = ["--force", "--compression", "gzip:9"]
     call = [sys.executable, "-m", "tarvik", "copy", big, target, *slowly]
@@ -210,9 +209,9 @@ def test_a_copy_that_is_ended(tmp_path, sample, number):
 
 def test_compare(command, tmp_path, sample):
     other = make(tmp_path / "other.cdf", "COLUMN_MAJOR", value=3, pad=9)
-    with extended.open(other) as file:
-        extended.putAttrgEntry(file, 0, 6, constants.CDF_CHAR, "else")
-        extended.createVar(file, "more", constants.CDF_INT1, 1, [], True, [])
+    with ops.open(other) as file:
+        ops.putAttrgEntry(file, 0, 6, constants.CDF_CHAR, "else")
+        ops.createVar(file, "more", constants.CDF_INT1, 1, [], True, [])
     code, text, _ = command("compare", "--json", sample, other)
     found = json.loads(text)
     assert (code, found["same"]) == (1, False)
@@ -245,10 +244,10 @@ def test_check(command, tmp_path, sample, example_file):
         ("variable previous", "sparse: 4 of 9 records are written"),
     ]
     clean = tmp_path / "clean.cdf"
-    with extended.create(clean) as file:
-        number = extended.createVar(file, "x", constants.CDF_INT4, 1, [], True, [])
-        extended.hyperPutVarData(file, number, 0, 9, 1, [], [], [], np.arange(9, dtype="i4"))
-        extended.setChecksum(file, constants.MD5_CHECKSUM)
+    with ops.create(clean) as file:
+        number = ops.createVar(file, "x", constants.CDF_INT4, 1, [], True, [])
+        ops.hyperPutVarData(file, number, 0, 9, 1, [], [], [], np.arange(9, dtype="i4"))
+        ops.setChecksum(file, constants.MD5_CHECKSUM)
     code, text, words = command("check", clean, tmp_path / "none.cdf", example_file)
     assert (code, words.count("\n")) == (3, 1)
     assert "clean.cdf: clean (1 variable and 0 attributes read, checksum verified)" in text

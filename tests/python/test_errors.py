@@ -6,8 +6,9 @@ import warnings
 
 import pytest
 import tarvik
+from tarvik import ops
 
-call = tarvik.call
+call = ops.call
 LIBRARY = 'CDF library failure, "{}: The library says so.".'
 
 # What the gateway raises, and the exceptions that it is in Python.
@@ -90,8 +91,8 @@ def test_calls_that_are_none():
 
 def test_objects_that_were_never_initialised_are_refused():
     gateway = tarvik.Gateway.__new__(tarvik.Gateway)
-    file = tarvik.FileId.__new__(tarvik.FileId)
-    for attempt in (lambda: gateway.inquire(1), lambda: tarvik.inquire(file), file.__exit__):
+    file = ops.FileId.__new__(ops.FileId)
+    for attempt in (lambda: gateway.inquire(1), lambda: ops.inquire(file), file.__exit__):
         with pytest.raises(TypeError):
             attempt()
 

@@ -14,9 +14,9 @@ from concurrent.futures import ThreadPoolExecutor
 import numpy as np
 import pytest
 import tarvik
-from tarvik import constants
+from tarvik import constants, ops
 
-call = tarvik.call
+call = ops.call
 CLOSED = "VORLAN:tarvik:unpackCDFId:invalidFileId"
 
 
@@ -31,7 +31,7 @@ def test_a_file_shows_itself_and_closes_itself(new_file, tmp_path):
         raise ZeroDivisionError
     path = str((tmp_path / "made.cdf").rename(tmp_path / "é\udce9.cdf"))
     with call("open", path) as file:
-        assert repr(file) == f"<tarvik.FileId {path!r} open>"
+        assert repr(file) == f"<tarvik.ops.FileId {path!r} open>"
         assert (file.name, file.closed) == (path, False)
         assert {file: 1}[file] == 1
         assert weakref.ref(file)() is file
@@ -40,7 +40,7 @@ def test_a_file_shows_itself_and_closes_itself(new_file, tmp_path):
         with pytest.raises(KeyError):
             call("getVarNum", file, "none")
         assert not file.closed
-    assert repr(file) == f"<tarvik.FileId {path!r} closed>"
+    assert repr(file) == f"<tarvik.ops.FileId {path!r} closed>"
     assert refused(file)
     with other:
         call("delete", other)
@@ -50,7 +50,7 @@ def test_a_file_shows_itself_and_closes_itself(new_file, tmp_path):
         with pytest.raises(TypeError, match="neither pickled nor copied"):
             use(file)
     with pytest.raises(TypeError):
-        tarvik.FileId()
+        ops.FileId()
 
 
 def test_a_file_that_is_forgotten_stays_open_and_says_so(either_probe):
@@ -169,7 +169,8 @@ WRITE = """
     import atexit, os, sys, threading, time
     import numpy as np
     import tarvik
-    call = tarvik.call
+    from tarvik import ops
+    call = ops.call
     def make(name):
         file = call("create", name)
         call("createVar", file, "v", 4, 1, [], True, [])
@@ -202,7 +203,7 @@ def test_exit_closes_files_with_one_warning(tmp_path):
     done = run_python(WRITE + program, tmp_path)
     assert done.returncode == 0, done.stderr
     assert done.stdout.splitlines() == [
-        "[[0], [1], [2]] <tarvik.FileId 'first.cdf' closed> True",
+        "[[0], [1], [2]] <tarvik.ops.FileId 'first.cdf' closed> True",
         "VORLAN:pluginUnloaded",
     ]
     assert done.stderr.strip() == "sys:1: CDFWarning: Closing open CDF file handles."
@@ -230,9 +231,9 @@ def test_exit_closes_files_with_one_warning(tmp_path):
             """
     file = make("x.cdf")
     class Input:
-        def __array__(self, *args, **kwargs): return np.array(float(tarvik.getVarNum(file, "v")))
+        def __array__(self, *args, **kwargs): return np.array(float(ops.getVarNum(file, "v")))
     def work(indices):
-        while True: tarvik.getVarData(file, Input(), 0, indices=indices)
+        while True: ops.getVarData(file, Input(), 0, indices=indices)
     sys.setswitchinterval(1e-6)
     for _ in range(2): threading.Thread(target=work, args=([],), daemon=True).start()
     time.sleep(0.05)
@@ -242,10 +243,10 @@ def test_exit_closes_files_with_one_warning(tmp_path):
         (
             """
     import importlib
-    inquire = tarvik.inquire
-    for _ in range(3): importlib.reload(tarvik)
-    call = tarvik.call
-    with make("x.cdf") as file: assert inquire(file) == tarvik.inquire(file)
+    inquire = ops.inquire
+    for _ in range(3): importlib.reload(tarvik), importlib.reload(ops)
+    call = ops.call
+    with make("x.cdf") as file: assert inquire(file) == ops.inquire(file)
     """,
             "",
         ),
@@ -296,7 +297,7 @@ def test_a_forked_child_leaves_the_files_of_its_parent_alone(tmp_path):
     """
     done = run_python(WRITE + program, tmp_path)
     assert done.returncode == 0, done.stderr
-    assert done.stdout == "<tarvik.FileId 'parent.cdf' closed>\n" * 10
+    assert done.stdout == "<tarvik.ops.FileId 'parent.cdf' closed>\n" * 10
     assert done.stderr.count("Closing open CDF file handles.") == 10
     assert written(tmp_path / "parent.cdf") == [0, 7, 2]
     for turn in range(10):

@@ -10,8 +10,8 @@ from itertools import product
 
 import numpy as np
 import pytest
-import tarvik
 from tarvik import constants as c
+from tarvik import ops
 
 RNG = np.random.default_rng(20200131)
 TEXT = [c.CDF_CHAR, c.CDF_UCHAR]
@@ -77,16 +77,16 @@ def regions(way, shape):
                 yield inputs, (..., *(slice(at, None, by) for at, by in zip(start, steps)))
 
 
-PUT = {"value": tarvik.putVarData, "record": tarvik.putVarRecordData}
-GET = {"value": tarvik.getVarData, "record": tarvik.getVarRecordData}
+PUT = {"value": ops.putVarData, "record": ops.putVarRecordData}
+GET = {"value": ops.getVarData, "record": ops.getVarRecordData}
 
 
 def write_with_gateway(
     path, majority, content, way="hyperslab", prepare=lambda *_: None, records=None
 ):
-    put = PUT.get(way, tarvik.hyperPutVarData)
-    with tarvik.create(path) as file:
-        tarvik.setMajority(file, majority)
+    put = PUT.get(way, ops.hyperPutVarData)
+    with ops.create(path) as file:
+        ops.setMajority(file, majority)
         for name, (datatype, values) in content.items():
             length, extents = form_of(datatype, values)
             if datatype in TEXT:
@@ -94,7 +94,7 @@ def write_with_gateway(
             cells = turned(values, 1, len(extents), majority)
             shape = cells.shape[-1 - len(extents) :]
             variances = [True] * len(extents)
-            variable = tarvik.createVar(file, name, datatype, length, shape[:-1], True, variances)
+            variable = ops.createVar(file, name, datatype, length, shape[:-1], True, variances)
             prepare(file, variable)
             for inputs, part in regions(way, shape):
                 if records is None or inputs[0] in records:
@@ -102,11 +102,11 @@ def write_with_gateway(
 
 
 def read_variable(file, variable, way="hyperslab"):
-    get = GET.get(way, tarvik.hyperGetVarData)
-    facts = tarvik.inquireVar(file, variable)
+    get = GET.get(way, ops.hyperGetVarData)
+    facts = ops.inquireVar(file, variable)
     datatype = c.Datatype[facts.datatype.upper()]
     lead = {c.CDF_EPOCH16: (2,), **dict.fromkeys(TEXT, (int(facts.numElements),))}.get(datatype, ())
-    records = int(tarvik.getVarMaxWrittenRecNum(file, variable)) + 1
+    records = int(ops.getVarMaxWrittenRecNum(file, variable)) + 1
     shape = (*np.ravel(facts.dimSizes).astype(int), records)
     cells = np.zeros(lead + shape, DTYPES[datatype])
     for inputs, part in regions(way, shape):
@@ -116,15 +116,15 @@ def read_variable(file, variable, way="hyperslab"):
         result, place = np.asarray(result), cells[part]
         assert (result.dtype, np.squeeze(result).shape) == (place.dtype, np.squeeze(place).shape)
         place[...] = result.reshape(place.shape)
-    majority = c.Majority[tarvik.getMajority(file)]
+    majority = c.Majority[ops.getMajority(file)]
     values = np.ascontiguousarray(turned(cells, len(lead), len(shape) - 1, majority))
     return datatype, values.view(f"S{lead[0]}")[..., 0] if datatype in TEXT else values
 
 
 def read_with_gateway(path, way="hyperslab"):
-    with tarvik.open(path) as file:
-        variables = range(int(tarvik.inquire(file).numVariables))
-        return {tarvik.getVarName(file, v): read_variable(file, v, way) for v in variables}
+    with ops.open(path) as file:
+        variables = range(int(ops.inquire(file).numVariables))
+        return {ops.getVarName(file, v): read_variable(file, v, way) for v in variables}
 
 
 def plain(values, has_records=True):
@@ -133,7 +133,7 @@ def plain(values, has_records=True):
     if values.dtype.kind == "U":
         values = np.char.encode(values, "latin-1")
     elif values.dtype.kind == "c" or values.dtype.names:
-        halves = values[..., None].view("f8")
+        halves = values[..., None].view(values.dtype[0] if values.dtype.names else "f8")
         values = halves[..., 0] if halves.shape[-1] == 1 else halves
     return values.astype(values.dtype.newbyteorder("="))
 
@@ -221,7 +221,7 @@ def test_compression(method, level, whole, tmp_path):
 
     def prepare(file, variable):
         setting = ("setCompression", file) if whole else ("setVarCompression", file, variable)
-        tarvik.call(*setting, method, level)
+        ops.call(*setting, method, level)
 
     write_with_gateway(path, c.ROW_MAJOR, content, prepare=prepare)
     assert path.stat().st_size < values.nbytes
@@ -248,8 +248,8 @@ def test_sparse_records(kind, majority, tmp_path):
     content = {"V": (c.CDF_INT4, values)}
 
     def prepare(file, variable):
-        tarvik.setVarSparseRecords(file, variable, kind)
-        tarvik.setVarPadValue(file, variable, np.int32(-7))
+        ops.setVarSparseRecords(file, variable, kind)
+        ops.setVarPadValue(file, variable, np.int32(-7))
 
     write_with_gateway(path, majority, content, "record", prepare, written)
     for way in WAYS:
@@ -264,7 +264,7 @@ def test_times(tmp_path):
     path = tmp_path / "x.cdf"
     dates = [datetime(1969, 12, 31, 23, 59, 59, 999000), datetime(2020, 2, 29, 12, 30, 15, 250000)]
     parts = np.array([(*d.timetuple()[:6], d.microsecond / 1000, 0, 0, 0) for d in dates]).T
-    epoch, epoch16 = tarvik.computeEpoch(parts[:7]), tarvik.computeEpoch16(parts)
+    epoch, epoch16 = ops.computeEpoch(parts[:7]), ops.computeEpoch16(parts)
     content = {"Epoch": (c.CDF_EPOCH, epoch[0]), "Epoch16": (c.CDF_EPOCH16, epoch16.T)}
     write_with_gateway(path, c.ROW_MAJOR, content)
     with pytest.importorskip("spacepy.pycdf").CDF(str(path)) as file:

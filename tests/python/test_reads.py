@@ -9,7 +9,7 @@ import random
 import numpy as np
 import pytest
 from tarvik import constants
-from tarvik import extended as ops
+from tarvik import ops as ops
 
 PAD = -5
 SPARSE = [constants.NO_SPARSERECORDS, constants.PAD_SPARSERECORDS, constants.PREV_SPARSERECORDS]

@@ -8,6 +8,7 @@ from pathlib import Path
 import numpy as np
 import pytest
 import tarvik
+from tarvik import ops
 from test_layouts import READERS, plain, read_variable
 
 FOLDER = Path(os.environ.get("TARVIK_REAL_FILES") or Path(__file__).parents[3] / "shared/real")
@@ -30,7 +31,7 @@ def assert_refused(identifier, operation, *inputs):
 
 @pytest.mark.parametrize("path", ["not_a_cdf.cdf"], indirect=True)
 def test_what_is_no_cdf_file(path):
-    assert_refused("open:failure", tarvik.open, path)
+    assert_refused("open:failure", ops.open, path)
 
 
 @for_every_file
@@ -38,11 +39,11 @@ def test_what_is_no_cdf_file(path):
 @pytest.mark.filterwarnings("ignore:VIRTUAL_RECORD_DATA")
 def test_variables(path, reader):
     theirs = READERS[reader](path)
-    with tarvik.open(path) as file:
-        variables = range(int(tarvik.inquire(file).numVariables))
-        assert {tarvik.getVarName(file, variable) for variable in variables} == theirs.keys()
+    with ops.open(path) as file:
+        variables = range(int(ops.inquire(file).numVariables))
+        assert {ops.getVarName(file, variable) for variable in variables} == theirs.keys()
         for name, (datatype, values) in theirs.items():
-            variable = tarvik.getVarNum(file, name)
+            variable = ops.getVarNum(file, name)
             if datatype in UNKNOWN.values():
                 assert_unreadable(file, variable, [0] * (values.ndim - 1))
                 continue
@@ -50,7 +51,7 @@ def test_variables(path, reader):
             if reader == "pycdfpp":  # has extents of one where an r-variable does not vary
                 values = values.reshape([n for i, n in enumerate(values.shape) if i == 0 or n > 1])
             assert (found, ours.shape) == (datatype, values.shape), name
-            sparse = tarvik.getVarSparseRecords(file, variable) != "NO_SPARSERECORDS"
+            sparse = ops.getVarSparseRecords(file, variable) != "NO_SPARSERECORDS"
             # cdflib tells no type without values, and puts zeros among the pad values.
             if reader != "cdflib" or (ours.size and not sparse):
                 np.testing.assert_array_equal(ours, values, name)
@@ -58,10 +59,10 @@ def test_variables(path, reader):
 
 def assert_unreadable(file, variable, zeros):
     unknown = "mapCdfDatatypeToVorlan:unknownDatatype"
-    assert_refused("packUpDatatype:unhandledDatatype", tarvik.inquireVar, file, variable)
-    assert_refused(unknown, tarvik.getVarData, file, variable, 0, zeros)
-    assert_refused(unknown, tarvik.getVarRecordData, file, variable, 0)
-    assert_refused(unknown, tarvik.hyperGetVarData, file, variable, 0, 1, 1, zeros, zeros, zeros)
+    assert_refused("packUpDatatype:unhandledDatatype", ops.inquireVar, file, variable)
+    assert_refused(unknown, ops.getVarData, file, variable, 0, zeros)
+    assert_refused(unknown, ops.getVarRecordData, file, variable, 0)
+    assert_refused(unknown, ops.hyperGetVarData, file, variable, 0, 1, 1, zeros, zeros, zeros)
 
 
 def entries_of_cdflib(path, attributes):
@@ -95,13 +96,11 @@ def entries_of_spacepy(path, attributes):
 @for_every_file
 @pytest.mark.parametrize("read", [entries_of_cdflib, entries_of_spacepy])
 def test_entries(path, read):
-    with tarvik.open(path) as file:
-        facts = [
-            tarvik.inquireAttr(file, a) for a in range(int(tarvik.inquire(file).numAttributes))
-        ]
+    with ops.open(path) as file:
+        facts = [ops.inquireAttr(file, a) for a in range(int(ops.inquire(file).numAttributes))]
         kinds = ["g" if fact.scope == "GLOBAL_SCOPE" else "" for fact in facts]
         theirs = list(read(path, range(len(facts))))
-        counts = [tarvik.call(f"getNumAttr{g}Entries", file, a) for a, g in enumerate(kinds)]
+        counts = [ops.call(f"getNumAttr{g}Entries", file, a) for a, g in enumerate(kinds)]
         assert len(theirs) == sum(counts)
         for attribute, name, entry, datatype, value in theirs:
             found = facts[attribute].name
@@ -109,11 +108,11 @@ def test_entries(path, read):
             inquire = (f"inquireAttr{kinds[attribute]}Entry", file, attribute, entry)
             get = (f"getAttr{kinds[attribute]}Entry", file, attribute, entry)
             if datatype in UNKNOWN:
-                assert_refused("packUpDatatype:unhandledDatatype", tarvik.call, *inquire)
-                assert_refused("setInputBufferSize:unknownDatatype", tarvik.call, *get)
+                assert_refused("packUpDatatype:unhandledDatatype", ops.call, *inquire)
+                assert_refused("setInputBufferSize:unknownDatatype", ops.call, *get)
                 continue
-            ours = tarvik.call(*get)
-            assert tarvik.call(*inquire)[0] == datatype.lower()
+            ours = ops.call(*get)
+            assert ops.call(*inquire)[0] == datatype.lower()
             if isinstance(ours, str):
                 text = value if isinstance(value, bytes) else value.encode("latin-1")
                 assert ours.encode(errors="surrogateescape") == text

@@ -9,7 +9,7 @@ import numpy as np
 import pytest
 import tarvik
 from mutations import is_current, record_types
-from tarvik import constants
+from tarvik import constants, ops
 
 EXAMPLE = Path(__file__).parents[2] / "examples/data/ac_h2_sis_20101105_v06.cdf"
 CRASHED = Path(__file__).parents[1] / "data"
@@ -48,23 +48,23 @@ FLAGS = {0xF: False, 0x7: True, 0xB: True, 0xD: True, 0x13: True, 0x3: False}
 @pytest.fixture(autouse=True)
 def without_validation():
     """The library's own validation, which sees some of the damage, is off."""
-    tarvik.setValidate(constants.VALIDATEFILEOFF)
+    ops.setValidate(constants.VALIDATEFILEOFF)
     yield
-    tarvik.setValidate(constants.VALIDATEFILEON)
+    ops.setValidate(constants.VALIDATEFILEON)
 
 
 @pytest.fixture
 def current(tmp_path):
     """A file of version 3 with a variable that is compressed and entries of both kinds."""
     path = tmp_path / "current.cdf"
-    with tarvik.create(path) as file:
-        variable = tarvik.createVar(file, "a", constants.CDF_REAL8, 1, [], True, [])
-        tarvik.setVarCompression(file, variable, constants.GZIP_COMPRESSION, 6)
-        tarvik.hyperPutVarData(file, variable, 0, 5000, 1, [], [], [], np.arange(5000.0))
-        other = tarvik.createVar(file, "b", constants.CDF_INT4, 1, [2], True, [True])
+    with ops.create(path) as file:
+        variable = ops.createVar(file, "a", constants.CDF_REAL8, 1, [], True, [])
+        ops.setVarCompression(file, variable, constants.GZIP_COMPRESSION, 6)
+        ops.hyperPutVarData(file, variable, 0, 5000, 1, [], [], [], np.arange(5000.0))
+        other = ops.createVar(file, "b", constants.CDF_INT4, 1, [2], True, [True])
         for scope, number in ((constants.GLOBAL_SCOPE, 0), (constants.VARIABLE_SCOPE, other)):
-            attribute = tarvik.createAttr(file, f"of {number}", scope)
-            put = tarvik.putAttrEntry if number else tarvik.putAttrgEntry
+            attribute = ops.createAttr(file, f"of {number}", scope)
+            put = ops.putAttrEntry if number else ops.putAttrgEntry
             put(file, attribute, 0, constants.CDF_CHAR, "text")
     return path
 
@@ -108,13 +108,13 @@ def test_damaged_descriptions_are_refused(generation, what, compressed, request)
     if compressed:
         compress(path)
     with pytest.raises(tarvik.CDFError, match=f"CORRUPTED_V{3 if later else 2}_CDF"):
-        tarvik.open(path)
+        ops.open(path)
 
 
 @pytest.mark.parametrize("path", sorted(CRASHED.glob("*.cdf")), ids=lambda path: path.stem)
 def test_files_that_crashed_the_library_are_refused(path):
     with pytest.raises(tarvik.CDFError, match="CORRUPTED_V3_CDF"):
-        tarvik.open(path)
+        ops.open(path)
 
 
 @pytest.mark.parametrize("end", ["", " ", ".CDF", ".Cdf", ".cdf "])
@@ -122,14 +122,14 @@ def test_the_file_that_the_library_finds_is_screened(current, end):
     record = next(place for place, kind in record_types(current.read_bytes()) if kind == GDR)
     damage(current, record + DAMAGE["number of variables"][1], HUGE)
     with pytest.raises(tarvik.CDFError, match="CORRUPTED_V3_CDF"):
-        tarvik.open(current.with_name(f"current{end}"))
+        ops.open(current.with_name(f"current{end}"))
 
 
 def test_a_blocking_factor_beyond_memory_is_refused(current):
     record = next(place for place, kind in record_types(current.read_bytes()) if kind == ZVDR)
     damage(current, record + 80, HUGE)
     with pytest.raises(tarvik.CDFError, match="CORRUPTED_V3_CDF"):
-        tarvik.open(current)
+        ops.open(current)
 
 
 @pytest.mark.parametrize(
@@ -138,70 +138,70 @@ def test_a_blocking_factor_beyond_memory_is_refused(current):
     ids=["record's size", "parameters", "size of 4 GB", "size of 2 GB", "small size", "data"],
 )
 def test_damaged_files_compressed_as_a_whole_are_refused(current, place, value):
-    with tarvik.open(current) as file:
-        tarvik.setCompression(file, constants.RLE_COMPRESSION)
+    with ops.open(current) as file:
+        ops.setCompression(file, constants.RLE_COMPRESSION)
     damage(current, place, value)
     with pytest.raises(tarvik.CDFError, match="CORRUPTED_V3_CDF"):
-        tarvik.open(current)
+        ops.open(current)
 
 
 @pytest.mark.parametrize("generation", ["current", "earlier"])
 def test_whole_files_compressed_as_a_whole_are_opened(generation, request):
     path = request.getfixturevalue(generation)
-    with tarvik.open(path) as file:
-        facts = tarvik.inquire(file)
+    with ops.open(path) as file:
+        facts = ops.inquire(file)
     compress(path)
-    with tarvik.open(path) as file:
-        assert tarvik.getCompression(file)[0] == "RLE_COMPRESSION"
-        assert str(tarvik.inquire(file)) == str(facts)
+    with ops.open(path) as file:
+        assert ops.getCompression(file)[0] == "RLE_COMPRESSION"
+        assert str(ops.inquire(file)) == str(facts)
 
 
 @pytest.mark.parametrize(("flags", "refused"), FLAGS.items())
 def test_a_header_that_is_at_odds_about_the_checksum_is_refused(current, flags, refused):
-    with tarvik.open(current) as file:
-        tarvik.setChecksum(file, constants.MD5_CHECKSUM)
+    with ops.open(current) as file:
+        ops.setChecksum(file, constants.MD5_CHECKSUM)
     damage(current, 40, flags)
-    tarvik.setValidate(constants.VALIDATEFILEON)
+    ops.setValidate(constants.VALIDATEFILEON)
     with pytest.raises(tarvik.CDFError) if refused else contextlib.nullcontext():
-        tarvik.close(tarvik.open(current))
+        ops.close(ops.open(current))
 
 
 @pytest.mark.parametrize(("behind", "refused"), [(0, False), (15, False), (16, True), (17, False)])
 def test_a_compressed_header_without_word_of_the_checksum_is_refused(current, behind, refused):
     compress(current)
     current.write_bytes(current.read_bytes() + b"5" * behind)
-    tarvik.setValidate(constants.VALIDATEFILEON)
+    ops.setValidate(constants.VALIDATEFILEON)
     with pytest.raises(tarvik.CDFError) if refused else contextlib.nullcontext():
-        tarvik.close(tarvik.open(current))
+        ops.close(ops.open(current))
 
 
 def test_a_compressed_file_can_be_given_a_checksum_and_lose_it(current):
-    tarvik.setValidate(constants.VALIDATEFILEON)
-    with tarvik.open(current) as file:
-        tarvik.setCompression(file, constants.RLE_COMPRESSION)
+    ops.setValidate(constants.VALIDATEFILEON)
+    with ops.open(current) as file:
+        ops.setCompression(file, constants.RLE_COMPRESSION)
     for kind in ("MD5_CHECKSUM", "NO_CHECKSUM"):
-        with tarvik.open(current) as file:
-            tarvik.setChecksum(file, getattr(constants, kind))
-        with tarvik.open(current) as file:
-            assert tarvik.getChecksum(file) == kind
+        with ops.open(current) as file:
+            ops.setChecksum(file, getattr(constants, kind))
+        with ops.open(current) as file:
+            assert ops.getChecksum(file) == kind
 
 
 @pytest.mark.parametrize("compression", [None, "GZIP_COMPRESSION"])
 def test_files_in_many_fragments_are_opened(tmp_path, compression):
     """Records written in turn to two variables make an index of several levels."""
     path = tmp_path / "fragments.cdf"
-    with tarvik.create(path) as file:
+    with ops.create(path) as file:
         variables = [
-            tarvik.createVar(file, name, constants.CDF_REAL8, 1, [], True, []) for name in "ab"
+            ops.createVar(file, name, constants.CDF_REAL8, 1, [], True, []) for name in "ab"
         ]
         for variable in variables:
-            tarvik.setVarBlockingFactor(file, variable, 1)
+            ops.setVarBlockingFactor(file, variable, 1)
             if compression:
-                tarvik.setVarCompression(file, variable, constants.GZIP_COMPRESSION, 1)
+                ops.setVarCompression(file, variable, constants.GZIP_COMPRESSION, 1)
         for record in range(3000):
             for variable in variables:
-                tarvik.putVarData(file, variable, record, [], float(record))
-    with tarvik.open(path) as file:
+                ops.putVarData(file, variable, record, [], float(record))
+    with ops.open(path) as file:
         for variable in variables:
-            values = tarvik.hyperGetVarData(file, variable, 0, 3000, 1, [], [], [])
+            values = ops.hyperGetVarData(file, variable, 0, 3000, 1, [], [], [])
             assert np.array_equal(np.ravel(values), np.arange(3000))

@@ -13,7 +13,7 @@ import threading
 import numpy as np
 import pytest
 import tarvik
-from tarvik import constants
+from tarvik import constants, exact, ops
 
 ESCAPE = "\x1b"
 HOSTILE = "\x1b[31mred\x1b[0m [bold]x[/bold] :smile: \u202e \x9b a\tb\r\nsecond \x07 line\nthird"
@@ -35,19 +35,19 @@ def document(command):
 def odd_file(new_file, tmp_path):
     """Texts that no terminal should get, long names, numbers that JSON does not know."""
     with new_file("odd.cdf") as file:
-        title = tarvik.createAttr(file, "title ", constants.GLOBAL_SCOPE)
-        tarvik.putAttrEntry(file, title, 0, constants.CDF_CHAR, HOSTILE)
+        title = ops.createAttr(file, "title ", constants.GLOBAL_SCOPE)
+        ops.putAttrEntry(file, title, 0, constants.CDF_CHAR, HOSTILE)
         long_text = b"caf\xe9 caf\xc3\xa9 " + b"x" * 3000
-        tarvik.putAttrEntry(file, title, 2, constants.CDF_CHAR, long_text)
-        limits = tarvik.createAttr(file, "limits", constants.VARIABLE_SCOPE)
+        ops.putAttrEntry(file, title, 2, constants.CDF_CHAR, long_text)
+        limits = ops.createAttr(file, "limits", constants.VARIABLE_SCOPE)
         special = np.array([np.nan, np.inf, -np.inf, 0.1], "f4")
-        text = tarvik.createVar(file, "n" * 250, constants.CDF_CHAR, 9, [], True, [])
-        tarvik.putAttrEntry(file, limits, text, constants.CDF_REAL4, special)
-        tarvik.putVarData(file, text, 0, [], b"\x1b]0;t\x07\xe9[b")
-        matrix = tarvik.createVar(file, "matrix", 4, 1, [2, 3], True, [True, False])
-        tarvik.setVarCompression(file, matrix, constants.GZIP_COMPRESSION, 6)
-        tarvik.putVarData(file, matrix, 1, [1, 0], np.int32(7))
-        tarvik.createVar(file, "time", 33, 1, [], True, [])
+        text = ops.createVar(file, "n" * 250, constants.CDF_CHAR, 9, [], True, [])
+        ops.putAttrEntry(file, limits, text, constants.CDF_REAL4, special)
+        ops.putVarData(file, text, 0, [], b"\x1b]0;t\x07\xe9[b")
+        matrix = ops.createVar(file, "matrix", 4, 1, [2, 3], True, [True, False])
+        ops.setVarCompression(file, matrix, constants.GZIP_COMPRESSION, 6)
+        ops.putVarData(file, matrix, 1, [1, 0], np.int32(7))
+        ops.createVar(file, "time", 33, 1, [], True, [])
     return tmp_path / "odd.cdf"
 
 
@@ -68,14 +68,14 @@ def test_everything_in_a_mission_file(document, example_file):
     assert (flux["record_variance"], flux["dimension_variances"]) == (True, [True])
     assert (flux["records"], flux["records_written"], flux["problem"]) == (24, 24, None)
     assert epoch["times"][:2] == ["2010-11-05T00:00:00.000", "2010-11-05T01:00:00.000"]
-    with tarvik.open(example_file) as file:
-        values = tarvik.hyperGetVarData(file, 5, 0, 10, 1, [0], [8], [1])
+    with ops.open(example_file) as file:
+        values = ops.hyperGetVarData(file, 5, 0, 10, 1, [0], [8], [1])
         assert flux["values"] == [[float(str(x)) for x in row] for row in values.T]
         for variable in found["variables"]:
-            assert variable["name"] == tarvik.getVarName(file, variable["number"])
+            assert variable["name"] == ops.getVarName(file, variable["number"])
             for entry in variable["attributes"]:
-                number = tarvik.getAttrNum(file, entry["name"])
-                value = tarvik.getAttrEntry(file, number, variable["number"])
+                number = ops.getAttrNum(file, entry["name"])
+                value = ops.getAttrEntry(file, number, variable["number"])
                 text = isinstance(value, str)
                 assert entry["value"] == value if text else np.allclose(entry["value"], value)
 
@@ -98,7 +98,7 @@ def test_what_json_does_not_know_and_what_cannot_be_read(document, odd_file):
 
 
 def test_what_a_plug_in_refuses_does_not_hide_the_rest(document, command, odd_file, monkeypatch):
-    monkeypatch.setattr("tarvik.cli.content.call", tarvik.call)  # which has no datatype 33
+    monkeypatch.setattr("tarvik.cli.content.call", exact.call)  # which has no datatype 33
     time = document(odd_file)[1]["variables"][2]
     problem = "Unhandled datatype 33."
     assert (time["name"], time["datatype"], time["problem"]) == ("time", None, problem)

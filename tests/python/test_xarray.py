@@ -11,7 +11,7 @@ import samples
 import tarvik
 from conftest import ROOT
 from samples import INT8, TT2000
-from tarvik import _reader
+from tarvik import _reader, ops
 from tarvik import constants as c
 from test_layouts import READERS, TEXT
 from test_real_files import for_every_file, path  # noqa: F401
@@ -77,10 +77,10 @@ def calls(monkeypatch):
 
     def read(file, variable, *inputs):
         made.append(inputs)
-        return tarvik.extended.hyperGetVarData(file, variable, *inputs)
+        return ops.hyperGetVarData(file, variable, *inputs)
 
-    others = {name: getattr(tarvik.extended, name) for name in dir(tarvik.extended)}
-    monkeypatch.setattr(_reader, "extended", SimpleNamespace(**{**others, "hyperGetVarData": read}))
+    others = {name: getattr(tarvik.ops, name) for name in dir(tarvik.ops)}
+    monkeypatch.setattr(_reader, "ops", SimpleNamespace(**{**others, "hyperGetVarData": read}))
     return made
 
 
@@ -92,8 +92,8 @@ def test_values_of_real_files(path, reader):  # noqa: F811
     dataset = xr.open_dataset(path, engine="tarvik", decode_cf=False)
     assert dataset.variables.keys() == theirs.keys()
     times = xr.open_dataset(path, engine="tarvik", mask_and_scale=False)
-    with tarvik.open(path) as file:
-        kinds = {n: tarvik.getVarSparseRecords(file, tarvik.getVarNum(file, n)) for n in theirs}
+    with ops.open(path) as file:
+        kinds = {n: ops.getVarSparseRecords(file, ops.getVarNum(file, n)) for n in theirs}
     for name, (datatype, values) in theirs.items():
         ours = dataset[name].values
         # cdflib puts zeros among the pad values.
@@ -210,10 +210,8 @@ def test_copies_and_chunks(sample):
     samples.write(sample, {**VARIABLES, "flux": (FLUX + 1, *VARIABLES["flux"][1:])})
     assert found.flux[0, 0, 0] == FLUX[0, 0, 0] + 1
     pytest.importorskip("dask", reason="dask is not installed")
-    with tarvik.open(sample) as file:
-        tarvik.setCompression(
-            file, c.GZIP_COMPRESSION, 6
-        )  # all of it: each read makes a scratch file
+    with ops.open(sample) as file:
+        ops.setCompression(file, c.GZIP_COMPRESSION, 6)  # all of it: each read makes a scratch file
     chunked = xr.open_dataset(sample, engine="tarvik", chunks={"Epoch": 3})
     for scheduler in ("threads", "processes"):
         total = chunked.flux.sum().compute(scheduler=scheduler, num_workers=4)

@@ -8,11 +8,12 @@ from pathlib import Path
 
 import click
 
-from tarvik import __version__, call
+from tarvik import __version__
 from tarvik.cli.commands import COMMANDS, in_process
 from tarvik.cli.errors import INTERRUPTED, NO_READER, WRONG_FILE, Failure, complain
 from tarvik.cli.plot import plot
 from tarvik.cli.text import visible
+from tarvik.ops import call
 
 
 def main():

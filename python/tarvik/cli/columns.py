@@ -5,7 +5,7 @@ from functools import cached_property
 
 import numpy as np
 
-from tarvik import extended
+from tarvik import ops
 from tarvik._order import as_array
 from tarvik.cli import blocks, model, times
 from tarvik.cli.errors import say
@@ -19,7 +19,7 @@ class Column:
 
     Attributes
     ----------
-    file : tarvik.FileId
+    file : ops.FileId
     variable : tarvik.cli.model.Variable
         One whose records do not vary has the same values beside each record of the others.
     blanks : tuple of numpy.ndarray
@@ -111,8 +111,8 @@ def blank_values(file, variable, kinds):
         found.append(variable.pad)
     if "fill" in kinds:
         try:
-            attribute = extended.getAttrNum(file, "FILLVAL")
-            fill = as_array(extended.getAttrEntry(file, attribute, variable.number))
+            attribute = ops.getAttrNum(file, "FILLVAL")
+            fill = as_array(ops.getAttrEntry(file, attribute, variable.number))
         except KeyError:
             fill = np.empty(0)
         if fill.size == variable.pad.size and fill.dtype.kind in "iuf":
@@ -131,6 +131,6 @@ def _tell_of_lost_times(column, values, found, blank):
     if lost.any():
         say(f"{name}: {np.count_nonzero(lost)} times are beyond datetime64[ns] and become NaT")
     if column.variable.datatype == "cdf_time_tt2000":
-        seconds = np.atleast_2d(extended.tt2000Breakdown(np.asfortranarray(values)))[5]
+        seconds = np.atleast_2d(ops.tt2000Breakdown(np.asfortranarray(values)))[5]
         if leaps := np.count_nonzero(seconds == 60):
             say(f"{name}: {leaps} times in a leap second become the second after it")

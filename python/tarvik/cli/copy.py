@@ -4,7 +4,7 @@ import os
 from dataclasses import dataclass, replace
 from typing import Optional
 
-from tarvik import extended
+from tarvik import ops
 from tarvik.cli import blocks, model
 from tarvik.cli.differences import content_differences, two_sides
 from tarvik.cli.errors import ImpossibleError, NoSuchVariableError, about, say
@@ -14,7 +14,7 @@ from tarvik.cli.staging import staged
 from tarvik.cli.text import visible
 from tarvik.cli.written import written_records
 
-call = extended.call
+call = ops.call
 
 
 @dataclass(frozen=True)

@@ -6,8 +6,9 @@ import tempfile
 
 import numpy as np
 
-from tarvik import CDFError, call, constants
+from tarvik import CDFError, constants
 from tarvik.cli.show import show_files
+from tarvik.ops import call
 
 _MAJORITIES = {
     "demo_row_major.cdf": constants.ROW_MAJOR,

@@ -2,10 +2,10 @@
 
 from contextlib import contextmanager
 
-from tarvik import CDFProcessError, Gateway, extended
+from tarvik import CDFProcessError, Gateway, ops
 from tarvik.cli.errors import CrashError
 
-_used = extended
+_used = ops
 
 
 def call(operation, *inputs):
@@ -20,7 +20,8 @@ def call(operation, *inputs):
     except CDFProcessError as error:
         raise CrashError(str(error)) from error
     except (KeyboardInterrupt, SystemExit):
-        gateway.kill()
+        if isinstance(gateway, Gateway):
+            gateway.kill()
         raise
 
 

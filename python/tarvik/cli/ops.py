@@ -4,7 +4,7 @@ from itertools import groupby
 
 from rich.table import Table
 
-from tarvik import constants, extended
+from tarvik import constants
 from tarvik._catalogue import all_operations
 from tarvik._operations import describe
 from tarvik.cli.render import print_table, standard_console
@@ -22,15 +22,10 @@ def list_operations():
 
 
 def list_constants():
-    """Print the named constants by family, then those that only the extended plug-in has."""
-    families = {name: {m.name: m.value for m in f} for name, f in constants.families.items()}
-    for name, family in extended.constants.families.items():
-        others = {m.name: m.value for m in family if m.name not in families[name]}
-        if others:
-            families[f"{name}, the extended plug-in"] = others
+    """Print the named constants by family."""
     _print_tables(
-        (title, [(name, str(value)) for name, value in family.items()])
-        for title, family in families.items()
+        (title, [(member.name, str(member.value)) for member in family])
+        for title, family in constants.families.items()
     )
 
 

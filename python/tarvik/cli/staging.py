@@ -6,7 +6,7 @@ import shutil
 import tempfile
 from contextlib import contextmanager
 
-from tarvik import CDFError, extended
+from tarvik import CDFError, ops
 from tarvik.cli.errors import about
 
 
@@ -74,8 +74,8 @@ def _other_files(target):
     if not target.endswith((".cdf", ".CDF")) or not os.path.exists(target):
         return []
     try:
-        with extended.open(os.fsencode(target)) as file:
-            if extended.getFormat(file) != "MULTI_FILE":
+        with ops.open(os.fsencode(target)) as file:
+            if ops.getFormat(file) != "MULTI_FILE":
                 return []
     except CDFError:
         return []

@@ -2,12 +2,12 @@
 
 import numpy as np
 
-from tarvik import extended
+from tarvik import ops
 
 _BREAKDOWNS = {
-    "cdf_epoch": extended.epochBreakdown,
-    "cdf_epoch16": extended.epoch16Breakdown,
-    "cdf_time_tt2000": extended.tt2000Breakdown,
+    "cdf_epoch": ops.epochBreakdown,
+    "cdf_epoch16": ops.epoch16Breakdown,
+    "cdf_time_tt2000": ops.tt2000Breakdown,
 }
 # The parts of a time, each with what stands before it; then three digits for each part of a second.
 _PARTS = (("", 4), ("-", 2), ("-", 2), ("T", 2), (":", 2), (":", 2))

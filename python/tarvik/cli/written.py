@@ -11,12 +11,12 @@ from itertools import groupby
 
 import numpy as np
 
-from tarvik import extended
+from tarvik import ops
 from tarvik.cli import blocks
 from tarvik.cli.files import path_on_disk
 from tarvik.cli.model import NO_SPARSE
 
-call = extended.call
+call = ops.call
 
 
 def written_records(file, path, variable, folder):
@@ -24,7 +24,7 @@ def written_records(file, path, variable, folder):
 
     Parameters
     ----------
-    file : tarvik.FileId
+    file : ops.FileId
     path : str
         The file's name.
     variable : tarvik.cli.model.Variable
