@@ -121,18 +121,19 @@ class File(Contents):
     # Opening and closing.
 
     def _begin(self, atomic: bool, settings: tuple) -> None:
-        present = present_file(self.path)
-        if self.mode == "r":
-            copy = self._download
-            self._id = self._opened(copy.name if copy else present or self.path)
-        else:
+        present = self._download.name if self._download else present_file(self.path)
+        if self.mode in ("w", "x", "a"):
             self._begin_edit(present, atomic, settings)
+        elif present is None:
+            raise FileNotFoundError(2, os.strerror(2), self.path)
+        elif self.mode == "r+":
+            self._begin_edit(present, atomic, settings)
+        else:
+            self._id = self._opened(present)
         self._row_major = self._call("getMajority", self._id) == "ROW_MAJOR"
         self._find_variables()
 
     def _begin_edit(self, present: str | None, atomic: bool, settings: tuple) -> None:
-        if self.mode == "r+" and present is None:
-            raise FileNotFoundError(2, os.strerror(2), self.path)
         if self.mode == "x" and present is not None:
             raise FileExistsError(17, os.strerror(17), self.path)
         fresh = present is None or self.mode in "wx"
@@ -229,12 +230,13 @@ class File(Contents):
             self._rebuild()
         expected = self._summary()
         self._close_id()
+        transaction = self._transaction
+        assert transaction is not None  # it began when the file was opened for writing
         if self._in_place:
-            self._transaction.commit()
+            transaction.commit()
             return
-        path = self._transaction.path
         try:
-            with File(path, isolated=False) as saved:
+            with File(transaction.path, isolated=False) as saved:
                 found = saved._summary()
         except CDFError as error:
             raise OSError(
@@ -242,7 +244,7 @@ class File(Contents):
             ) from error
         if found != expected:
             raise OSError(f"{self.path} was not changed: the library lost some of the edits")
-        self._transaction.commit()
+        transaction.commit()
 
     def _close_id(self) -> None:
         file, self._id = self._id, None
