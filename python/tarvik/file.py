@@ -5,6 +5,7 @@ from __future__ import annotations
 import atexit
 import os
 import warnings
+import weakref
 from contextlib import suppress
 from typing import Any, BinaryIO
 
@@ -29,8 +30,10 @@ from tarvik.variable import Variable
 __all__ = ["File", "open_file"]
 
 _MODES = ("r", "r+", "w", "x", "a")
-# Written files that are open; they are saved when Python ends.
-_open_files: set[File] = set()
+# Files that are open when Python ends are closed then: written ones, which are kept until they are
+# saved, and those that are only read.
+_written: set[File] = set()
+_read: weakref.WeakSet[File] = weakref.WeakSet()
 
 
 class File(Contents):
@@ -115,8 +118,7 @@ class File(Contents):
             self._give_up()
             raise
         self.attrs = Attributes(self)
-        if self._writable:
-            _open_files.add(self)
+        (_written if self._writable else _read).add(self)
 
     # Opening and closing.
 
@@ -251,7 +253,7 @@ class File(Contents):
         self._call("close", file)
 
     def _give_up(self) -> None:
-        _open_files.discard(self)
+        _written.discard(self)
         if self._id is not None:
             file, self._id = self._id, None
             if not file.closed:
@@ -393,13 +395,15 @@ def open_file(path: str | bytes | os.PathLike | BinaryIO, mode: str = "r", **opt
 
 
 @atexit.register
-def _save_open_files() -> None:
-    for file in list(_open_files):
+def _close_files() -> None:
+    for file in list(_written):
         warnings.warn(f"{file.path!r} was not closed; it is saved now", ResourceWarning, 2)
         try:
             file.close()
         except Exception as error:
             warnings.warn(f"{file.path!r} could not be saved: {error}", CDFWarning, 2)
+    for file in list(_read):
+        file.discard()
 
 
-os.register_at_fork(after_in_child=_open_files.clear)
+os.register_at_fork(after_in_child=_written.clear)

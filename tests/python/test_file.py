@@ -3,6 +3,8 @@
 import io
 import os
 import re
+import subprocess
+import sys
 from datetime import datetime
 
 import numpy as np
@@ -263,6 +265,48 @@ def test_several_files_are_edited_in_place(tmp_path):
     assert warned[0].filename == __file__
     found = READERS["spacepy"](tmp_path / "x.cdf")["V"][1]
     np.testing.assert_array_equal(found, np.concatenate([CUBE, CUBE]))
+
+
+LEFT_OPEN = """
+import sys, tarvik
+written, read, dropped = map(tarvik.open, sys.argv[1:], ("r+", "r", "w"))
+written["late"] = [1.0, 2.0]
+dropped["late"] = [3.0]
+del dropped
+"""
+
+
+def test_files_left_open_when_python_ends(tmp_path):
+    paths = [tmp_path / name for name in ("written.cdf", "read.cdf", "dropped.cdf")]
+    for path in paths[:2]:
+        with File(path, "w") as file:
+            file["early"] = [0.0]
+    command = [sys.executable, "-W", "always", "-c", LEFT_OPEN, *paths]
+    done = subprocess.run(command, capture_output=True, text=True, check=True)
+    lines = [line for line in done.stderr.splitlines() if "Warning:" in line]
+    assert len(lines) == 2
+    assert all("ResourceWarning" in line and "is saved now" in line for line in lines)
+    with File(paths[0]) as written, File(paths[2]) as dropped:
+        assert [*written["late"], *dropped["late"]] == [1, 2, 3]
+    assert sorted(tmp_path.iterdir()) == sorted(paths)
+
+
+def test_a_fork_leaves_an_edit_to_its_parent(tmp_path):
+    with File(tmp_path / "made.cdf", "w") as file:
+        file["early"] = [0.0]
+        child = os.fork()
+        if child == 0:
+            try:
+                with pytest.raises(ValueError, match="is closed"):
+                    file["late"] = [1.0]
+                file.close()
+                os._exit(0)
+            finally:
+                os._exit(1)
+        assert os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]) == 0
+        file["late"] = [2.0]
+    with File(tmp_path / "made.cdf") as file:
+        assert [*file["early"], *file["late"]] == [0, 2]
 
 
 def test_mapping(saved):
