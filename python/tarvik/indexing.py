@@ -8,7 +8,7 @@ from typing import Any
 
 import numpy as np
 
-__all__ = ["Axis", "Selection", "select"]
+__all__ = ["Axis", "Selection", "inside", "select"]
 
 
 @dataclass(frozen=True)
@@ -107,11 +107,18 @@ def _axis(part: Any, size: int, number: int, growing: bool) -> Axis:
         return Axis(_listed(np.asarray(part), size, number, growing))
     if isinstance(part, (bool, np.bool_)):
         raise TypeError("a single bool is no index; a mask has one for each element")
-    found = _inside(operator.index(part), size, number, growing)
+    found = inside(operator.index(part), size, number, growing)
     return Axis(range(found, found + 1), dropped=True)
 
 
-def _inside(index: int, size: int, number: int, growing: bool) -> int:
+def inside(index: int, size: int, number: int, growing: bool = False) -> int:
+    """The index from the beginning of a dimension, which it must not leave unless it may grow.
+
+    Raises
+    ------
+    IndexError
+        Outside; `number` is the dimension's in the message.
+    """
     found = index + size if index < 0 else index
     if found < 0 or (found >= size and not growing):
         raise IndexError(f"index {index} is outside dimension {number} of size {size}")
@@ -140,7 +147,7 @@ def _listed(part: np.ndarray, size: int, number: int, growing: bool) -> np.ndarr
         return np.flatnonzero(part)
     if part.size and part.dtype.kind not in "iu":
         raise TypeError(f"indices are integers, not {part.dtype}")
-    return np.array([_inside(int(i), size, number, growing) for i in part], dtype=np.int64)
+    return np.array([inside(int(i), size, number, growing) for i in part], dtype=np.int64)
 
 
 def _upward(picks: range) -> tuple[range, slice]:

@@ -12,7 +12,7 @@ from tarvik._order import to_gateway, to_reader
 from tarvik._settings import COMPRESSION_NAMES
 from tarvik.attributes import Attributes
 from tarvik.datatypes import datatype_named, to_stored, to_user
-from tarvik.indexing import Axis, Selection, select
+from tarvik.indexing import Axis, Selection, inside, select
 
 if TYPE_CHECKING:
     from tarvik._contents import Contents
@@ -292,18 +292,30 @@ class Variable:
         return fill[0] if same else None
 
     def _read_stored(self, key: Any) -> Any:
+        indices = key if isinstance(key, tuple) else (key,)
+        is_one = len(indices) == self.ndim and all(type(index) is int for index in indices)
+        if is_one and self._datatype.stored.kind in "iuf":
+            return self._read_number(indices)
         selection = select(key, self.shape)
-        values = np.empty(selection.full_shape, self._stored)
-        if values.size == 0:
-            return values.reshape(selection.shape)
         parts = [axis.runs for axis in selection.axes]
         if all(len(runs) == 1 for runs in parts):
             values = self._read([runs[0][0] for runs in parts])
             values = values[_within(runs[0][1] for runs in parts)]
         else:
+            values = np.empty(selection.full_shape, self._stored)
             for runs in product(*parts):
                 values[tuple(run[1] for run in runs)] = self._read([run[0] for run in runs])
         return np.asarray(values.reshape(selection.shape), order="C")[()]
+
+    def _read_number(self, key: tuple) -> Any:
+        """Read one number, which is less work than a hyperslab of one."""
+        axes = enumerate(zip(key, self.shape))
+        indices = [inside(index, size, axis) for axis, (index, size) in axes]
+        record = indices.pop(0) if self.record_vary else 0
+        if self._file._row_major:
+            indices.reverse()
+        raw = self._file._call("getVarData", self._file.id, self.number, record, indices)
+        return self._datatype.stored.type(raw)
 
     def _read_masked(self, key: Any) -> np.ma.MaskedArray:
         stored = np.asarray(self._read_stored(key))
