@@ -9,7 +9,7 @@ from typing import Any
 
 import numpy as np
 
-from tarvik._settings import SPARSE, code_of, compression_of, for_gateway, kind_of
+from tarvik._settings import for_gateway, kind_of, storage_of
 from tarvik.attributes import Attributes, Entry, Store, check_name, unknown_name
 from tarvik.datatypes import Datatype, to_stored
 from tarvik.transaction import Transaction
@@ -39,6 +39,9 @@ class Contents(MutableMapping):
 
     def _rebuild(self) -> None:
         raise NotImplementedError
+
+    def _nothing_to_carry_out(self) -> None:
+        self._structural, self._hidden, self._lengths = False, set(), {}
 
     @property
     def _writable(self) -> bool:
@@ -191,11 +194,7 @@ class Contents(MutableMapping):
             raise ValueError(f"{len(varys)} variances for {len(extents)} dimensions")
         if given is not None:
             to_stored(given, found, elements)  # before anything is made
-        settings = {
-            "setVarSparseRecords": sparse and [code_of("sparse", sparse, SPARSE)],
-            "setVarCompression": compression and compression_of(compression),
-            "setVarBlockingFactor": blocking_factor and [blocking_factor],
-        }
+        settings = storage_of(sparse, compression, blocking_factor)
         stored_pad = None if pad is None else to_stored(pad, found, elements)
         if stored_pad is not None and stored_pad.size != 1:
             raise ValueError(f"a pad value of shape {stored_pad.shape} is not one value")
@@ -255,12 +254,7 @@ class Contents(MutableMapping):
 
     def _copied(self, source: Variable, name: str) -> Variable:
         """Make a variable that has all of another one, of this file or another."""
-        compression, sparse = source.compression, source.sparse
-        settings = {
-            "setVarSparseRecords": sparse and [SPARSE[sparse]],
-            "setVarCompression": compression and compression_of(compression),
-            "setVarBlockingFactor": source.blocking_factor and [source.blocking_factor],
-        }
+        settings = storage_of(source.sparse, source.compression, source.blocking_factor)
         shape = (source._extents, source.record_vary, source.dim_vary)
         datatype, elements = source._datatype, source._elements
         made = self._created(name, datatype, elements, shape, settings, source._pad())

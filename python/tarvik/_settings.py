@@ -13,7 +13,12 @@ SPARSE = {"pad": 1, "previous": 2}
 MAJORITIES = {"row": 1, "column": 2}
 CHECKSUMS = {None: 0, "md5": 1}
 FORMATS = {"single": 1, "multi": 2}
-COMPRESSION_NAMES = {
+SPARSE_NAMES = {
+    "NO_SPARSERECORDS": None,
+    "PAD_SPARSERECORDS": "pad",
+    "PREV_SPARSERECORDS": "previous",
+}
+_COMPRESSION_NAMES = {
     "GZIP_COMPRESSION": "gzip",
     "RLE_COMPRESSION": "rle",
     "HUFF_COMPRESSION": "huffman",
@@ -37,6 +42,24 @@ def compression_of(text: str) -> list[int]:
     if name != "gzip" or (colon and not (level.isdigit() and 1 <= int(level) <= 9)):
         raise ValueError(f"compression {text!r} is none of gzip:1 to gzip:9")
     return [code, int(level or 6)]
+
+
+def compression_name(kind: str, parameter: Any, _percentage: Any) -> str | None:
+    """What the operations that inquire a compression give, as `compression_of` takes it."""
+    name = _COMPRESSION_NAMES.get(kind)
+    return f"gzip:{int(parameter)}" if name == "gzip" else name
+
+
+def storage_of(sparse: str | None, compression: str | None, blocking_factor: int | None) -> dict:
+    """The operations that set how a variable is stored, in their order, with their inputs.
+
+    Those without inputs are not needed.
+    """
+    return {
+        "setVarSparseRecords": sparse and [code_of("sparse", sparse, SPARSE)],
+        "setVarCompression": compression and compression_of(compression),
+        "setVarBlockingFactor": blocking_factor and [blocking_factor],
+    }
 
 
 def kind_of(values: np.ndarray | None, datatype: Any) -> tuple[Datatype, int]:

@@ -16,11 +16,10 @@ from tarvik._gateway import Gateway
 from tarvik._places import download, name_of, new_path, present_file
 from tarvik._settings import (
     CHECKSUMS,
-    COMPRESSION_NAMES,
-    COMPRESSIONS,
     FORMATS,
     MAJORITIES,
     code_of,
+    compression_name,
     compression_of,
 )
 from tarvik.attributes import Attributes, Store
@@ -103,9 +102,7 @@ class File(Contents):
         self._validate = validate
         self._variables: dict[str, Variable] = {}
         self._attributes: Store | None = None
-        self._structural = False
-        self._hidden: set[str] = set()
-        self._lengths: dict[int, int] = {}
+        self._nothing_to_carry_out()
         settings = (
             code_of("majority", majority, MAJORITIES),
             None if compression is None else compression_of(compression),
@@ -310,9 +307,7 @@ class File(Contents):
     @property
     def compression(self) -> str | None:
         """Of the file as a whole: "gzip:6", "rle", "huffman", "ahuffman" or None."""
-        kind, parameter, _ = self._call("getCompression", self.id)
-        name = COMPRESSION_NAMES.get(kind)
-        return f"gzip:{int(parameter)}" if name == "gzip" else name
+        return compression_name(*self._call("getCompression", self.id))
 
     @property
     def checksum(self) -> str | None:
@@ -356,7 +351,7 @@ class File(Contents):
         transaction.path = path
         self._id = self._opened(path)
         self._attributes = None
-        self._structural, self._hidden, self._lengths = False, set(), {}
+        self._nothing_to_carry_out()
         for variable, made in zip(self._variables.values(), new._variables.values()):
             variable._number = made.number
 
@@ -366,27 +361,19 @@ class _Copy(File):
 
     def __init__(self, source: File, path: str) -> None:
         self.path, self.mode, self._validate = path, "w", False
-        self._gateway, self._call = source._gateway, source._call
-        self._transaction, self._in_place = None, False
-        self._structural, self._hidden, self._lengths = False, set(), {}
+        self._gateway, self._call = None, source._call  # the source's, which stays
+        self._download, self._transaction, self._in_place = None, None, False
+        self._nothing_to_carry_out()
         self._variables, self._row_major = {}, source._row_major
         self._id = self._call("create", os.fsencode(path))
         if not self._row_major:
             self._call("setMajority", self._id, 2)
-        kind, parameter, _ = self._call("getCompression", source._id)
-        if kind != "NO_COMPRESSION":
-            level = int(parameter) if kind == "GZIP_COMPRESSION" else 0
-            self._call("setCompression", self._id, COMPRESSIONS[COMPRESSION_NAMES[kind]], level)
+        if source.compression:
+            self._call("setCompression", self._id, *compression_of(source.compression))
         if source.checksum:
             self._call("setChecksum", self._id, 1)
         self._attributes = Store(self)
         self.attrs = Attributes(self)
-
-    def _give_up(self) -> None:
-        if self._id is not None and not self._id.closed:
-            with suppress(CDFError):
-                self._call("close", self._id)
-        self._id = None
 
 
 def open_file(path: str | bytes | os.PathLike | BinaryIO, mode: str = "r", **options: Any) -> File:

@@ -9,7 +9,7 @@ from typing import TYPE_CHECKING, Any, Callable
 import numpy as np
 
 from tarvik._order import to_gateway, to_reader
-from tarvik._settings import COMPRESSION_NAMES
+from tarvik._settings import SPARSE_NAMES, compression_name
 from tarvik.attributes import Attributes
 from tarvik.datatypes import datatype_named, to_stored, to_user
 from tarvik.indexing import Axis, Selection, inside, select
@@ -23,12 +23,6 @@ __all__ = ["Variable"]
 _REQUEST_BYTES = 1 << 30
 # What is copied at once.
 _BLOCK_BYTES = 8 << 20
-
-_SPARSE = {
-    "NO_SPARSERECORDS": None,
-    "PAD_SPARSERECORDS": "pad",
-    "PREV_SPARSERECORDS": "previous",
-}
 
 
 class Variable:
@@ -126,14 +120,12 @@ class Variable:
     @property
     def compression(self) -> str | None:
         """Of its values: "gzip:6", "rle", "huffman", "ahuffman" or None."""
-        kind, parameter, _ = self._ask("getVarCompression")
-        name = COMPRESSION_NAMES.get(kind)
-        return f"gzip:{int(parameter)}" if name == "gzip" else name
+        return compression_name(*self._ask("getVarCompression"))
 
     @property
     def sparse(self) -> str | None:
         """What missing records read as: "pad", "previous", or None if records are not sparse."""
-        return _SPARSE[self._ask("getVarSparseRecords")]
+        return SPARSE_NAMES[self._ask("getVarSparseRecords")]
 
     @property
     def blocking_factor(self) -> int:
