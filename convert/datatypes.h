@@ -11,8 +11,6 @@
 namespace tarvik {
 
 inline constexpr long CDF_EPOCH16 = 32;
-inline constexpr long CDF_CHAR = 51;
-inline constexpr long CDF_UCHAR = 52;
 
 /// One row of the table.
 struct Datatype {
@@ -20,7 +18,6 @@ struct Datatype {
   const char* name;           ///< "CDF_INT4", as in messages.
   const char* lowerCaseName;  ///< "cdf_int4", as inquiries return it.
   vlClassID classId;
-  std::size_t bytes;  ///< Of one element.
 };
 
 /// The datatype of a code, or null where the table has none.
@@ -34,9 +31,5 @@ std::string cdfDatatypeName(long code);
 
 /// A new char row with the lower-case name. Raises "unhandledDatatype" of packUpDatatype.
 vlArray* packUpDatatype(long code);
-
-inline bool isCharacter(long code) {
-  return code == CDF_CHAR || code == CDF_UCHAR;
-}
 
 }  // namespace tarvik

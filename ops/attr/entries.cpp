@@ -93,7 +93,7 @@ void putAttrEntry(int, vlArray*[], int, const vlArray* inputs[], const Operation
 
   // Text is given a NUL behind its last character, which the count does not include: the library
   // looks for one in CDF_UCHAR entries.
-  const HostBytes text = isCharacter(datatype) ? narrow(value) : nullptr;
+  const HostBytes text = cdf::isText(datatype) ? narrow(value) : nullptr;
   const void* data = text ? text.get() : vlGetData(value);
   const std::size_t elements = vlGetNumberOfElements(value);
   const std::size_t count = datatype == CDF_EPOCH16 ? elements / 2 : elements;

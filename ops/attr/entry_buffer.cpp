@@ -2,18 +2,18 @@
 
 #include <cstring>
 
+#include "cdf/library.h"
 #include "convert/datatypes.h"
 
 namespace tarvik::ops {
 
 void setInputBufferSize(EntryBuffer& buffer, long datatype, long count) {
-  const Datatype* row = findDatatype(datatype);
-  if (row == nullptr) {
+  if (findDatatype(datatype) == nullptr) {
     vlErrMsgIdAndTxt("VORLAN:tarvik:setInputBufferSize:unknownDatatype",
                      "%d is not a recognized datatype.", static_cast<int>(datatype));
   }
-  const std::size_t terminator = isCharacter(datatype) ? 1 : 0;
-  buffer.resize(static_cast<std::size_t>(count) * row->bytes + terminator);
+  const std::size_t terminator = cdf::isText(datatype) ? 1 : 0;
+  buffer.resize(static_cast<std::size_t>(count * cdf::datatypeBytes(datatype)) + terminator);
 }
 
 vlArray* packUpAttributeEntry(const EntryBuffer& buffer, long datatype) {
@@ -23,11 +23,12 @@ vlArray* packUpAttributeEntry(const EntryBuffer& buffer, long datatype) {
                      "%d is not a recognized enumerated CDF datatype value.",
                      static_cast<int>(datatype));
   }
-  if (isCharacter(datatype)) {
+  if (cdf::isText(datatype)) {
     return vlCreateString(buffer.data());
   }
   const std::size_t rows = datatype == CDF_EPOCH16 ? 2 : 1;
-  vlArray* values = vlCreateNumericMatrix(rows, buffer.size() / row->bytes, row->classId, vlREAL);
+  const std::size_t count = buffer.size() / static_cast<std::size_t>(cdf::datatypeBytes(datatype));
+  vlArray* values = vlCreateNumericMatrix(rows, count, row->classId, vlREAL);
   if (!buffer.empty()) {
     std::memcpy(vlGetData(values), buffer.data(), buffer.size());
   }

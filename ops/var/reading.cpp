@@ -62,7 +62,7 @@ Longs slabDimensions(const VariableDescription& description, const cdf::Hypersla
     std::reverse(dims.begin(), dims.end());
   }
   const long perValue = elementsPerValue(description);
-  if (perValue != 1 || isCharacter(description.datatype)) {
+  if (perValue != 1 || cdf::isText(description.datatype)) {
     dims.insert(dims.begin(), perValue);
   }
   dims.push_back(slab.recordCount);
@@ -99,7 +99,7 @@ void getVarRecordData(int, vlArray* outputs[], int, const vlArray* inputs[],
   const auto dims = arrayDimensions(entry->name, shape);
   check(entry, cdf::checkRecord(record, description.recVary));
   outputs[0] = readArray(dims, classId, [&](void* values) {
-    if (isCharacter(description.datatype) && hasConstantDimension(description)) {
+    if (cdf::isText(description.datatype) && hasConstantDimension(description)) {
       // The library gives the stored values only. The rest of the bytes must not be what the memory
       // held before; numeric arrays are zeroed by the host.
       std::memset(values, 0, static_cast<std::size_t>(elementCount(entry->name, shape)));

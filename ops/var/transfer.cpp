@@ -42,7 +42,7 @@ void checkOneValue(const VariableDescription& description, const vlArray* value,
   if (vlGetNumberOfElements(value) == static_cast<std::size_t>(elementsPerValue(description))) {
     return;
   }
-  const char* ofOthers = isCharacter(description.datatype) ? error.ofCharacters : error.ofNumbers;
+  const char* ofOthers = cdf::isText(description.datatype) ? error.ofCharacters : error.ofNumbers;
   vlErrMsgIdAndTxt(error.identifier,
                    description.datatype == CDF_EPOCH16 ? error.ofEpoch16 : ofOthers,
                    description.name.data(), static_cast<int>(description.numElements));
