@@ -12,6 +12,7 @@ import numpy as np
 import pytest
 from tarvik import constants as c
 from tarvik import ops
+from tarvik.datatypes import datatype_named
 
 RNG = np.random.default_rng(20200131)
 TEXT = [c.CDF_CHAR, c.CDF_UCHAR]
@@ -101,14 +102,19 @@ def write_with_gateway(
                     put(file, variable, *inputs, cells[part])
 
 
+def code_and_dtype(name):
+    datatype = datatype_named(name)
+    return datatype.code, "f8" if datatype.stored.kind == "c" else datatype.stored
+
+
 def read_variable(file, variable, way="hyperslab"):
     get = GET.get(way, ops.hyperGetVarData)
     facts = ops.inquireVar(file, variable)
-    datatype = c.Datatype[facts.datatype.upper()]
+    datatype, dtype = code_and_dtype(facts.datatype)
     lead = {c.CDF_EPOCH16: (2,), **dict.fromkeys(TEXT, (int(facts.numElements),))}.get(datatype, ())
     records = int(ops.getVarMaxWrittenRecNum(file, variable)) + 1
     shape = (*np.ravel(facts.dimSizes).astype(int), records)
-    cells = np.zeros(lead + shape, DTYPES[datatype])
+    cells = np.zeros(lead + shape, dtype)
     for inputs, part in regions(way, shape):
         result = get(file, variable, *inputs)
         if isinstance(result, str):
