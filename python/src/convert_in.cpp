@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <limits>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
@@ -115,19 +116,49 @@ bool isFile(nb::handle value) {
   return value.type().is(fileType) && nb::inst_ready(value);
 }
 
-/// The array of an operation's name, if Python has interned the name, as it does with those in a
+nb::object convertModule() {
+  return nb::module_::import_("tarvik._convert");
+}
+
+/// A NumPy integer as a double, if that holds it exactly.
+vlhost::Array fromNumPyInteger(PyObject* value) {
+  if (!PyArray_IsScalar(value, Integer)) return nullptr;
+  const auto whole = nb::steal(PyNumber_Index(value));
+  if (whole.is_valid()) return fromNumber(whole.ptr());
+  PyErr_Clear();  // is a time
+  return nullptr;
+}
+
+/// Bit n is set if input n of the operation is a number, which may be of any class.
+std::uint64_t numberInputs(nb::handle operation) {
+  return nb::cast<std::uint64_t>(convertModule().attr("number_inputs")(operation));
+}
+
+/// Whether it is an array of a class that the gateway refuses for a number.
+bool isArrayOfOtherClass(PyObject* value) {
+  if (!PyArray_CheckExact(value)) return false;
+  const int type = PyArray_TYPE(reinterpret_cast<PyArrayObject*>(value));
+  return type != NPY_DOUBLE && type != NPY_BOOL;
+}
+
+struct Name {
+  vlhost::Array array;
+  std::uint64_t numberInputs;
+};
+
+/// What is known of an operation, if Python has interned its name, as it does with those in a
 /// program's text: they are few and come again and again. Kept for ever, like the name itself, and
 /// guarded by the interpreter's lock. Null for any other value.
-const vlArray* keptName(PyObject* value) {
+const Name* keptName(PyObject* value) {
   constexpr std::size_t kMostNames = 256;
-  static auto* const names = new std::unordered_map<PyObject*, vlhost::Array>;
+  static auto* const names = new std::unordered_map<PyObject*, Name>;
   const auto known = names->find(value);
-  if (known != names->end()) return known->second.get();
+  if (known != names->end()) return &known->second;
   if (!PyUnicode_CheckExact(value) || !PyUnicode_CHECK_INTERNED(value)) return nullptr;
   if (names->size() == kMostNames) return nullptr;
-  const auto added = names->emplace(value, fromText(value)).first;
+  const auto added = names->emplace(value, Name{fromText(value), numberInputs(value)}).first;
   Py_INCREF(value);
-  return added->second.get();
+  return &added->second;
 }
 
 }  // namespace
@@ -139,18 +170,28 @@ Inputs::Inputs(nb::handle gateway, const Arguments& arguments) {
 }
 
 void Inputs::add(nb::handle gateway, nb::handle value, std::size_t position, nb::handle operation) {
-  if (const vlArray* name = position == 0 ? keptName(value.ptr()) : nullptr) {
-    arrays_.push_back(name);
+  if (const Name* name = position == 0 ? keptName(value.ptr()) : nullptr) {
+    arrays_.push_back(name->array.get());
+    numberInputs_ = name->numberInputs;
     return;
   }
   if (isFile(value)) {
     arrays_.push_back(nb::inst_ptr<FileId>(value)->inputFor(gateway));
     return;
   }
+  if (isArrayOfOtherClass(value.ptr()) && isNumber(position, operation)) {
+    return addSlowly(value, position, operation);
+  }
   for (const auto way : kDirectWays) {
     if (vlhost::Array array = way(value.ptr())) return own(std::move(array));
   }
   addSlowly(value, position, operation);
+}
+
+bool Inputs::isNumber(std::size_t position, nb::handle operation) {
+  if (!numberInputs_) numberInputs_ = numberInputs(operation);
+  constexpr std::size_t kMostInputs = std::numeric_limits<std::uint64_t>::digits;
+  return position < kMostInputs && (*numberInputs_ >> position & 1) != 0;
 }
 
 void Inputs::own(vlhost::Array array) {
@@ -159,8 +200,11 @@ void Inputs::own(vlhost::Array array) {
 }
 
 void Inputs::addSlowly(nb::handle value, std::size_t position, nb::handle operation) {
-  nb::object made =
-      nb::module_::import_("tarvik._convert").attr("to_host")(value, operation, position);
+  const bool number = isNumber(position, operation);
+  if (number) {
+    if (vlhost::Array array = fromNumPyInteger(value.ptr())) return own(std::move(array));
+  }
+  nb::object made = convertModule().attr("to_host")(value, operation, position, number);
   if (nb::isinstance<nb::tuple>(made)) {
     return own(charArray(nb::cast<nb::bytes>(made[0]), nb::cast<nb::tuple>(made[1])));
   }

@@ -2,7 +2,9 @@
 #pragma once
 
 #include <boost/container/small_vector.hpp>
+#include <cstdint>
 #include <nanobind/nanobind.h>
+#include <optional>
 #include <vector>
 
 #include "python/src/arguments.h"
@@ -13,8 +15,8 @@ namespace pyhost {
 namespace nb = nanobind;
 
 /// The inputs of one call, the operation's name first. Numeric arrays in Fortran order are passed
-/// as they lie in memory; everything else is copied once. Lives, and is destroyed, with the
-/// interpreter's lock held.
+/// as they lie in memory, except those that must become double; everything else is copied once.
+/// Lives, and is destroyed, with the interpreter's lock held.
 class Inputs {
  public:
   /// Raises TypeError, ValueError or OverflowError, naming the input, for what no host array can
@@ -27,10 +29,12 @@ class Inputs {
   void add(nb::handle gateway, nb::handle value, std::size_t position, nb::handle operation);
   void own(vlhost::Array array);
   void addSlowly(nb::handle value, std::size_t position, nb::handle operation);
+  bool isNumber(std::size_t position, nb::handle operation);
 
   std::vector<const vlArray*> arrays_;
   boost::container::small_vector<vlhost::Array, 8> owned_;
   std::vector<nb::object> kept_;  ///< What arrays borrow from, beside the arguments themselves.
+  std::optional<std::uint64_t> numberInputs_;  ///< Empty until it is asked for.
 };
 
 }  // namespace pyhost

@@ -68,10 +68,12 @@ nb::object errorsModule() {
   return nb::module_::import_("tarvik._errors");
 }
 
-[[noreturn]] void raise(const vlhost::Error& error, const Arguments& arguments) {
+/// The gateway is None where it cannot be asked for names.
+[[noreturn]] void raise(const vlhost::Error& error, const Arguments& arguments,
+                        nb::handle gateway = Py_None) {
   const nb::bytes message(error.what());
-  const nb::object exception =
-      errorsModule().attr("gateway_error")(error.identifier(), message, tupleOf(arguments));
+  const nb::object exception = errorsModule().attr("gateway_error")(error.identifier(), message,
+                                                                    tupleOf(arguments), gateway);
   PyErr_SetObject(exception.type().ptr(), exception.ptr());
   throw nb::python_error();
 }
@@ -130,7 +132,7 @@ nb::object Gateway::call(nb::handle self, const Arguments& arguments) {
     show(outcome.result.warnings);
     return value;
   } catch (const vlhost::Error& error) {
-    raise(error, arguments);
+    raise(error, arguments, self);
   }
 }
 

@@ -5,15 +5,53 @@ comes here, and leaves as an array that can be borrowed or as characters with th
 """
 
 import os
+from functools import cache
 
 import numpy as np
+
+from tarvik._errors import operation_of
 
 # Arrays of these reach the host in the class of the same name; `?` is logical.
 _NUMBERS = frozenset(np.dtype(code).str[1:] for code in "?bBhHiIqQfd")
 _LARGEST_EXACT = 2**53
+# What the gateway reads numbers with, by the errors of the catalogue's kinds.
+_READERS = frozenset({"unpackLongScalar", "unpackVector", "unpackVariance"})
 
 
-def to_host(value, operation, position):
+def number_inputs(operation):
+    """Tell which inputs of an operation are numbers, whose class does not matter.
+
+    Those that are values keep their class.
+
+    Parameters
+    ----------
+    operation : object
+        The operation's name as it was given.
+
+    Returns
+    -------
+    int
+        Bit n is set if input n is a number, the operation's name being input 0.
+    """
+    return _number_inputs().get(operation_of((operation,)), 0)
+
+
+@cache
+def _number_inputs():
+    from tarvik._catalogue import all_operations, kinds
+
+    read = {
+        name
+        for name, kind in kinds().items()
+        if any(error.partition(":")[0] in _READERS for error in kind.raises)
+    }
+    return {
+        name: sum(1 << n for n, value in enumerate(operation.inputs, 1) if value.kind in read)
+        for name, operation in all_operations().items()
+    }
+
+
+def to_host(value, operation, position, is_number):
     """Turn one input into what the host takes.
 
     Parameters
@@ -24,6 +62,9 @@ def to_host(value, operation, position):
         The operation's name as it was given, for messages.
     position : int
         Which input it is, the operation's name being number 0.
+    is_number : bool
+        Whether `number_inputs` tells that it is a number: then integers and floats of any class
+        become double.
 
     Returns
     -------
@@ -38,8 +79,8 @@ def to_host(value, operation, position):
     if isinstance(value, int):
         return np.asarray(_exact(value, where))
     if isinstance(value, (list, tuple, range)):
-        return _from_list(value, where)
-    return _from_array(value, where)
+        return _from_list(value, where, is_number)
+    return _from_array(value, where, is_number)
 
 
 def _exact(number, where):
@@ -54,7 +95,7 @@ def _exact(number, where):
     return nearest
 
 
-def _from_list(values, where):
+def _from_list(values, where, is_number):
     """Numbers become double, in whatever type they are; texts become a char array."""
     try:
         array = np.asarray(values)
@@ -65,10 +106,16 @@ def _from_list(values, where):
     if array.dtype.kind in "SUO":
         array = _of_one_kind(values, array, where)
     if array.dtype.kind in "iuf" and array.dtype.itemsize <= 8:
+        array = _as_doubles(array, where)
+    return _from_array(array, where, is_number)
+
+
+def _as_doubles(array, where):
+    """Integers and floats of any class as doubles of the same value."""
+    if array.dtype.itemsize >= 8:  # the other classes fit
         for number in array[np.abs(array) > _LARGEST_EXACT]:
             _exact(number.item(), where)
-        array = array.astype(np.float64)
-    return _from_array(array, where)
+    return array.astype(np.float64)
 
 
 def _of_one_kind(values, array, where):
@@ -82,13 +129,15 @@ def _of_one_kind(values, array, where):
     return np.array([_exact(leaf, where) for leaf in leaves]).reshape(array.shape)
 
 
-def _from_array(value, where):
+def _from_array(value, where, is_number):
     """NumPy arrays and scalars, and what can be seen as one."""
     if np.ma.is_masked(value):
         raise TypeError(f"{where}: a masked array has values missing; fill them first")
     array = np.asarray(value)
     if array.dtype.kind in "SU":
         return _characters(array)
+    if is_number and array.dtype.kind in "iuf":
+        array = _as_doubles(array, where)
     if array.dtype.str[1:] not in _NUMBERS:
         what = f"dtype {array.dtype}"
         if array.dtype.kind == "O" and array is not value:

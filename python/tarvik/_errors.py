@@ -6,7 +6,9 @@ import os
 import re
 import sys
 import warnings
+from contextlib import suppress
 from functools import lru_cache
+from numbers import Real
 
 __all__ = ["CDFError", "CDFProcessError", "CDFWarning"]
 
@@ -15,7 +17,8 @@ class CDFError(Exception):
     """The gateway or the CDF library refused a call.
 
     A refusal for which Python has an exception of its own is also that one: a missing file is a
-    `FileNotFoundError`, a value of the wrong class a `TypeError`.
+    `FileNotFoundError`, a value of the wrong class a `TypeError`. The message is the gateway's or
+    the library's; from Python 3.11 on, a note says which variable or attribute was asked for.
 
     Parameters
     ----------
@@ -54,7 +57,8 @@ class CDFError(Exception):
         return self.message
 
     def __reduce__(self):
-        return type(self), (self.identifier, self.message, self.operation, self.filename)
+        place = (self.operation, self.filename)
+        return type(self), (self.identifier, self.message, *place), self.__dict__
 
 
 class CDFProcessError(CDFError):
@@ -136,6 +140,15 @@ _SYSTEM_CODES = {
     PermissionError: errno.EACCES,
 }
 _FILE_OPERATIONS = frozenset({"open", "create"})
+# What tells the name of what was given by its number.
+_NAMES = {"variable": "getVarName", "attribute": "getAttrName"}
+_LONGEST_SHOWN = 300
+# Datatypes that only the extended plug-in has, and how the exact one refuses them.
+_EXTENDED_DATATYPES = {"8": "CDF_INT8", "33": "CDF_TIME_TT2000"}
+_UNKNOWN_DATATYPE = re.compile(
+    r"VORLAN:tarvik:(packUpDatatype:unhandled|mapCdfDatatypeToVorlan:unknown"
+    r"|setInputBufferSize:unknown)Datatype"
+)
 # The modules between a user's line and the gateway.
 _CALLED_BY_USERS = frozenset(
     {
@@ -165,7 +178,7 @@ _CLASSES = {kind: _make_class(kind) for kind in (*(row[0] for row in _KINDS), Is
 globals().update({made.__name__: made for made in _CLASSES.values()})
 
 
-def gateway_error(identifier, message, arguments):
+def gateway_error(identifier, message, arguments, gateway=None):
     """Make the exception for a refused call.
 
     Parameters
@@ -174,12 +187,82 @@ def gateway_error(identifier, message, arguments):
     message : bytes
     arguments : tuple
         The operation's name and its inputs, as they were given.
+    gateway : Gateway, optional
+        With it, the exception is explained.
     """
     text = message.decode("utf-8", "surrogateescape")
     place = (operation_of(arguments), _filename_of(arguments))
     error = CDFError(identifier, text, *place)
     kind = _kind_of(error)
-    return error if kind is None else _CLASSES[kind](identifier, text, *place)
+    if kind is not None:
+        error = _CLASSES[kind](identifier, text, *place)
+    if gateway is not None:
+        explain(error, arguments, gateway)
+    return error
+
+
+def explain(error, arguments, gateway):
+    """Add notes to an error: what the call asked for, and where its datatype is known.
+
+    Python before 3.11 has no notes.
+
+    Parameters
+    ----------
+    error : CDFError
+    arguments : tuple
+        As for `gateway_error`.
+    gateway : Gateway
+        It is asked for the names of what was given by number.
+    """
+    if not hasattr(error, "add_note"):
+        return
+    asked = [
+        _described(kind, arguments[position], error, arguments[1], gateway)
+        for position, kind in _subjects(error.operation)
+        if position < len(arguments)
+    ]
+    if any(asked):
+        file = getattr(arguments[1], "name", None)
+        where = f" of {file!r}" if file else ""
+        error.add_note(f"In {error.operation}: {', '.join(filter(None, asked))}{where}")
+    if _UNKNOWN_DATATYPE.match(error.identifier):
+        for number in _EXTENDED_DATATYPES.keys() & re.findall(r"\d+", error.message):
+            name = _EXTENDED_DATATYPES[number]
+            error.add_note(f"{name} is known to tarvik.ops and tarvik.open, not to tarvik.exact")
+
+
+@lru_cache
+def _subjects(operation):
+    """The positions of the inputs that say which variable, attribute or entry, and the word."""
+    from tarvik._catalogue import all_operations
+
+    if operation not in all_operations():
+        return []
+    words = {word: word for word in (*_NAMES, "entry")}
+    words["name"] = "variable" if "Var" in operation else "attribute"
+    if operation.startswith("rename"):
+        words["name"] = "new name"
+    inputs = enumerate(all_operations()[operation].inputs, 1)
+    return [
+        (position, words[value.name])
+        for position, value in inputs
+        if value.name in words and value.kind in ("number", "text")
+    ]
+
+
+def _described(kind, given, error, file, gateway):
+    """One input in words; None where the error says enough."""
+    if isinstance(given, (str, bytes)):
+        return f"{kind} {given!r:.{_LONGEST_SHOWN}}"
+    if not isinstance(given, Real) or not float(given).is_integer():
+        return None
+    name = None
+    # Programs try which entries there are, and should not wait for a name each time.
+    can_ask = error.status_name != "NO_SUCH_ENTRY" and not isinstance(error, CDFProcessError)
+    if can_ask and _NAMES.get(kind) not in (None, error.operation):
+        with suppress(CDFError):
+            name = gateway.call(_NAMES[kind], file, given)
+    return f"{kind} {int(given)}" + (f" ({name!r})" if name else "")
 
 
 def process_error(identifier, message, arguments):

@@ -24,6 +24,8 @@ from tarvik import constants as constants
 from tarvik.constants import (
     {families}
 )
+
+_Number = float | np.integer[Any] | np.floating[Any]
 """
 
 _OPS_HEAD = '''\
@@ -138,10 +140,16 @@ def _definition(operation, *receiver):
     return f"{head}\n{_docstring(describe(operation))}\n"
 
 
+# Inputs of which more is taken than outputs of their kind are.
+_INPUTS = {
+    "number": "_Number",
+    "variance": "bool | np.bool_ | Variance",
+    **{family: f"{family} | _Number" for family in constants.families},
+}
+
+
 def _parameter(value):
-    annotation = kinds()[value.kind].python
-    if value.kind in constants.families:
-        annotation += " | float"
+    annotation = _INPUTS.get(value.kind) or kinds()[value.kind].python
     return f"{value.name}: {annotation}" + (" | None = None" if value.optional else "")
 
 

@@ -117,11 +117,11 @@ def test_stubs_are_sound_and_complete(tmp_path):
     """Find every operation in the stubs with mypy."""
     right = tmp_path / "right.py"
     right.write_text(
-        "import tarvik\nfrom tarvik import constants, exact, ops\n"
+        "import numpy as np\nimport tarvik\nfrom tarvik import constants, exact, ops\n"
         "file = ops.create('x.cdf')\n"
         "facts = ops.inquire(file)\n"
         "count: float = facts.numVariables\n"
-        "with file: ops.setCompression(file, constants.GZIP_COMPRESSION, 6)\n"
+        "with file: ops.setCompression(file, constants.GZIP_COMPRESSION, np.int64(6))\n"
         + "".join(f"exact.{name}\n" for name in OPERATIONS)
         + "".join(f"constants.{name}\n" for name in ops.getConstantNames())
         + "facts = tarvik.Gateway(plugin='x.so').inquire(file)\n"

@@ -7,6 +7,7 @@ import pathlib
 
 import numpy as np
 import pytest
+import tarvik
 from tarvik import constants
 
 F_ORDER = np.zeros((2, 3), "i2", order="F")
@@ -104,6 +105,66 @@ def test_refused_inputs(either_probe, value, kind, words):
     assert not hasattr(caught.value, "identifier")
     assert "describe: input 2" in str(caught.value)
     assert words in str(caught.value)
+
+
+@pytest.fixture(scope="module", params=["in_process", "isolated"])
+def cube(request, tmp_path_factory):
+    """A gateway, and a file with the variable 0 of 3 records of 2 x 4 numbers."""
+    path = tmp_path_factory.mktemp(request.param) / "cube.cdf"
+    isolated = request.param == "isolated"
+    with tarvik.Gateway(isolated=isolated) as gateway, gateway.create(path) as file:
+        # A constant, lists and a flag in NumPy's classes.
+        dims, varies = np.array([2, 4], "u1"), np.array([-1, -1])
+        gateway.createVar(file, "v", np.int16(4), 1, dims, np.bool_(True), varies)
+        values = np.arange(24, dtype="i4")
+        gateway.hyperPutVarData(file, 0, 0, 3, 1, np.zeros(2, "i8"), dims, [1, 1], values)
+        yield gateway, file
+
+
+NUMBERS = [np.int8, np.uint64, np.float16, np.float32, np.longdouble]
+NUMBERS += [lambda number: np.array([number], ">i4"), lambda number: np.array(number, "f2")]
+LISTS = [
+    np.array([1, 3]),
+    np.array([[1], [3]], "u1"),
+    np.array([1, 0, 3], ">f4")[::2],
+    [np.longdouble(1), np.int8(3)],
+    np.ma.masked_array([1, 3]),
+]
+
+
+@pytest.mark.parametrize("indices", LISTS, ids=repr)
+def test_numbers_may_be_of_any_class(cube, indices):
+    gateway, file = cube
+    for number in NUMBERS:
+        for name in ("getVarData", b"getVarData"):
+            assert gateway.call(name, file, number(0), number(2), indices) == 23
+
+
+@pytest.mark.parametrize(
+    ("record", "kind", "words"),
+    [
+        ("v", TypeError, "instead of char"),
+        (True, TypeError, "instead of logical"),
+        (np.ones((2, 2), int), ValueError, "length 4"),
+        (np.float32("nan"), IndexError, "BAD_REC_NUM"),
+        (np.uint64(2**63), ValueError, "9.22337e+18 is out of range"),
+        (np.int64(2**53 + 1), ValueError, "getVarData: input 3: 9007199254740993"),
+        (np.timedelta64(1), TypeError, "dtype timedelta64"),
+        (np.ma.masked_array([1], [1]), TypeError, "masked"),
+    ],
+)
+def test_what_is_no_number(cube, record, kind, words):
+    gateway, file = cube
+    with pytest.raises(kind) as caught:
+        gateway.getVarData(file, 0, record, [1, 3])
+    assert words in str(caught.value)
+
+
+@pytest.mark.parametrize("value", [np.int64(1), np.ones(1, "i8"), np.ones(1, "f4")], ids=repr)
+def test_values_keep_their_class(cube, value):
+    gateway, file = cube
+    with pytest.raises(TypeError, match="not compatible"):
+        gateway.putVarData(file, 0, 0, [0, 0], value)
 
 
 def address(array):

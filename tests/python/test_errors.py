@@ -2,11 +2,13 @@
 
 import os
 import pickle
+import sys
 import warnings
 
+import numpy as np
 import pytest
 import tarvik
-from tarvik import ops
+from tarvik import constants, exact, ops
 
 call = ops.call
 LIBRARY = 'CDF library failure, "{}: The library says so.".'
@@ -43,6 +45,60 @@ def test_kinds(either_probe, identifier, message, kind):
     assert type(error) is tarvik.CDFError if kind is None else isinstance(error, kind)
     again = pickle.loads(pickle.dumps(error))
     assert (type(again), str(again), again.__dict__) == (type(error), message, error.__dict__)
+
+
+# Calls on a file with the variable 0, B, and the attribute 0, UNITS; what is noted of the error.
+NOTES = [
+    ("getVarNum", ["flux"], "variable 'flux'"),
+    ("getAttrNum", ["UNITZ"], "attribute 'UNITZ'"),
+    ("createVar", ["B", 4, 1, [], True, []], "variable 'B'"),
+    ("renameVar", [0, "x" * 500], f"variable 0 ('B'), new name '{'x' * 299}"),
+    ("getVarData", [np.int64(0), 5, [1, 2]], "variable 0 ('B')"),
+    ("getVarData", ["B", 0], "variable 'B'"),
+    ("getVarName", [9], "variable 9"),
+    ("getVarData", [9, 0], "variable 9"),
+    ("getAttrEntry", [0, 7], "attribute 0, entry 7"),
+    ("putAttrEntry", [0, 7, 4, "x"], "attribute 0 ('UNITS'), entry 7"),
+    ("setMajority", [5], None),
+    ("getVarData", [np.zeros((2, 2)), 0], None),
+]
+with_notes = pytest.mark.skipif(sys.version_info < (3, 11), reason="exceptions have no notes")
+
+
+@with_notes
+@pytest.mark.parametrize("isolated", [False, True])
+def test_notes_say_what_was_asked_for(tmp_path, isolated):
+    with tarvik.Gateway(isolated=isolated) as gateway, gateway.create(tmp_path / "x.cdf") as file:
+        gateway.createVar(file, "B", constants.CDF_INT4, 1, [], True, [])
+        gateway.createAttr(file, "UNITS", constants.VARIABLE_SCOPE)
+        for operation, inputs, note in NOTES:
+            with pytest.raises(tarvik.CDFError) as caught:
+                gateway.call(operation, file, *inputs)
+            notes = getattr(caught.value, "__notes__", [])
+            assert notes == ([f"In {operation}: {note} of {file.name!r}"] if note else [])
+            assert str(caught.value) == caught.value.message
+            again = pickle.loads(pickle.dumps(caught.value))
+            assert again.__dict__ == caught.value.__dict__
+
+
+@with_notes
+def test_notes_point_to_the_plug_in_that_knows_a_datatype(tmp_path):
+    with tarvik.File(tmp_path / "x.cdf", "w") as file:
+        file["time"] = np.array(["2020-01-01"], "M8[ns]")
+        file["count"] = np.arange(3)
+        file["count"].attrs["LIMIT"] = np.int64(2)
+    cases = [
+        ("inquireVar", [0], "CDF_TIME_TT2000"),
+        ("getVarData", [0, 0], "CDF_TIME_TT2000"),
+        ("getVarRecordData", [1, 0], "CDF_INT8"),
+        ("getAttrEntry", [0, 1], "CDF_INT8"),
+    ]
+    with exact.open(tmp_path / "x.cdf") as file:
+        for operation, inputs, datatype in cases:
+            with pytest.raises(tarvik.CDFError) as caught:
+                exact.call(operation, file, *inputs)
+            note = f"{datatype} is known to tarvik.ops and tarvik.open, not to tarvik.exact"
+            assert caught.value.__notes__[1:] == [note]
 
 
 def test_files_that_cannot_be_had(tmp_path):
