@@ -1,5 +1,10 @@
 """Times of CDF files as NumPy's `datetime64`."""
 
+from __future__ import annotations
+
+from collections.abc import Callable
+from typing import Any
+
 import numpy as np
 
 __all__ = ["from_datetime64", "to_datetime64"]
@@ -13,15 +18,17 @@ _NAT = np.iinfo(np.int64).min
 _BLOCK = 1 << 14
 
 
-def to_datetime64(times, datatype="cdf_epoch"):
+def to_datetime64(times: Any, datatype: str | int | None = None) -> np.ndarray:
     """Convert times to `datetime64[ns]`, which counts from 1970 and knows no leap seconds.
 
     Parameters
     ----------
     times : array_like
         Times as the gateway gives them. Those of `cdf_epoch16` have a first dimension of two.
-    datatype : str
-        Their datatype as inquiries give it: `cdf_epoch`, `cdf_epoch16` or `cdf_time_tt2000`.
+    datatype : str or int, optional
+        Their datatype, by its name in any letter case, its number or its constant: `CDF_EPOCH`,
+        `CDF_EPOCH16` or `CDF_TIME_TT2000`. If it is left out, integers are `CDF_TIME_TT2000` and
+        floats `CDF_EPOCH`.
 
     Returns
     -------
@@ -34,9 +41,10 @@ def to_datetime64(times, datatype="cdf_epoch"):
     ValueError
         For another datatype, or epochs16 without a first dimension of two.
     """
-    if datatype not in _CONVERSIONS:
-        raise ValueError(f"{datatype} is no datatype of times: {', '.join(_CONVERSIONS)} are")
-    width, dtype, convert = _CONVERSIONS[datatype]
+    if datatype is None:
+        times = np.asarray(times)
+        datatype = "cdf_time_tt2000" if times.dtype.kind in "iu" else "cdf_epoch"
+    width, dtype, convert = _CONVERSIONS[_inquired(datatype)]
     times = np.asarray(times, dtype)
     if width == 2 and (times.ndim < 1 or times.shape[0] != 2):
         raise ValueError(f"cdf_epoch16 needs a first dimension of 2, not the shape {times.shape}")
@@ -50,14 +58,14 @@ def to_datetime64(times, datatype="cdf_epoch"):
     return result.view("datetime64[ns]").reshape(shape, order="F")
 
 
-def from_datetime64(times, datatype):
+def from_datetime64(times: Any, datatype: str | int) -> np.ndarray:
     """Convert `datetime64` to times as the gateway takes them.
 
     Parameters
     ----------
     times : array_like of datetime64
         Of any unit; finer than the datatype's resolution is cut.
-    datatype : str
+    datatype : str or int
         As in `to_datetime64`.
 
     Returns
@@ -72,8 +80,7 @@ def from_datetime64(times, datatype):
     ValueError
         For another datatype.
     """
-    if datatype not in _CONVERSIONS:
-        raise ValueError(f"{datatype} is no datatype of times: {', '.join(_CONVERSIONS)} are")
+    datatype = _inquired(datatype)
     nanoseconds = np.asarray(times).astype("datetime64[ns]").view(np.int64)
     if datatype == "cdf_time_tt2000":
         return _to_tt2000(nanoseconds)
@@ -84,7 +91,19 @@ def from_datetime64(times, datatype):
     return np.stack([(seconds + _SECONDS_TO_1970).astype(float), rest * 1000.0])
 
 
-def _to_tt2000(nanoseconds):
+def _inquired(datatype: Any) -> str:
+    """The name of a datatype of times as inquiries give it."""
+    if datatype in _CONVERSIONS:
+        return datatype
+    from tarvik.datatypes import datatype_named
+
+    name = datatype_named(datatype).inquired
+    if name not in _CONVERSIONS:
+        raise ValueError(f"{datatype} is no datatype of times: {', '.join(_CONVERSIONS)} are")
+    return name
+
+
+def _to_tt2000(nanoseconds: np.ndarray) -> np.ndarray:
     from tarvik import ops
 
     days, rest = np.divmod(nanoseconds.ravel(), 86400 * 10**9)
@@ -102,24 +121,24 @@ def _to_tt2000(nanoseconds):
     return np.ravel(made).astype(np.int64).reshape(nanoseconds.shape)
 
 
-def _of_epoch(milliseconds):
+def _of_epoch(milliseconds: np.ndarray) -> np.ndarray:
     whole = np.floor(milliseconds)
     nanoseconds = np.floor((milliseconds - whole) * 1e6)
     return _nanoseconds(whole - _SECONDS_TO_1970 * 1000, 1000, nanoseconds)
 
 
-def _of_epoch16(seconds, picoseconds):
+def _of_epoch16(seconds: np.ndarray, picoseconds: np.ndarray) -> np.ndarray:
     return _nanoseconds(seconds - _SECONDS_TO_1970, 1, np.floor(picoseconds / 1000))
 
 
-def _nanoseconds(ticks, rate, nanoseconds):
+def _nanoseconds(ticks: np.ndarray, rate: int, nanoseconds: np.ndarray) -> np.ndarray:
     """Of whole ticks, `rate` to a second, and nanoseconds more, all as doubles."""
     inside = (np.abs(ticks) <= float(_LARGEST_SECONDS * rate)) & (np.abs(nanoseconds) < 1e9)
     result = ticks.astype(np.int64) * (10**9 // rate) + nanoseconds.astype(np.int64)
     return np.where(inside, result, _NAT)
 
 
-def _of_tt2000(times):
+def _of_tt2000(times: np.ndarray) -> np.ndarray:
     from tarvik import ops
 
     parts = ops.tt2000Breakdown(times).reshape((9, -1), order="F").astype(np.int64)
@@ -134,7 +153,8 @@ def _of_tt2000(times):
     return np.where(inside, result, _NAT)
 
 
-_CONVERSIONS = {
+# The numbers of one time, their dtype, and what makes nanoseconds since 1970 of them.
+_CONVERSIONS: dict[str, tuple[int, type, Callable[..., np.ndarray]]] = {
     "cdf_epoch": (1, np.float64, _of_epoch),
     "cdf_epoch16": (2, np.float64, _of_epoch16),
     "cdf_time_tt2000": (1, np.int64, _of_tt2000),

@@ -3,7 +3,7 @@
 import cdflib
 import numpy as np
 import pytest
-from tarvik import ops, times
+from tarvik import constants, ops, times
 
 SINGLE = {
     "cdf_epoch": [
@@ -58,9 +58,23 @@ def test_leap_seconds_stand_in_the_components_alone():
     )
 
 
+@pytest.mark.parametrize("datatype", SINGLE)
+def test_datatypes_by_name_number_and_constant(datatype):
+    given = np.array(SINGLE[datatype][0][0])
+    expected = times.to_datetime64(given, datatype)
+    constant = getattr(constants, datatype.upper())
+    if given.ndim == 0:
+        assert times.to_datetime64(given) == expected
+    for same in (datatype.upper(), constant, int(constant), np.int64(constant)):
+        assert times.to_datetime64(given, same) == expected
+        stored = times.from_datetime64(expected, same)
+        np.testing.assert_array_equal(stored, times.from_datetime64(expected, datatype))
+
+
 @pytest.mark.parametrize(
-    ("given", "datatype"), [([1.0], "cdf_int8"), ([1.0, 2.0, 3.0], "cdf_epoch16")]
+    ("given", "datatype"),
+    [([1.0], "cdf_int8"), ([1.0], 8), ([1.0], "epoch"), ([1.0, 2.0, 3.0], "cdf_epoch16")],
 )
 def test_what_is_no_time(given, datatype):
-    with pytest.raises(ValueError, match="cdf_epoch16"):
+    with pytest.raises(ValueError, match=r"(?i)cdf_epoch16"):
         times.to_datetime64(given, datatype)
