@@ -3,19 +3,30 @@
 from __future__ import annotations
 
 import io
-from collections.abc import Iterator, MutableMapping
+from collections.abc import Iterable, Iterator, MutableMapping
 from contextlib import contextmanager
-from typing import Any
+from typing import Any, NamedTuple
 
 import numpy as np
 
+from tarvik._entries import Attribute, Entry, read_attributes
+from tarvik._errors import CDFError
+from tarvik._gateway import Gateway
 from tarvik._settings import for_gateway, kind_of, storage_of
-from tarvik.attributes import Attributes, Entry, Store, check_name, unknown_name
-from tarvik.datatypes import Datatype, to_stored
+from tarvik.attributes import Attributes, check_name, unknown_name
+from tarvik.datatypes import Datatype, as_given, to_stored
 from tarvik.transaction import Transaction
 from tarvik.variable import Variable
 
 __all__ = ["Contents"]
+
+
+class Unreadable(NamedTuple):
+    """A variable whose description the library or the gateway refuses."""
+
+    name: str
+    number: int
+    problem: CDFError
 
 
 class Contents(MutableMapping):
@@ -23,14 +34,16 @@ class Contents(MutableMapping):
 
     path: str
     mode: str
-    attrs: Attributes
     _call: Any
     _id: Any
+    _gateway: Gateway | None
     _row_major: bool
     _transaction: Transaction | None
     _in_place: bool
+    _forked = False  # in a child process, where the file has to be opened again
     _variables: dict[str, Variable]
-    _attributes: Store | None
+    _unreadable: dict[str, Unreadable]
+    _known_attributes: dict[str, Attribute] | None
     # What is carried out when the file is closed: whether it has to be made anew, the names of
     # variables that were deleted, and the records that are left of some.
     _structural: bool
@@ -40,8 +53,23 @@ class Contents(MutableMapping):
     def _rebuild(self) -> None:
         raise NotImplementedError
 
+    def _reopen(self) -> None:
+        raise NotImplementedError
+
+    def _on_disk(self) -> tuple[str, str | None]:
+        raise NotImplementedError
+
     def _nothing_to_carry_out(self) -> None:
         self._structural, self._hidden, self._lengths = False, set(), {}
+
+    @property
+    def attrs(self) -> Attributes:
+        """The global attributes; assigning a mapping replaces them all."""
+        return Attributes(self)
+
+    @attrs.setter
+    def attrs(self, values: Any) -> None:
+        self.attrs._replace(values)
 
     @property
     def _writable(self) -> bool:
@@ -57,28 +85,38 @@ class Contents(MutableMapping):
             If the file is closed.
         """
         if self._id is None or self._id.closed:
-            raise ValueError(f"{self.path} is closed")
+            if not self._forked:
+                raise ValueError(f"{self.path} is closed")
+            self._reopen()
         return self._id
 
     @property
     def closed(self) -> bool:
-        return self._id is None or self._id.closed
+        return not self._forked and (self._id is None or self._id.closed)
 
     def __getitem__(self, name: str) -> Variable:
         self.id  # noqa: B018  raises for a closed file
-        try:
-            return self._variables[name]
-        except KeyError:
-            raise unknown_name("variable", name, self, self.path) from None
+        found = self._variables.get(name)
+        if found is not None:
+            return found
+        if name in self._unreadable:
+            raise self._unreadable[name].problem
+        raise unknown_name("variable", name, self, self.path)
 
     def __iter__(self) -> Iterator[str]:
-        return iter(self._variables)
+        return iter([each.name for each in self._listed()])
 
     def __len__(self) -> int:
-        return len(self._variables)
+        return len(self._variables) + len(self._unreadable)
 
     def __contains__(self, name: object) -> bool:
-        return name in self._variables
+        return name in self._variables or name in self._unreadable
+
+    def _listed(self) -> list[Variable | Unreadable]:
+        """All variables in the file's order, with those that cannot be read."""
+        found: list[Variable | Unreadable] = [*self._variables.values()]
+        found += self._unreadable.values()
+        return sorted(found, key=lambda each: each.number) if self._unreadable else found
 
     def __setitem__(self, name: str, values: Any) -> None:
         """Make a variable, or replace it: of values, or a copy of a `Variable`."""
@@ -123,7 +161,7 @@ class Contents(MutableMapping):
             raise ValueError(f"there is a variable {new!r} already")
         check_name("variable", new)
         self._call("renameVar", self.id, variable.number, new)
-        variable.name = new
+        variable._name = new
         self._variables = {v.name: v for v in self._variables.values()}
 
     def create_variable(
@@ -183,7 +221,7 @@ class Contents(MutableMapping):
         if name in self:
             raise ValueError(f"there is a variable {name!r} already")
         check_name("variable", name)
-        given = None if data is None else np.asarray(data)
+        given = None if data is None else as_given(data)
         found, elements = kind_of(given, datatype)
         whole = given.shape if given is not None else tuple(shape or ())
         if given is not None and shape is not None and tuple(shape) != whole:
@@ -192,7 +230,7 @@ class Contents(MutableMapping):
         varys = [True] * len(extents) if dim_vary is None else [bool(v) for v in dim_vary]
         if len(varys) != len(extents):
             raise ValueError(f"{len(varys)} variances for {len(extents)} dimensions")
-        if given is not None:
+        if given is not None and not np.ma.is_masked(given):
             to_stored(given, found, elements)  # before anything is made
         settings = storage_of(sparse, compression, blocking_factor)
         stored_pad = None if pad is None else to_stored(pad, found, elements)
@@ -252,27 +290,66 @@ class Contents(MutableMapping):
             self._call("setVarPadValue", self.id, number, for_gateway(pad))
         return variable
 
-    def _copied(self, source: Variable, name: str) -> Variable:
-        """Make a variable that has all of another one, of this file or another."""
-        settings = storage_of(source.sparse, source.compression, source.blocking_factor)
+    def _copied(
+        self,
+        source: Variable,
+        name: str,
+        changes: dict[str, Any] | None = None,
+        values: Iterable[tuple[list[range], np.ndarray]] | None = None,
+    ) -> Variable:
+        """Make a variable that has all of another one, of this file or another.
+
+        Parameters
+        ----------
+        changes : dict, optional
+            Of "sparse", "compression" and "blocking_factor" those that are otherwise.
+        values : iterable, optional
+            Hyperslabs and what they hold; by default all that exist.
+        """
+        storage = {
+            "sparse": source.sparse,
+            "compression": source.compression,
+            "blocking_factor": source.blocking_factor,
+            **(changes or {}),
+        }
         shape = (source._extents, source.record_vary, source.dim_vary)
         datatype, elements = source._datatype, source._elements
+        settings = storage_of(**storage)
         made = self._created(name, datatype, elements, shape, settings, source._pad())
-        for runs in source._existing_blocks():
-            made._write_stored(runs, source._read(runs))
-        for title, entry in source._file._store.of_variables.get(source.number, {}).items():
-            self._put_entry(made.attrs._number(title), made.number, entry)
-            self._store.of_variables.setdefault(made.number, {})[title] = entry
+        for runs, block in source._existing_values() if values is None else values:
+            made._write_stored(runs, block)
+        for title, attribute in source._file._attributes.items():
+            entry = attribute.of_variables.get(source.number)
+            if entry is not None:
+                self._put_entry(made.attrs._attribute(title), made.number, entry)
         return made
 
     # For variables, attributes and the file.
 
     @property
-    def _store(self) -> Store:
+    def _attributes(self) -> dict[str, Attribute]:
+        """All attributes, which are read at once when one is first asked for."""
         self.id  # noqa: B018  raises for a closed file
-        if self._attributes is None:
-            self._attributes = Store(self)
-        return self._attributes
+        if self._known_attributes is None:
+            self._known_attributes = read_attributes(self)
+        return self._known_attributes
+
+    def _create_attribute(self, name: str, scope: str) -> Attribute:
+        code = 1 if scope.startswith("GLOBAL") else 2
+        number = int(self._call("createAttr", self.id, name, code))
+        attribute = self._attributes[name] = Attribute(number, name, scope)
+        return attribute
+
+    def _put_entry(self, attribute: Attribute, number: int, entry: Entry) -> None:
+        if entry.problem is not None:
+            raise entry.problem
+        place = (self.id, attribute.number, number, entry.datatype.code)
+        self._call("putAttrEntry", *place, entry.for_gateway)
+        entries = attribute.of_file if attribute.is_global else attribute.of_variables
+        entries[number] = entry
+
+    def _ask(self, operation: str) -> Any:
+        return self._call(operation, self.id)
 
     def _check_writable(self) -> None:
         self.id  # noqa: B018
@@ -288,10 +365,6 @@ class Contents(MutableMapping):
                 f"{what} makes the file anew, which is not done with files that are edited in place"
             )
 
-    def _put_entry(self, attribute: int, number: int, entry: Entry) -> None:
-        place = (self.id, attribute, number, entry.datatype.code)
-        self._call("putAttrEntry", *place, entry.value)
-
     def _shrink(self, variable: Variable, records: int) -> None:
         self._check_structural("deleting records")
         self._lengths[variable.number] = records
@@ -303,7 +376,7 @@ class Contents(MutableMapping):
             self._rebuild()
 
     def _unused_name(self) -> str:
-        used = {*self._variables, *self._hidden}
+        used = {*self, *self._hidden}
         number = len(used)
         while f"tarvik deleted {number}" in used:
             number += 1

@@ -2,17 +2,52 @@
 
 from __future__ import annotations
 
+import errno
 import io
 import os
 import shutil
+import stat
 import tempfile
 from typing import Any
 
+_EXTENSIONS = (".cdf", ".CDF")  # in the order in which the library tries them
+
 
 def present_file(path: str) -> str | None:
-    """The file that a path names: itself, or with the library's extension behind it."""
-    ends = ("",) if path.endswith((".cdf", ".CDF")) else ("", ".cdf", ".CDF")
-    return next((path + end for end in ends if os.path.exists(path + end)), None)
+    """The file that the library opens for a path, which may lack the extension; None for none.
+
+    Raises
+    ------
+    OSError
+        If the path is that of a file and the library would open another one beside it.
+    """
+    if path.endswith(_EXTENSIONS[0]) and os.path.isfile(path):
+        return path
+    stem = path[:-4] if path.endswith(_EXTENSIONS) else path
+    found = [stem + end for end in (*_EXTENSIONS, "") if os.path.isfile(stem + end)]
+    if path in found[1:]:
+        raise OSError(
+            errno.EINVAL, f"The CDF library opens {found[0]!r} instead; rename one of them", path
+        )
+    return found[0] if found else path if os.path.exists(path) else None
+
+
+def check_readable(path: str) -> None:
+    """Check that a path is that of a regular file that may be read.
+
+    Raises
+    ------
+    PermissionError, IsADirectoryError, OSError
+    """
+    descriptor = os.open(path, os.O_RDONLY | os.O_NONBLOCK | os.O_CLOEXEC)
+    try:
+        mode = os.fstat(descriptor).st_mode
+    finally:
+        os.close(descriptor)
+    if stat.S_ISDIR(mode):
+        raise IsADirectoryError(errno.EISDIR, os.strerror(errno.EISDIR), path)
+    if not stat.S_ISREG(mode):
+        raise OSError(errno.EINVAL, "Not a regular file", path)
 
 
 def new_path(path: str) -> str:

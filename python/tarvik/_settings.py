@@ -50,6 +50,16 @@ def compression_name(kind: str, parameter: Any, _percentage: Any) -> str | None:
     return f"gzip:{int(parameter)}" if name == "gzip" else name
 
 
+def coded(majority: str, compression: str | None, checksum: str | None, kind: str) -> tuple:
+    """The settings of a new file as the operations take them."""
+    return (
+        code_of("majority", majority, MAJORITIES),
+        None if compression is None else compression_of(compression),
+        code_of("checksum", checksum, CHECKSUMS),
+        code_of("format", kind, FORMATS),
+    )
+
+
 def storage_of(sparse: str | None, compression: str | None, blocking_factor: int | None) -> dict:
     """The operations that set how a variable is stored, in their order, with their inputs.
 

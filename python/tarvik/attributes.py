@@ -4,11 +4,11 @@ from __future__ import annotations
 
 import difflib
 from collections.abc import Iterator, MutableMapping
-from dataclasses import dataclass
 from typing import TYPE_CHECKING, Any
 
 import numpy as np
 
+from tarvik._entries import GLOBAL, VARIABLE, Attribute, Entry
 from tarvik.datatypes import (
     DATATYPES,
     Datatype,
@@ -16,91 +16,16 @@ from tarvik.datatypes import (
     datatype_of,
     text_length,
     to_stored,
-    to_user,
 )
 
 if TYPE_CHECKING:
     from tarvik._contents import Contents
     from tarvik.variable import Variable
 
-__all__ = ["Attributes", "Entry", "Store", "check_name", "unknown_name"]
+__all__ = ["OF_VALUES", "Attributes", "check_name", "did_you_mean", "unknown_name"]
 
 # Attributes that hold values of their variable.
-_OF_VALUES = frozenset({"FILLVAL", "VALIDMIN", "VALIDMAX", "SCALEMIN", "SCALEMAX"})
-
-
-@dataclass(frozen=True)
-class Entry:
-    """One entry: its datatype, and its value as the gateway gives it."""
-
-    datatype: Datatype
-    value: Any
-
-    def to_user(self) -> Any:
-        """The value as users see it: one item alone, several as an array."""
-        if isinstance(self.value, str):
-            text = self.value.encode("utf-8", "surrogateescape")
-            return str(to_user(np.array([text or b" "]), DATATYPES["CDF_CHAR"])[0])
-        items = np.ravel(np.asarray(self.value), order="F")
-        if self.datatype.stored.kind == "c":
-            items = items.view("c16")
-        values = to_user(items, self.datatype)
-        return values[0] if values.size == 1 else values
-
-
-class Store:
-    """All attributes of a file, read at once when one is first asked for.
-
-    Attributes
-    ----------
-    numbers, scopes : dict of str to int
-        The library's number and scope of each attribute, in the file's order.
-    of_file : dict of str to dict of int to Entry
-        Global entries by attribute and number.
-    of_variables : dict of int to dict of str to Entry
-        Entries by variable and attribute.
-    dropped : set of str
-        Attributes whose entries were all deleted; they are left out when the file is made anew.
-    """
-
-    def __init__(self, file: Contents) -> None:
-        self.numbers: dict[str, int] = {}
-        self.scopes: dict[str, int] = {}
-        self.of_file: dict[str, dict[int, Entry]] = {}
-        self.of_variables: dict[int, dict[str, Entry]] = {}
-        self.dropped: set[str] = set()
-        call, count = file._call, int(file._call("inquire", file.id)[4])
-        variables = [variable.number for variable in file.values()]
-        for number in range(count):
-            name, scope, last, last_of_variable = call("inquireAttr", file.id, number)
-            self.numbers[name] = number
-            if scope == "GLOBAL_SCOPE":
-                self.scopes[name] = 1
-                found = call("getNumAttrgEntries", file.id, number)
-                entries = _entries(file, "g", number, range(int(last) + 1), int(found))
-                self.of_file[name] = dict(entries)
-            else:
-                self.scopes[name] = 2
-                found = call("getNumAttrEntries", file.id, number)
-                numbers = [v for v in variables if v <= last_of_variable]
-                for owner, entry in _entries(file, "", number, numbers, int(found)):
-                    self.of_variables.setdefault(owner, {})[name] = entry
-
-
-def _entries(
-    file: Contents, kind: str, attribute: int, numbers: Any, count: int
-) -> Iterator[tuple[int, Entry]]:
-    """The entries with these numbers; there are so many at most."""
-    for number in numbers:
-        if count == 0:
-            return
-        place = (file.id, attribute, number)
-        try:
-            datatype, _ = file._call(f"inquireAttr{kind}Entry", *place)
-        except KeyError:  # there need not be one of each number
-            continue
-        count -= 1
-        yield number, Entry(datatype_named(datatype), file._call(f"getAttr{kind}Entry", *place))
+OF_VALUES = frozenset({"FILLVAL", "VALIDMIN", "VALIDMAX", "SCALEMIN", "SCALEMAX"})
 
 
 def check_name(what: str, name: Any) -> None:
@@ -124,10 +49,14 @@ def check_name(what: str, name: Any) -> None:
 
 def unknown_name(what: str, name: Any, known: Any, path: str) -> KeyError:
     """Make the error for a name that does not exist, with those that come closest."""
+    return KeyError(f"no {what} {name!r} in {path}{did_you_mean(name, known)}")
+
+
+def did_you_mean(name: Any, known: Any) -> str:
+    """The end of a message that gives the names that come closest, if any do."""
     closest = {each.lower(): each for each in known}
     found = difflib.get_close_matches(str(name).lower(), closest, 3, 0.5)
-    hint = f"; did you mean {' or '.join(repr(closest[each]) for each in found)}?" if found else ""
-    return KeyError(f"no {what} {name!r} in {path}{hint}")
+    return f"; did you mean {' or '.join(repr(closest[each]) for each in found)}?" if found else ""
 
 
 class Attributes(MutableMapping):
@@ -146,24 +75,21 @@ class Attributes(MutableMapping):
     def __repr__(self) -> str:
         return f"<tarvik.Attributes {dict(self)!r}>"
 
+    def _repr_html_(self) -> str:
+        from tarvik._html import of_attributes
+
+        return of_attributes(self)
+
     def __getitem__(self, name: str) -> Any:
-        store = self._file._store
-        if self._variable is not None:
-            entry = self._entry(name)
-            if entry is None:
-                raise self._unknown(name)
-            return entry.to_user()
-        entries = [entry.to_user() for _, entry in sorted(store.of_file.get(name, {}).items())]
+        entries = self._entries(name)
         if not entries:
-            raise self._unknown(name)
-        return entries[0] if len(entries) == 1 else entries
+            attribute = self._file._attributes.get(name)
+            raise (attribute and attribute.problem) or self._unknown(name)
+        values = [entry.to_user() for entry in entries.values()]
+        return values[0] if len(values) == 1 else values
 
     def __iter__(self) -> Iterator[str]:
-        store = self._file._store
-        if self._variable is None:
-            return iter([name for name in store.numbers if store.of_file.get(name)])
-        own = store.of_variables.get(self._variable.number, {})
-        return iter([name for name in store.numbers if name in own])
+        return iter([name for name in self._file._attributes if self._entries(name)])
 
     def __len__(self) -> int:
         return sum(1 for _ in self)
@@ -191,77 +117,134 @@ class Attributes(MutableMapping):
         entries = [self._made(name, item, datatype) for item in (value if several else [value])]
         if not entries:
             raise ValueError(f"the attribute {name!r} cannot be an empty list")
-        present = self._file._store.of_file.get(name, {}) if self._variable is None else {}
+        present = self._entries(name) if self._variable is None else {}
         fewer = any(place >= len(entries) for place in present)
         if fewer:
             self._file._check_structural("deleting entries")
-        number = self._number(name)
+        attribute = self._attribute(name)
         if self._variable is not None:
-            self._file._put_entry(number, self._variable.number, entries[0])
-            own = self._file._store.of_variables.setdefault(self._variable.number, {})
-            own[name] = entries[0]
+            self._file._put_entry(attribute, self._variable.number, entries[0])
             return
         for place, entry in enumerate(entries):
-            self._file._put_entry(number, place, entry)
+            self._file._put_entry(attribute, place, entry)
+        for place in present:
+            if place >= len(entries):
+                del attribute.of_file[place]
         self._file._structural |= fewer
-        self._file._store.of_file[name] = dict(enumerate(entries))
+
+    def update(self, *others: Any, **values: Any) -> None:
+        """Set several attributes; those of another `Attributes` are copied exactly."""
+        if len(others) == 1 and isinstance(others[0], Attributes):
+            self._copy(others[0])
+            others = ()
+        super().update(*others, **values)
+
+    def _copy(self, other: Attributes) -> None:
+        """Copy entries with their datatypes, those of a file with their numbers."""
+        self._file._check_writable()
+        for name in other:
+            entries = other._entries(name)
+            if self._variable is not None or other._variable is not None:
+                number = 0 if self._variable is None else self._variable.number
+                entries = {number: next(iter(entries.values()))}
+            if self._entries(name).keys() - entries.keys():
+                del self[name]
+            attribute = self._attribute(name)
+            for number, entry in entries.items():
+                self._file._put_entry(attribute, number, entry)
+
+    def _replace(self, values: Any) -> None:
+        """Have these attributes and no others."""
+        self.update(values)
+        for name in [name for name in self if name not in values]:
+            del self[name]
+
+    def rename(self, old: str, new: str) -> None:
+        """Rename an attribute; of a variable, its entry alone.
+
+        Raises
+        ------
+        KeyError
+            If there is none of the old name.
+        ValueError
+            If there is one of the new name, or it cannot be a name.
+        """
+        self._file._check_structural("renaming an attribute")
+        entries = self._entries(old)
+        if not entries:
+            raise self._unknown(old)
+        if new in self:
+            raise ValueError(f"there is an attribute {new!r} already")
+        attribute = self._attribute(new)
+        for number, entry in entries.items():
+            self._file._put_entry(attribute, number, entry)
+        del self[old]
 
     def __delitem__(self, name: str) -> None:
         """Delete the attribute; of a variable, its entry alone."""
         self._file._check_structural("deleting an attribute")
         if name not in self:
             raise self._unknown(name)
-        store = self._file._store
+        attribute = self._file._attributes[name]
         if self._variable is None:
-            del store.of_file[name]
+            attribute.of_file.clear()
         else:
-            del store.of_variables[self._variable.number][name]
-        if name not in store.of_file and not any(name in v for v in store.of_variables.values()):
-            store.dropped.add(name)
+            del attribute.of_variables[self._variable.number]
+        attribute.dropped = not (attribute.of_file or attribute.of_variables)
         self._file._structural = True
 
     def _unknown(self, name: str) -> KeyError:
-        what = "attribute" if self._variable is None else f"attribute of {self._variable.name!r}"
-        return unknown_name(what, name, self, self._file.path)
+        of = "" if self._variable is None else f"the variable {self._variable.name!r} of "
+        return unknown_name("attribute", name, self, of + self._file.path)
+
+    def _entries(self, name: str) -> dict[int, Entry]:
+        """The entries of the file by number, or the one of the variable."""
+        attribute = self._file._attributes.get(name)
+        if attribute is None:
+            return {}
+        if self._variable is None:
+            return dict(sorted(attribute.of_file.items()))
+        entry = attribute.of_variables.get(self._variable.number)
+        return {} if entry is None else {self._variable.number: entry}
 
     def _entry(self, name: str) -> Entry | None:
-        """The variable's entry."""
-        assert self._variable is not None
-        return self._file._store.of_variables.get(self._variable.number, {}).get(name)
+        """The only entry, if it can be read."""
+        entry = next(iter(self._entries(name).values()), None)
+        return None if entry is None or entry.problem is not None else entry
 
-    def _number(self, name: str) -> int:
-        """The attribute's number; it is made if it does not exist."""
-        scope = 1 if self._variable is None else 2
-        store = self._file._store
-        if name in store.dropped and store.scopes[name] != scope:
+    def _attribute(self, name: str) -> Attribute:
+        """The attribute; it is made if it does not exist."""
+        scope = GLOBAL if self._variable is None else VARIABLE
+        found = self._file._attributes.get(name)
+        if found is not None and found.dropped and found.scope != scope:
             self._file._rebuild()
-            store = self._file._store
-        store.dropped.discard(name)
-        if name not in store.numbers:
+            found = self._file._attributes.get(name)
+        if found is None:
             check_name("attribute", name)
-            number = int(self._file._call("createAttr", self._file.id, name, scope))
-            store.numbers[name], store.scopes[name] = number, scope
-        if store.scopes[name] != scope:
-            kinds = {1: "the file", 2: "variables"}
-            raise ValueError(f"{name!r} is an attribute of {kinds[store.scopes[name]]} here")
-        return store.numbers[name]
+            return self._file._create_attribute(name, scope)
+        if found.is_global != (scope == GLOBAL):
+            owner = "the file" if found.is_global else "variables"
+            raise ValueError(f"{name!r} is an attribute of {owner} here")
+        found.dropped = False
+        return found
 
     def _made(self, name: str, value: Any, datatype: Any) -> Entry:
         given = np.asarray(value)
-        if datatype is None and self._variable is not None and name in _OF_VALUES:
+        if datatype is None and self._variable is not None and name in OF_VALUES:
             datatype = self._variable.datatype
         found = _chosen(value, given) if datatype is None else datatype_named(datatype)
         if found.is_text:
             if given.size != 1:
                 raise TypeError(f"the attribute {name!r}: an entry holds one text")
             text = to_stored(given, found, text_length(given)).item()
-            return Entry(found, text.decode("utf-8", "surrogateescape"))
+            return Entry(found, text.decode("utf-8", "surrogateescape"), len(text))
         stored = np.ravel(to_stored(given, found))
         if stored.size == 0:
             raise ValueError(f"the attribute {name!r} cannot be empty")
         if found.stored.kind == "c":
-            return Entry(found, np.asfortranarray(stored.view("f8").reshape((-1, 2)).T))
-        return Entry(found, stored)
+            pairs = np.asfortranarray(stored.view("f8").reshape((-1, 2)).T)
+            return Entry(found, pairs, stored.size)
+        return Entry(found, stored, stored.size)
 
 
 def _chosen(value: Any, given: np.ndarray) -> Datatype:

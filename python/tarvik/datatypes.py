@@ -11,7 +11,7 @@ import numpy as np
 
 from tarvik.times import from_datetime64, to_datetime64
 
-__all__ = ["DATATYPES", "Datatype", "datatype_named", "datatype_of"]
+__all__ = ["DATATYPES", "Datatype", "datatype_named", "datatype_of", "decode_text"]
 
 _NAT = np.datetime64("NaT", "ns")
 _LOWEST = np.iinfo(np.int64).min
@@ -130,6 +130,11 @@ def datatype_of(values: np.ndarray) -> Datatype:
     return DATATYPES[default]
 
 
+def as_given(values: Any) -> np.ndarray:
+    """A user's values as an array, masked if they are."""
+    return values if isinstance(values, np.ma.MaskedArray) else np.asarray(values)
+
+
 def text_length(values: np.ndarray) -> int:
     """The bytes of the longest text, in UTF-8; 1 at least, as an empty text cannot be stored."""
     return max(1, _encoded(values).dtype.itemsize)
@@ -203,14 +208,14 @@ def _decoded(stored: np.ndarray) -> np.ndarray:
     try:
         texts = np.char.decode(stored, "utf-8")
     except UnicodeDecodeError:
-        # UTF-8, or where it is none Latin-1, in which any byte is a character.
-        texts = np.array([_decoded_one(text) for text in stored.ravel().tolist()])
+        texts = np.array([decode_text(text) for text in stored.ravel().tolist()])
     # NumPy takes NULs at the end for nothing; other white space belongs to the text.
     texts = np.asarray(np.char.rstrip(texts, " "))
     return texts.reshape(stored.shape).astype(f"U{stored.dtype.itemsize}")
 
 
-def _decoded_one(text: bytes) -> str:
+def decode_text(text: bytes) -> str:
+    """Decode UTF-8, or where it is none Latin-1, in which any byte is a character."""
     try:
         return text.decode("utf-8")
     except UnicodeDecodeError:

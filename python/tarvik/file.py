@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import atexit
+import errno
 import os
 import warnings
 import weakref
@@ -10,19 +11,12 @@ from contextlib import suppress
 from typing import Any, BinaryIO
 
 from tarvik import ops
-from tarvik._contents import Contents
-from tarvik._errors import CDFError, CDFWarning
+from tarvik._contents import Contents, Unreadable
+from tarvik._errors import CDFError, CDFProcessError, CDFWarning
+from tarvik._files import version
 from tarvik._gateway import Gateway
-from tarvik._places import download, name_of, new_path, present_file
-from tarvik._settings import (
-    CHECKSUMS,
-    FORMATS,
-    MAJORITIES,
-    code_of,
-    compression_name,
-    compression_of,
-)
-from tarvik.attributes import Attributes, Store
+from tarvik._places import check_readable, download, name_of, new_path, present_file
+from tarvik._settings import coded, compression_name
 from tarvik.transaction import Transaction
 from tarvik.variable import Variable
 
@@ -55,16 +49,19 @@ class File(Contents):
         large to copy; a process that dies meanwhile may leave it damaged.
     isolated : bool
         Whether the CDF library runs in a process of its own, for files from strangers.
+    gateway : Gateway, optional
+        What the file's calls go through; several files may share an isolated one, for example.
     validate : bool
         Whether the library checks the file when it opens it.
-    majority : str
-        Of a new file: "row" or "column".
+    majority : str, optional
+        Of a new file: "row", which is the default, or "column".
     compression : str, optional
         Of a new file as a whole: "gzip", "gzip:6", "rle", "huffman" or "ahuffman".
     checksum : str, optional
         Of a new file: "md5".
-    format : str
-        Of a new file: "single", or "multi" for one file more for each variable.
+    format : str, optional
+        Of a new file: "single", which is the default, or "multi" for one file more for each
+        variable.
 
     Raises
     ------
@@ -83,38 +80,37 @@ class File(Contents):
         *,
         atomic: bool = True,
         isolated: bool = False,
+        gateway: Gateway | None = None,
         validate: bool = True,
-        majority: str = "row",
+        majority: str | None = None,
         compression: str | None = None,
         checksum: str | None = None,
-        format: str = "single",  # noqa: A002
+        format: str | None = None,  # noqa: A002
     ) -> None:
         if mode not in _MODES:
             raise ValueError(f"mode {mode!r} is none of {', '.join(_MODES)}")
+        if mode in ("r", "r+"):
+            _check_not_given(mode, majority=majority, compression=compression)
+            _check_not_given(mode, checksum=checksum, format=format)
         self._download = download(path, mode)
         self.path: str = name_of(path)
         self.mode = mode
         self._id: Any = None
         self._transaction: Transaction | None = None
         self._in_place = False
-        self._gateway = Gateway(isolated=True) if isolated else None
+        self._own_gateway = Gateway(isolated=True) if isolated and gateway is None else None
+        self._gateway = gateway or self._own_gateway
         self._call = (self._gateway or ops).call
         self._validate = validate
-        self._variables: dict[str, Variable] = {}
-        self._attributes: Store | None = None
+        self._nothing_known()
         self._nothing_to_carry_out()
-        settings = (
-            code_of("majority", majority, MAJORITIES),
-            None if compression is None else compression_of(compression),
-            code_of("checksum", checksum, CHECKSUMS),
-            code_of("format", format, FORMATS),
-        )
+        settings = coded(majority or "row", compression, checksum, format or "single")
         try:
-            self._begin(atomic and format == "single", settings)
-        except BaseException:
+            self._begin(atomic and format != "multi", settings)
+        except BaseException as error:
+            self._end_interrupted(type(error))
             self._give_up()
             raise
-        self.attrs = Attributes(self)
         (_written if self._writable else _read).add(self)
 
     # Opening and closing.
@@ -128,6 +124,8 @@ class File(Contents):
         elif self.mode == "r+":
             self._begin_edit(present, atomic, settings)
         else:
+            check_readable(present)
+            self._opened_path, self._version = present, version(os.stat(present))
             self._id = self._opened(present)
         self._row_major = self._call("getMajority", self._id) == "ROW_MAJOR"
         self._find_variables()
@@ -164,24 +162,57 @@ class File(Contents):
         ):
             if inputs is not None:
                 self._call(operation, self._id, *inputs)
+        if path.endswith(".CDF"):  # the library makes a file with small letters
+            self._close_id()
+            os.rename(f"{path[:-4]}.cdf", path)
+            self._id = self._opened(path)
 
     def _opened(self, path: str) -> Any:
-        if self._validate:
+        before = self._call("getValidate") == "VALIDATEFILEon"
+        if before == self._validate:
             return self._call("open", os.fsencode(path))
-        self._call("setValidate", 0)
+        self._call("setValidate", -1 if self._validate else 0)
         try:
             return self._call("open", os.fsencode(path))
         finally:
-            self._call("setValidate", -1)
+            self._call("setValidate", -1 if before else 0)
 
     def _is_multi_file(self, path: str) -> bool:
         with self._opened(path) as file:
             return self._call("getFormat", file) == "MULTI_FILE"
 
+    def _nothing_known(self) -> None:
+        self._variables, self._unreadable, self._known_attributes = {}, {}, None
+
     def _find_variables(self) -> None:
-        count = int(self._call("inquire", self._id)[3])
-        found = [Variable(self, number) for number in range(count)]
-        self._variables = {variable.name: variable for variable in found}
+        for number in range(int(self._call("inquire", self._id)[3])):
+            try:
+                variable = Variable(self, number)
+                self._variables[variable.name] = variable
+            except CDFProcessError:
+                raise
+            except CDFError as error:
+                name = self._call("getVarName", self._id, number)
+                self._unreadable[name] = Unreadable(name, number, error)
+
+    def _reopen(self) -> None:
+        """In a forked process: the library of the parent goes on with what it has open."""
+        if version(os.stat(self._opened_path)) != self._version:
+            raise OSError(errno.ESTALE, "The file was replaced since it was opened", self.path)
+        self._id = self._opened(self._opened_path)
+        self._forked = False
+
+    def _left_to_parent(self) -> None:
+        if self._gateway is None and self._id is not None:
+            self._id, self._forked = None, True
+
+    def _on_disk(self) -> tuple[str, str | None]:
+        """A file that has all that was written, and a folder for more of its size."""
+        if self._transaction is None:
+            return self._opened_path, None
+        self._call("close", self._id)
+        self._id = self._opened(self._transaction.path)
+        return self._transaction.path, os.path.dirname(self._transaction.path)
 
     def __enter__(self) -> File:
         return self
@@ -189,8 +220,14 @@ class File(Contents):
     def __exit__(self, kind: Any, error: Any, trace: Any) -> None:
         if kind is None:
             self.close()
-        else:
-            self.discard()
+            return
+        self._end_interrupted(kind)
+        self.discard()
+
+    def _end_interrupted(self, kind: type[BaseException]) -> None:
+        """An interruption does not wait for an isolated call that is under way."""
+        if self._gateway is not None and not issubclass(kind, Exception):
+            self._gateway.kill()
 
     def __del__(self) -> None:
         if getattr(self, "_id", None) is not None and not self._id.closed and not self._writable:
@@ -212,7 +249,7 @@ class File(Contents):
         try:
             if self._writable:
                 self._save()
-            else:
+            elif self._id is not None:
                 self._close_id()
         finally:
             self._give_up()
@@ -235,14 +272,17 @@ class File(Contents):
             transaction.commit()
             return
         try:
-            with File(transaction.path, isolated=False) as saved:
+            with File(transaction.path) as saved:
                 found = saved._summary()
         except CDFError as error:
             raise OSError(
                 f"{self.path} was not changed: the library lost the edits: {error}"
             ) from error
         if found != expected:
-            raise OSError(f"{self.path} was not changed: the library lost some of the edits")
+            raise OSError(
+                f"{self.path} was not changed: what was saved is not what was written. The library "
+                "lost some of it, or operations of tarvik.ops wrote to the file meanwhile"
+            )
         transaction.commit()
 
     def _close_id(self) -> None:
@@ -250,6 +290,7 @@ class File(Contents):
         self._call("close", file)
 
     def _give_up(self) -> None:
+        self._forked = False
         _written.discard(self)
         if self._id is not None:
             file, self._id = self._id, None
@@ -258,8 +299,8 @@ class File(Contents):
                     self._call("close", file)
         if self._transaction is not None:
             self._transaction.abort()
-        if self._gateway is not None:
-            self._gateway.unload()
+        if self._own_gateway is not None:
+            self._own_gateway.unload()
         if self._download:
             self._download.close()
 
@@ -283,6 +324,11 @@ class File(Contents):
     def __repr__(self) -> str:
         state = "closed" if self.closed else f"mode {self.mode!r}, {len(self)} variables"
         return f"<tarvik.File {self.path!r}, {state}>"
+
+    def _repr_html_(self) -> str:
+        from tarvik._html import of_file
+
+        return of_file(self)
 
     def __eq__(self, other: object) -> bool:
         return self is other
@@ -332,48 +378,92 @@ class File(Contents):
         transaction = self._transaction
         assert transaction is not None
         path = transaction.fresh()
-        new = _Copy(self, path)
-        try:
-            for title in [t for t in self._store.numbers if t not in self._store.dropped]:
-                scope = self._store.scopes[title]
-                number = int(self._call("createAttr", new._id, title, scope))
-                new._store.numbers[title], new._store.scopes[title] = number, scope
-                for place, entry in sorted(self._store.of_file.get(title, {}).items()):
-                    new._put_entry(number, place, entry)
-            for name, variable in self._variables.items():
-                new._copied(variable, name)
-            new._close_id()
-        except BaseException:
-            new._give_up()
-            raise
+        with Copy(self, path) as new:
+            new.take_all()
         self._call("close", self._id)
         self._id = None
         transaction.path = path
         self._id = self._opened(path)
-        self._attributes = None
+        self._known_attributes = None
         self._nothing_to_carry_out()
-        for variable, made in zip(self._variables.values(), new._variables.values()):
-            variable._number = made.number
+        for name, variable in self._variables.items():
+            variable._number = new.numbers[name]
 
 
-class _Copy(File):
-    """The file that a rebuilt one is written to."""
+def _check_not_given(mode: str, **settings: str | None) -> None:
+    for name, value in settings.items():
+        if value is not None:
+            raise ValueError(f"{name}={value!r} is for new files, not for mode {mode!r}")
 
-    def __init__(self, source: File, path: str) -> None:
+
+class Copy(File):
+    """A file that is made from the contents of another one, without a transaction.
+
+    Parameters
+    ----------
+    source : File
+    path : str
+        Where no file is yet.
+    majority, compression, checksum, format : str or None
+        Those that are otherwise than in the source; a compression is the whole file's.
+
+    Attributes
+    ----------
+    numbers : dict of str to int
+        Of the variables that were copied.
+    """
+
+    def __init__(self, source: File, path: str, **settings: Any) -> None:
         self.path, self.mode, self._validate = path, "w", False
-        self._gateway, self._call = None, source._call  # the source's, which stays
+        self._gateway, self._call, self._own_gateway = source._gateway, source._call, None
         self._download, self._transaction, self._in_place = None, None, False
+        self._source = source
+        self.numbers: dict[str, int] = {}
+        self._id = None
+        self._nothing_known()
         self._nothing_to_carry_out()
-        self._variables, self._row_major = {}, source._row_major
-        self._id = self._call("create", os.fsencode(path))
-        if not self._row_major:
-            self._call("setMajority", self._id, 2)
-        if source.compression:
-            self._call("setCompression", self._id, *compression_of(source.compression))
-        if source.checksum:
-            self._call("setChecksum", self._id, 1)
-        self._attributes = Store(self)
-        self.attrs = Attributes(self)
+        names = ("majority", "compression", "checksum", "format")
+        found = [settings.get(name, getattr(source, name)) for name in names]
+        self._row_major = found[0] == "row"
+        self._create(path, coded(*found))
+        self._known_attributes = {}
+
+    def __enter__(self) -> Copy:
+        return self
+
+    def close(self) -> None:
+        if self._id is not None:
+            self._close_id()
+
+    def take_all(self) -> None:
+        """Copy all attributes and variables; raise if one of them cannot be read."""
+        for broken in self._source._unreadable.values():
+            raise broken.problem
+        self.take_attributes()
+        for name, variable in self._source._variables.items():
+            self.take(variable, name)
+
+    def take_attributes(self) -> None:
+        """Copy the attributes with the entries of the file, but not those of variables."""
+        for attribute in self._source._attributes.values():
+            if attribute.problem is not None:
+                raise attribute.problem
+            if not attribute.dropped:
+                made = self._create_attribute(attribute.name, attribute.scope)
+                for place, entry in sorted(attribute.of_file.items()):
+                    self._put_entry(made, place, entry)
+
+    def take_orphans(self) -> None:
+        """Copy the entries for variables that do not exist."""
+        numbers = {each.number for each in self._source._listed()}
+        for name, attribute in self._source._attributes.items():
+            for number, entry in attribute.of_variables.items():
+                if number not in numbers:
+                    self._put_entry(self._attributes[name], number, entry)
+
+    def take(self, variable: Variable, name: str, **options: Any) -> None:
+        """Copy a variable with its entries."""
+        self.numbers[name] = self._copied(variable, name, **options).number
 
 
 def open_file(path: str | bytes | os.PathLike | BinaryIO, mode: str = "r", **options: Any) -> File:
@@ -393,4 +483,10 @@ def _close_files() -> None:
         file.discard()
 
 
-os.register_at_fork(after_in_child=_written.clear)
+def _after_fork() -> None:
+    _written.clear()
+    for file in list(_read):
+        file._left_to_parent()
+
+
+os.register_at_fork(after_in_child=_after_fork)

@@ -3,12 +3,16 @@
 from __future__ import annotations
 
 import operator
+from collections.abc import Iterator
 from dataclasses import dataclass
+from math import prod
 from typing import Any
 
 import numpy as np
 
-__all__ = ["Axis", "Selection", "inside", "select"]
+__all__ = ["BLOCK_BYTES", "Axis", "Selection", "blocks", "inside", "pieces", "runs_of", "select"]
+
+BLOCK_BYTES = 8 << 20  # of what is read at once where nothing asks for more
 
 
 @dataclass(frozen=True)
@@ -34,13 +38,11 @@ class Axis:
         """Ranges with steps above zero, and where what each has stands among the picks."""
         if isinstance(self.picks, range):
             return [_upward(self.picks)] if len(self.picks) else []
-        ends = np.flatnonzero(np.diff(self.picks) != 1) + 1
-        bounds = [0, *ends.tolist(), len(self.picks)]
-        return [
-            (range(int(self.picks[a]), int(self.picks[a]) + b - a), slice(a, b))
-            for a, b in zip(bounds, bounds[1:])
-            if a < b
-        ]
+        found, start = [], 0
+        for run in runs_of(self.picks):
+            found.append((run, slice(start, start + len(run))))
+            start += len(run)
+        return found
 
 
 @dataclass(frozen=True)
@@ -59,12 +61,51 @@ class Selection:
         return tuple(len(axis) for axis in self.axes if not axis.dropped)
 
 
+def runs_of(numbers: np.ndarray) -> list[range]:
+    """Ranges of the numbers that follow each other."""
+    ends = np.flatnonzero(np.diff(numbers) != 1) + 1
+    bounds = [0, *ends.tolist(), len(numbers)]
+    return [
+        range(int(numbers[a]), int(numbers[a]) + b - a) for a, b in zip(bounds, bounds[1:]) if a < b
+    ]
+
+
+def blocks(records: range, bytes_each: int, limit: int = BLOCK_BYTES) -> Iterator[range]:
+    """Cut a range of records into ranges of one or more, each up to a limit of bytes."""
+    size = max(1, limit // max(1, bytes_each))
+    for start in range(0, len(records), size):
+        yield records[start : start + size]
+
+
+def pieces(runs: list[range], most: int) -> Iterator[tuple[tuple[slice, ...], list[range]]]:
+    """Cut a hyperslab along its first dimensions into ones of up to so many values.
+
+    Yields
+    ------
+    tuple
+        Where each is in the whole, and its indices along each dimension.
+    """
+    if not runs:
+        yield (), []
+        return
+    first, *rest = runs
+    inner = prod(map(len, rest))
+    size = max(1, most // max(1, inner))
+    for start in range(0, len(first), size):
+        place, part = slice(start, start + size), first[start : start + size]
+        if len(part) * inner <= most:
+            yield (place, *[slice(None)] * len(rest)), [part, *rest]
+            continue
+        for places, parts in pieces(rest, most):
+            yield (place, *places), [part, *parts]
+
+
 def select(key: Any, shape: tuple[int, ...], growing: bool = False) -> Selection:
     """Find what a key selects.
 
     Parameters
     ----------
-    key : int, slice, Ellipsis, list, array, or tuple of these
+    key : int, slice, Ellipsis, range, list, array, or tuple of these
         At most one list of integers or boolean mask.
     shape : tuple of int
     growing : bool
@@ -103,7 +144,9 @@ def _complete(parts: tuple, rank: int) -> list:
 def _axis(part: Any, size: int, number: int, growing: bool) -> Axis:
     if isinstance(part, slice):
         return Axis(_range(part, size, growing))
-    if isinstance(part, (list, np.ndarray)) and np.ndim(part) > 0:
+    if isinstance(part, range) and all(0 <= end < size for end in (*part[:1], *part[-1:])):
+        return Axis(part)
+    if isinstance(part, (list, range, np.ndarray)) and np.ndim(part) > 0:
         return Axis(_listed(np.asarray(part), size, number, growing))
     if isinstance(part, (bool, np.bool_)):
         raise TypeError("a single bool is no index; a mask has one for each element")

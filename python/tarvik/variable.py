@@ -4,25 +4,27 @@ from __future__ import annotations
 
 from collections.abc import Iterable, Iterator
 from itertools import product
+from math import prod
 from typing import TYPE_CHECKING, Any, Callable
 
 import numpy as np
 
 from tarvik._order import to_gateway, to_reader
 from tarvik._settings import SPARSE_NAMES, compression_name
+from tarvik._sparse import existing_records, same_bits
 from tarvik.attributes import Attributes
-from tarvik.datatypes import datatype_named, to_stored, to_user
-from tarvik.indexing import Axis, Selection, inside, select
+from tarvik.datatypes import as_given, datatype_named, to_stored, to_user
+from tarvik.indexing import BLOCK_BYTES, Axis, Selection, inside, pieces, select
 
 if TYPE_CHECKING:
     from tarvik._contents import Contents
 
 __all__ = ["Variable"]
 
+# What a user's array has for no value, by the kind of its dtype; numbers have the FILLVAL.
+_NONE = {"M": np.datetime64("NaT"), "S": b"", "U": ""}
 # The most bytes and values of one request; the library counts some in 32 bits.
 _REQUEST_BYTES = 1 << 30
-# What is copied at once.
-_BLOCK_BYTES = 8 << 20
 
 
 class Variable:
@@ -39,14 +41,6 @@ class Variable:
 
     Attributes
     ----------
-    name : str
-    datatype : str
-        "CDF_REAL4", for example.
-    record_vary : bool
-        Whether there is a value for each record, or one for all.
-    dim_vary : tuple of bool
-        The same for each dimension.
-    attrs : Attributes
     raw, masked : indexable
         Reading as it is stored, and as a masked array; see there.
     """
@@ -60,18 +54,50 @@ class Variable:
         self._datatype = datatype_named(datatype)
         self._elements = int(elements)
         self._extents = tuple(np.ravel(extents).astype(int).tolist())[order]
-        self.name: str = name
+        self._name: str = name
         self._number: int | None = number
-        self.datatype = self._datatype.name
-        self.record_vary = bool(record_vary)
-        self.dim_vary = tuple(np.ravel(dim_vary).astype(bool).tolist())[order]
-        self.attrs = Attributes(file, self)
+        self._record_vary = bool(record_vary)
+        self._dim_vary = tuple(np.ravel(dim_vary).astype(bool).tolist())[order]
+
+    @property
+    def name(self) -> str:
+        """Its name; `File.rename` changes it."""
+        return self._name
+
+    @property
+    def datatype(self) -> str:
+        """The library's name, "CDF_REAL4" for example."""
+        return self._datatype.name
+
+    @property
+    def record_vary(self) -> bool:
+        """Whether there is a value for each record, or one for all."""
+        return self._record_vary
+
+    @property
+    def dim_vary(self) -> tuple[bool, ...]:
+        """The same for each dimension."""
+        return self._dim_vary
+
+    @property
+    def attrs(self) -> Attributes:
+        """The attributes; assigning a mapping replaces them all."""
+        return Attributes(self._file, self)
+
+    @attrs.setter
+    def attrs(self, values: Any) -> None:
+        self.attrs._replace(values)
 
     def __repr__(self) -> str:
         if self._number is None or self._file.closed:
             return f"<tarvik.Variable {self.name!r}: {self.datatype}, not available any more>"
         shape = " x ".join(map(str, self.shape)) or "one value"
         return f"<tarvik.Variable {self.name!r}: {self.datatype}, {shape}>"
+
+    def _repr_html_(self) -> str:
+        from tarvik._html import of_variable
+
+        return of_variable(self)
 
     @property
     def number(self) -> int:
@@ -176,7 +202,7 @@ class Variable:
     def __setitem__(self, key: Any, values: Any) -> None:
         self._file._check_writable()
         selection = select(key, self.shape, growing=self.record_vary)
-        stored = to_stored(values, self._datatype, self._elements, self._fill())
+        stored = self._to_stored(values)
         try:
             stored = np.broadcast_to(stored, selection.shape)
         except ValueError:
@@ -188,13 +214,23 @@ class Variable:
         self._check_variance(stored)
         self._write(selection, stored)
 
+    def _to_stored(self, values: Any) -> np.ndarray:
+        """What is stored for a user's values: FILLVAL where they are masked."""
+        fill = self._fill()
+        if np.ma.is_masked(values):
+            none = _NONE.get(values.dtype.kind, fill)
+            if none is None:
+                raise ValueError(f"{self.name!r} has no FILLVAL to store for masked values")
+            values = values.filled(none)
+        return to_stored(values, self._datatype, self._elements, fill)
+
     def _check_variance(self, values: np.ndarray) -> None:
         """One value is stored for all of a dimension that does not vary."""
         for number, varies in enumerate(self.dim_vary):
             axis = number + self.record_vary
             if not varies and values.size:
                 first = np.broadcast_to(values.take([0], axis), values.shape)
-                if not np.array_equal(_bits(values), _bits(first)):
+                if not same_bits(values, first).all():
                     raise ValueError(
                         f"dimension {axis} of {self.name!r} does not vary: it holds one value, and "
                         "those given differ"
@@ -217,7 +253,7 @@ class Variable:
         """
         if not self.record_vary:
             raise TypeError(f"{self.name!r} has one value for all records; assign to it instead")
-        given = np.asarray(values)
+        given = as_given(values)
         several = given.ndim > len(self._extents)
         count = len(given) if several else 1
         records = self._records()
@@ -245,8 +281,8 @@ class Variable:
         elif records > present:
             # The library fills what lies between.
             last = self._previous(present if self.sparse == "previous" else 0)
-            place = [range(records - 1, records), *map(range, self._extents)]
-            self._write_stored(place, last[np.newaxis])
+            runs = self._runs(range(records - 1, records), self._extents)
+            self._write_stored(runs, last[np.newaxis])
 
     @property
     def _stored(self) -> np.dtype:
@@ -270,11 +306,9 @@ class Variable:
 
     def _fill(self) -> Any:
         entry = self.attrs._entry("FILLVAL")
-        if entry is None or self._datatype.is_text or isinstance(entry.value, str):
+        if entry is None or self._datatype.is_text or entry.is_text:
             return None
-        value = np.ravel(np.asarray(entry.value), order="F")
-        if entry.datatype.stored.kind == "c":
-            value = value.view("c16")
+        value = entry.stored
         if value.size == 0:
             return None
         with np.errstate(over="ignore", invalid="ignore"):
@@ -284,10 +318,15 @@ class Variable:
         return fill[0] if same else None
 
     def _read_stored(self, key: Any) -> Any:
-        indices = key if isinstance(key, tuple) else (key,)
-        is_one = len(indices) == self.ndim and all(type(index) is int for index in indices)
-        if is_one and self._datatype.stored.kind in "iuf":
-            return self._read_number(indices)
+        if self._datatype.stored.kind in "iuf":
+            indices = key if isinstance(key, tuple) else (key,)
+            if len(indices) == self.ndim and all(type(index) is int for index in indices):
+                return self._read_number(indices)
+            if type(key) is int and self.record_vary and all(self.dim_vary):
+                return self._read_record(key)
+        if key is Ellipsis:
+            values = self._read_records(range(self._records() if self.record_vary else 1))
+            return np.asarray(values, order="C")[()]
         selection = select(key, self.shape)
         parts = [axis.runs for axis in selection.axes]
         if all(len(runs) == 1 for runs in parts):
@@ -309,6 +348,15 @@ class Variable:
         raw = self._file._call("getVarData", self._file.id, self.number, record, indices)
         return self._datatype.stored.type(raw)
 
+    def _read_record(self, key: int) -> np.ndarray:
+        """Read the numbers of one record, which is less work than a hyperslab of one."""
+        record = inside(key, self._records(), 0)
+        raw = self._file._call("getVarRecordData", self._file.id, self.number, record)
+        values = np.ravel(raw, order="F")
+        if self._file._row_major:
+            return values.reshape(self._extents)
+        return np.ascontiguousarray(values.reshape(self._extents, order="F"))
+
     def _read_masked(self, key: Any) -> np.ma.MaskedArray:
         stored = np.asarray(self._read_stored(key))
         fill = self._fill()
@@ -329,9 +377,12 @@ class Variable:
     def _limit(self, name: str, axes: tuple[Axis, ...]) -> Any:
         """One for all values, or one for each that is selected of the last dimension."""
         entry = self.attrs._entry(name)
-        if entry is None or isinstance(entry.value, str) or self._stored.kind in "Sc":
+        if entry is None or entry.is_text or self._stored.kind in "Sc":
             return None
-        value = np.ravel(entry.value)
+        value = entry.stored
+        if self._stored == np.float32:
+            with np.errstate(over="ignore"):
+                value = value.astype(np.float32)  # rounded as the values, one of which may equal it
         if value.size == 1:
             return value[0]
         if value.size not in self._extents[-1:]:
@@ -339,16 +390,11 @@ class Variable:
         picks = axes[-1].picks
         return value[picks[0] if axes[-1].dropped else np.asarray(picks)]
 
-    def _split(self, runs: list[range]) -> Iterator[tuple[tuple[slice, ...], list[range]]]:
-        """Cut a request along its first dimensions until each part is small enough."""
-        most, inner = max(1, _REQUEST_BYTES // self._stored.itemsize), 1
-        cuts: list[list[slice]] = []
-        for run in reversed(runs):
-            size = max(1, most // inner)
-            cuts.insert(0, [slice(at, at + size) for at in range(0, len(run), size)])
-            inner *= len(run)
-        for parts in product(*cuts):
-            yield parts, [run[part] for run, part in zip(runs, parts)]
+    def _split(
+        self, runs: list[range], limit: int
+    ) -> Iterator[tuple[tuple[slice, ...], list[range]]]:
+        """Cut a hyperslab into ones of up to so many bytes."""
+        return pieces(runs, max(1, limit // self._stored.itemsize))
 
     def _place(self, runs: list[range]) -> list[Any]:
         """A hyperslab as the gateway takes it."""
@@ -365,11 +411,11 @@ class Variable:
 
     def _read(self, runs: list[range]) -> np.ndarray:
         """Read a hyperslab: of each dimension the indices that a range has."""
-        pieces = list(self._split(runs))
-        if len(pieces) == 1:
+        shape = tuple(map(len, runs))
+        if 0 < prod(shape) * self._stored.itemsize <= _REQUEST_BYTES:
             return self._read_part(runs)
-        values = np.empty(tuple(map(len, runs)), self._stored)
-        for place, part in pieces:
+        values = np.empty(shape, self._stored)
+        for place, part in self._split(runs, _REQUEST_BYTES):
             values[place] = self._read_part(part)
         return values
 
@@ -401,56 +447,56 @@ class Variable:
             unit = "S1" if self._datatype.is_text else "f8"
             values = np.ascontiguousarray(values)[..., np.newaxis].view(unit)
             item = (values.shape[-1],)
-        for place, part in self._split(runs):
+        for place, part in self._split(runs, _REQUEST_BYTES):
             piece = values[place] if self.record_vary else values[place][np.newaxis]
             raw = to_gateway(piece, item, self._file._row_major)
             self._file._call("hyperPutVarData", self._file.id, self.number, *self._place(part), raw)
 
+    @property
+    def _record_bytes(self) -> int:
+        return int(np.prod(self._extents, dtype=object)) * self._stored.itemsize
+
+    def _read_records(self, records: range) -> np.ndarray:
+        """Whole records, or the only one where they do not vary, without a dimension for it."""
+        return self._read(self._runs(records, self._extents))
+
+    def _runs(self, records: range, extents: Iterable[int]) -> list[range]:
+        return [records] * self.record_vary + [range(extent) for extent in extents]
+
+    def _stored_runs(self, records: range) -> list[range]:
+        """All that is stored of records: one value along a dimension that does not vary."""
+        along = zip(self._extents, self.dim_vary)
+        return self._runs(
+            records, [extent if varies else min(1, extent) for extent, varies in along]
+        )
+
+    @property
+    def _stored_bytes(self) -> int:
+        """The bytes that are stored of one record."""
+        return prod(map(len, self._stored_runs(range(1)))) * self._stored.itemsize
+
+    def _stored_blocks(self, records: range) -> Iterator[list[range]]:
+        """All that is stored of records, in hyperslabs of some MiB."""
+        runs = self._stored_runs(records)
+        for _, part in self._split(runs, BLOCK_BYTES):
+            yield part
+
+    def _existing_values(self) -> Iterator[tuple[list[range], np.ndarray]]:
+        """The records that exist, in blocks of some MiB, as hyperslabs and what they hold."""
+        for runs in self._existing_blocks():
+            yield runs, self._read(runs)
+
     def _existing_blocks(self) -> Iterator[list[range]]:
-        """The records that exist, in blocks of some MiB, as runs of whole hyperslabs."""
-        rest = [range(extent) for extent in self._extents]
-        written = range(int(self._ask("getVarMaxWrittenRecNum")) + 1)
-        if not self.record_vary:
-            if written:
-                yield rest
-            return
-        each = max(1, int(np.prod(self._extents, dtype=object))) * self._stored.itemsize
-        size = max(1, _BLOCK_BYTES // each)
-        blocks = [written[start : start + size] for start in range(0, len(written), size)]
-        if self.sparse is not None:
-            blocks = self._existing(blocks)
-        records, end = self._records(), 0
-        for block in blocks:
-            kept = block[: max(0, records - block.start)]
+        existing = existing_records(self)
+        records = self._records() if self.record_vary else 1
+        end = 0 if self.record_vary else 1
+        for run in existing:
+            kept = run[: max(0, records - run.start)]
             if kept:
-                yield [kept, *rest]
+                yield from self._stored_blocks(kept)
                 end = kept.stop
         if end < records:  # the last record that is left need not exist
-            yield [range(records - 1, records), *rest]
-
-    def _existing(self, blocks: list[range]) -> list[range]:
-        """The records of a sparse variable that exist.
-
-        The library tells how many there are, but not which. Those that read otherwise than missing
-        ones would exist, and the last one. If there are more, all records are taken: a value that
-        was written must not follow FILLVAL, or the record before it, when that is changed later.
-        """
-        runs = [run for block in blocks for run in self._differing(block)]
-        if blocks and (not runs or runs[-1][-1] != blocks[-1][-1]):
-            runs.append(blocks[-1][-1:])
-        return runs if sum(map(len, runs)) == self._ask("getVarNumRecsWritten") else blocks
-
-    def _differing(self, records: range) -> list[range]:
-        """The records of a block that read otherwise than missing ones would."""
-        values = self._read([records, *map(range, self._extents)])
-        missing = self._missing()
-        if missing is None:
-            return [records]
-        before = np.broadcast_to(missing, values.shape)
-        if self.sparse == "previous":
-            before = np.concatenate([self._previous(records.start)[np.newaxis], values[:-1]])
-        exists = (_bits(values) != _bits(before)).reshape((len(records), -1)).any(axis=1)
-        return [run for run, _ in Axis(records.start + np.flatnonzero(exists)).runs]
+            yield self._stored_runs(range(records - 1, records))
 
     def _missing(self) -> np.ndarray | None:
         """What missing records read as: FILLVAL, or the pad value where there is none.
@@ -467,18 +513,12 @@ class Variable:
         if record == 0:
             missing = self._missing()
             return np.broadcast_to(self._pad() if missing is None else missing, self._extents)
-        return self._read([range(record - 1, record), *map(range, self._extents)])[0]
+        return self._read_records(range(record - 1, record))[0]
 
 
 def _within(places: Iterable[slice]) -> Any:
     """A key for an array; the ellipsis keeps one without dimensions an array."""
     return (..., *places)
-
-
-def _bits(values: np.ndarray) -> np.ndarray:
-    """Bytes, which are equal only if the values are the same: NaN too."""
-    values = np.ascontiguousarray(values)
-    return values.reshape((*values.shape, 1)).view("u1")
 
 
 class Reader:

@@ -3,16 +3,16 @@
 import csv
 import io
 import json
-import os
 import signal
 import subprocess
 import sys
 import time
 
+import click.shell_completion
 import numpy as np
 import pytest
-from tarvik import constants, ops
-from tarvik.cli import blocks
+from tarvik import File, constants, indexing, ops
+from tarvik.cli import tarvik
 
 NUMBER = np.int32
 
@@ -20,7 +20,7 @@ NUMBER = np.int32
 @pytest.fixture(autouse=True)
 def small_blocks(monkeypatch):
     """Have files of a few records in several blocks."""
-    monkeypatch.setattr(blocks.blocks, "__defaults__", (64,))
+    monkeypatch.setattr(indexing.blocks, "__defaults__", (64,))
     monkeypatch.setattr("tarvik.cli.export._BLOCK_BYTES", 64)
 
 
@@ -277,7 +277,9 @@ def test_export_of_text(command, tmp_path, majority):
             "Bz",
         ],
     ]
-    first = command("export", path, *names, "--to", "json", "--blank", "fill", "--records", ":1")
+    first = command(
+        "export", path, *names, "--format", "json", "--blank", "fill", "--records", ":1"
+    )
     assert json.loads(first[1]) == [
         {
             "time": "2020-01-31T12:30:15.250",
@@ -285,24 +287,109 @@ def test_export_of_text(command, tmp_path, majority):
             "label": ["a\\xe9 ", "Bz"],
         }
     ]
-    assert json.loads(command("export", path, "exact", "--to", "json")[1]) == []
+    assert json.loads(command("export", path, "exact", "--format", "json")[1]) == []
     assert command("export", path, "leap")[1] == "leap\n2016-12-31T23:59:60.000000001\n"
     sparse = command("export", path, "pads", "previous", "--blank", "pad", "--records", "4:6")[1]
     assert sparse == "pads[0],pads[1],previous[0],previous[1]\n,,,\n8,8,8,8\n"
 
 
+def test_chosen_records(command, sample):
+    def exported(*options):
+        code, text, words = command("export", sample, "time", *options)
+        assert (code, words) == (0, "")
+        return [int(line[17:19]) for line in text.splitlines()[1:]]
+
+    assert exported("--records", "-3:-1") == [21, 22]
+    assert exported("--from", "2020-01-31T12:30:16.5", "--to", "2020-01-31 12:30:20Z") == [
+        17,
+        18,
+        19,
+    ]
+    assert exported("--from", "2020-01-31T12:30:16.5", "--records", "::3") == [17, 20, 23]
+    assert exported("--to", "1999-12-31") == []
+
+
+def test_export_of_many_files(command, tmp_path, sample, example_file):
+    folder = tmp_path / "made"
+    folder.mkdir()
+    files = (sample, tmp_path / "none.cdf", example_file)
+    code, text, words = command("export", *files, "-o", folder)
+    assert (code, text) == (3, "")
+    left, missing, other = words.splitlines()
+    assert "label (one value for all records), exact (0 records)" in left
+    assert missing.endswith("none.cdf: No such file or directory")
+    assert "(one value for all records)" in other
+    lines = (folder / "sample.csv").read_text().splitlines()
+    assert lines[0].replace('"', "") == ",".join(
+        ["time", *FIELD_NAMES, "pads[0]", "pads[1]", "previous[0]", "previous[1]"]
+    )
+    assert len(lines) == 10
+    assert len((folder / example_file.with_suffix(".csv").name).read_text().splitlines()) == 25
+    assert command("export", *files, "time", "-o", folder)[0] == 4  # the other has no such name
+    assert command("copy", sample, example_file, folder, "--compression", "gzip")[0] == 0
+    assert command("compare", sample, folder / "sample.cdf")[0] == 0
+
+
+def test_ls(command, sample, example_file, tmp_path):
+    code, text, words = command("ls", sample, tmp_path / "none.cdf", example_file)
+    assert (code, words.count("\n")) == (3, 1)
+    first, *lines = text.splitlines()
+    assert "7 variables" in first
+    assert first.endswith("2017-01-01T00:00:00 to 2020-01-31T12:30:23")
+    rows = [line.split("  ") for line in lines]
+    assert [cell.strip() for cell in rows[1] if cell.strip()] == ["field", "CDF_REAL4", "9 x 2 x 3"]
+    flux = next(line for line in lines if "flux_He" in line)
+    assert flux.split()[1:] == ["CDF_REAL4", "24", "x", "8", "1/(cm2", "Sr", "sec", "MeV/nucleon)"]
+    assert command("ls", sample, example_file, "--with", "flux_He")[1].count("variables") == 1
+
+
+def test_attrs(command, sample):
+    def shown(*variable):
+        code, text, words = command("attrs", sample, *variable)
+        assert (code, words) == (0, "")
+        return [line.split(maxsplit=2) for line in text.splitlines()]
+
+    assert shown("field") == [["FILLVAL", "CDF_REAL4", "-1.0"]]
+    edits = ["--rename", "notes =remarks", "--set", "TEXT=one", "--set", "TEXT=two", "--set", "a="]
+    assert command("attrs", sample, *edits, "--set", "remarks=Ü", "--delete", "TEXT")[0] == 4
+    assert command("attrs", sample, *edits, "--set", "remarks=Ü")[::2] == (0, "")
+    assert ["remarks", "CDF_CHAR", "Ü"] in shown()
+    assert [row[2] for row in shown() if row[0].startswith("TEXT[")] == ["one", "two"]
+    assert (
+        command("attrs", sample, "--set", "n=1, 2", "--set", "n=-3", "--type", "cdf_int2")[0] == 0
+    )
+    assert [row[1:] for row in shown() if row[0].startswith("n[")] == [
+        ["CDF_INT2", "1, 2"],
+        ["CDF_INT2", "-3"],
+    ]
+    changes = ["FILLVAL=-1e31", "VALIDMAX=7", "UNITS=7"]
+    edits = [word for change in changes for word in ("--set", change)]
+    assert command("attrs", sample, "field", *edits)[0] == 0
+    assert shown("field") == [
+        ["FILLVAL", "CDF_REAL4", "-1e+31"],
+        ["VALIDMAX", "CDF_REAL4", "7.0"],
+        ["UNITS", "CDF_CHAR", "7"],
+    ]
+    assert command("attrs", sample, "leap", "--set", "VALIDMIN=2016-12-31")[0] == 0
+    assert shown("leap") == [["VALIDMIN", "CDF_TIME_TT2000", "2016-12-31T00:00:00.000000000"]]
+    assert (
+        command("attrs", sample, "field", "--delete", "UNITS", "--rename", "VALIDMAX=MAX")[0] == 0
+    )
+    assert [row[0] for row in shown("field")] == ["FILLVAL", "MAX"]
+
+
 def test_export_of_arrays(command, tmp_path, sample):
     out = tmp_path / "out.npy"
-    assert command("export", sample, "field", "--to", "npy", "-o", out)[0] == 0
+    assert command("export", sample, "field", "--format", "npy", "-o", out)[0] == 0
     values = np.load(out)
     assert (values.dtype, values.shape, values[8, 1, 2]) == (np.float32, (9, 2, 3), 2.5)
-    several = ("time", "pads", "label", "--blank", "pad", "--to", "npy", "-o", out, "--force")
+    several = ("time", "pads", "label", "--blank", "pad", "--format", "npy", "-o", out, "--force")
     assert command("export", sample, *several)[0] == 0
     rows = np.load(out)
     assert rows["time"][1] == np.datetime64("2020-01-31T12:30:16.250")
     np.testing.assert_array_equal(rows["pads"][3:6, 0], [np.nan, np.nan, 8])
     assert rows["label"][0].tolist() == ["a\udce9 ", "Bz"]
-    code, _, words = command("export", sample, "leap", "--to", "npy", "-o", out, "--force")
+    code, _, words = command("export", sample, "leap", "--format", "npy", "-o", out, "--force")
     assert (code, words) == (
         0,
         "tarvik: leap: 1 times in a leap second become the second after it\n",
@@ -314,7 +401,7 @@ def test_export_to_parquet(command, tmp_path, sample):
     parquet = pytest.importorskip("pyarrow.parquet")
     out = tmp_path / "out.parquet"
     names = ("time", "field", "label", "pads")
-    arguments = ("--to", "parquet", "-o", out, "--blank", "fill", "--blank", "pad")
+    arguments = ("--format", "parquet", "-o", out, "--blank", "fill", "--blank", "pad")
     assert command("export", sample, *names, *arguments)[0] == 0
     table = parquet.read_table(out).to_pydict()
     assert table["time"][1].isoformat() == "2020-01-31T12:30:16.250000"
@@ -326,13 +413,19 @@ def test_export_to_parquet(command, tmp_path, sample):
 
 def test_a_missing_extra_is_named(command, sample, monkeypatch):
     monkeypatch.setattr("importlib.util.find_spec", lambda _: None)
-    code, _, words = command("export", sample, "time", "--to", "parquet", "-o", "x.parquet")
+    code, _, words = command("export", sample, "time", "--format", "parquet", "-o", "x.parquet")
     assert (code, "pip install 'tarvik[parquet]'" in words) == (2, True)
 
 
 def test_wrong_usage(command, sample, tmp_path):
+    before = sample.read_bytes()
     for code, *arguments in [
-        (2, "export", sample),
+        (2, "export"),
+        (2, "export", sample, sample, "time", "-o", tmp_path / "none"),
+        (2, "copy", sample, sample, tmp_path / "x"),
+        (2, "export", sample, "time", "--from", "yesterday"),
+        (2, "attrs", sample, "--set", "TITLE"),
+        (2, "attrs", sample, "--type", "CDF_INT4"),
         (2, "export", sample, "time", "--records", "3"),
         (2, "export", sample, "time", "--records", "::0"),
         (2, "copy", sample, tmp_path / "x", "--compression", "gzip:10"),
@@ -344,10 +437,18 @@ def test_wrong_usage(command, sample, tmp_path):
         (4, "copy", sample, tmp_path / "x", "--compression", "rle", "--format", "multi"),
         (4, "export", sample, "time", "leap"),
         (4, "export", sample, "nothing"),
+        (4, "export", sample, "label", "--from", "2020-01-31"),
+        (4, "attrs", sample, "nothing"),
+        (4, "attrs", sample, "field", "--set", "FILLVAL=x"),
+        (4, "attrs", sample, "--set", "x=1", "--type", "CDF_NONE"),
+        (4, "attrs", sample, "--set", "x=1", "--rename", "none=other"),
+        (4, "attrs", sample, "--set", "x=1", "--delete", "x"),
+        (4, "attrs", sample, "time", "--set", "x=1", "--set", "x=2"),
     ]:
         found, text, words = command(*arguments)
         assert (found, text) == (code, ""), arguments
         assert code == 2 or words.count("\n") == 1, words
+    assert sample.read_bytes() == before
 
 
 @pytest.mark.parametrize("arguments", [["constants"], ["--help"], ["show"], ["export", "time"]])
@@ -361,17 +462,41 @@ def test_a_stdout_that_takes_nothing(sample, arguments):
         assert (done.returncode, done.stderr) == (3, f"tarvik: stdout: {words}\n")
 
 
-def test_completion(sample):
-    variables = {"_TARVIK_COMPLETE": "bash_complete", "COMP_WORDS": f"tarvik export {sample} f"}
-    done = subprocess.run(
-        [
-            sys.executable,
-            "-c",
-            "import sys; sys.argv[0] = 'tarvik'; import tarvik.cli as c; c.main()",
-        ],
-        env={**os.environ, **variables, "COMP_CWORD": "3"},
-        capture_output=True,
-        text=True,
-        check=False,
-    )
-    assert done.stdout == "plain,field\n"
+COMPLETIONS = [
+    ("export {} f", ["plain,field"]),
+    ("export {} {} t", ["plain,time"]),
+    ("export sam", ["file,sam"]),
+    ("show {} --variable l", ["plain,label", "plain,leap"]),
+    ("attrs {} p", ["plain,pads", "plain,previous"]),
+    ("copy {} --only ti", ["plain,time"]),
+    ("plot {} ti", ["plain,time"]),
+    ("ls sam", ["file,sam"]),
+    ("attrs {hostile} =B", ["plain,'=B;touch${IFS}x'"]),
+    ("ops getVarPad", ["plain,getVarPadValue"]),
+]
+
+
+@pytest.fixture
+def hostile(tmp_path):
+    """A file whose names and texts are traps for shells and spreadsheets."""
+    with File(tmp_path / "hostile.cdf", "w") as file:
+        file["=B;touch${IFS}x"] = ["=1+1", "@x", "-", "fine", "+1"]
+        file["number"] = np.arange(-5, 0)
+    return tmp_path / "hostile.cdf"
+
+
+def test_export_for_a_spreadsheet(command, hostile):
+    text = command("export", hostile, "--spreadsheet")[1]
+    header, *rows = csv.reader(io.StringIO(text))
+    assert header == ["'=B;touch${IFS}x", "number"]
+    assert [row[0].rstrip() for row in rows] == ["'=1+1", "'@x", "'-", "fine", "'+1"]
+    assert [row[1] for row in rows] == ["-5", "-4", "-3", "-2", "-1"]
+
+
+@pytest.mark.parametrize(("line", "expected"), COMPLETIONS)
+def test_completion(sample, hostile, line, expected, monkeypatch):
+    words = f"tarvik {line.format(sample, sample, hostile=hostile)}"
+    monkeypatch.setenv("COMP_WORDS", words)
+    monkeypatch.setenv("COMP_CWORD", str(len(words.split()) - 1))
+    complete = click.shell_completion.BashComplete(tarvik, {}, "tarvik", "_TARVIK_COMPLETE")
+    assert complete.complete().splitlines() == expected

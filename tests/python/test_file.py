@@ -166,9 +166,18 @@ def test_fill_values_and_limits(saved):
         for key in (..., (3, 2), (..., slice(3, None, -2)), (3, 2, 1, 4), (..., [0, 4])):
             np.testing.assert_array_equal(np.ma.getmaskarray(cube.masked[key]), expected[key])
         assert days.masked[...].mask.tolist() == [False, True, True]
+        file["tenths"] = np.array([0.1, 0.2], "f4")
+        file["tenths"].attrs.set("VALIDMAX", 0.1, "CDF_REAL8")
+        assert file["tenths"].masked[...].mask.tolist() == [False, True]
         assert np.isnat(days[...]).tolist() == [False, True, True]
         days[0] = np.datetime64("NaT")
         assert days.raw[0] == days.fill
+        masked = np.ma.MaskedArray([5, 999], [False, True])
+        small[:2] = masked
+        small.append(masked)
+        assert small[...].tolist() == [5, 2, 2, 5, 2]
+        with pytest.raises(ValueError, match="'flat' has no FILLVAL"):
+            file["flat"][0, :2] = masked
 
 
 # Files.
@@ -307,6 +316,54 @@ def test_a_fork_leaves_an_edit_to_its_parent(tmp_path):
         file["late"] = [2.0]
     with File(tmp_path / "made.cdf") as file:
         assert [*file["early"], *file["late"]] == [0, 2]
+
+
+def test_a_fork_reads_on_by_itself(saved):
+    with File(saved) as file:
+        expected = file["cube"][...]
+        child = os.fork()
+        if child == 0:
+            try:
+                same = np.array_equal(file["cube"][...], expected)
+                file.close()
+                os._exit(0 if same and file.closed else 1)
+            finally:
+                os._exit(1)
+        for _ in range(50):
+            np.testing.assert_array_equal(file["cube"][...], expected)
+        assert os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]) == 0
+
+
+def test_attributes_as_a_whole(saved, tmp_path):
+    with File(tmp_path / "kinds.cdf", "w") as file:
+        for kind, value in (
+            ("CDF_EPOCH", "2020-01-01"),
+            ("CDF_FLOAT", 0.5),
+            ("CDF_BYTE", np.array([1, 2])),
+        ):
+            file.attrs.set(kind, value, datatype=kind)
+        file.attrs["two"] = ["a", np.float64(2)]
+        file["v"] = [1]
+        file["v"].attrs = {"UNITS": "nT", "FILLVAL": -1}
+    with File(tmp_path / "kinds.cdf") as kinds, File(saved, "r+") as file:
+        file.attrs.update(kinds.attrs)
+        file["cube"].attrs.update(kinds["v"].attrs)
+        file["small"].attrs = {"UNITS": "T"}
+        file["small"].attrs = {"CATDESC": "x"}
+    entries = [entry[1:4] for entry in entries_of_spacepy(saved, range(8))]
+    assert [entry for entry in entries if entry[0].startswith(("CDF", "two"))] == [
+        ("CDF_EPOCH", 0, "CDF_EPOCH"),
+        ("CDF_FLOAT", 0, "CDF_FLOAT"),
+        ("CDF_BYTE", 0, "CDF_BYTE"),
+        ("two", 0, "CDF_CHAR"),
+        ("two", 1, "CDF_REAL8"),
+    ]
+    with File(saved, "r+") as file:
+        file.attrs = {"Project": "other", "new": "n"}
+        assert dict(file["cube"].attrs) == {"UNITS": "nT", "FILLVAL": -1}
+    with File(saved) as file:
+        assert dict(file.attrs) == {"Project": "other", "new": "n"}
+        assert dict(file["small"].attrs) == {"CATDESC": "x"}
 
 
 def test_mapping(saved):

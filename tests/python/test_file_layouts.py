@@ -78,7 +78,9 @@ def test_storage(method, sparse, majority, tmp_path):
     if sparse == "previous":
         values[2:5], values[7] = values[1], values[6]
     for edits in range(3):
-        for reader in ["spacepy"] if method in METHODS[1:3] else ["spacepy", "pycdfpp"]:
+        # pycdfpp knows no Huffman, and takes the pad value for missing records.
+        known = method not in METHODS[1:3] and not (sparse and edits > 1)
+        for reader in ["spacepy", "pycdfpp"] if known else ["spacepy"]:
             np.testing.assert_array_equal(READERS[reader](path)["V"][1], values)
         np.testing.assert_array_equal(READERS["spacepy"](path)["one"][1], one[None])
         with File(path, "r+") as file:
@@ -89,9 +91,11 @@ def test_storage(method, sparse, majority, tmp_path):
             np.testing.assert_array_equal(other[...], one)
             if edits == 0:
                 del file["extra"]  # all others are copied
-            else:  # what had been written stays
+            else:  # what had been written stays, and missing records read as the fill value
                 made.attrs["FILLVAL"] = -8
                 made[5] = values[5] = values[5] + 1
+                if sparse:
+                    values[[0, 2, 3, 4, 7] if sparse == "pad" else 0] = -8
 
 
 @pytest.mark.parametrize("name", NAMES)
@@ -114,9 +118,9 @@ def test_real_variables(name, reader):
 @pytest.mark.parametrize("name", NAMES)
 def test_real_attributes(name):
     with File(FOLDER / name) as file:
-        titles, variables, theirs = [*file._store.numbers], [*file.values()], {}
+        titles, variables, theirs = [*file._attributes], [*file.values()], {}
         for number, _, entry, *what in entries_of_spacepy(FOLDER / name, range(len(titles))):
-            is_global = file._store.scopes[titles[number]] == 1
+            is_global = file._attributes[titles[number]].is_global
             place = (None if is_global else variables[entry].name, titles[number])
             theirs.setdefault(place, []).append(what)
         owners = {None: file, **file}

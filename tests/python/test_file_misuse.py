@@ -20,7 +20,7 @@ TOO_LONG = "n" * 256
 
 
 def run(action, file, variable=None):
-    names = {"np": np, "datetime": datetime, "TOO_LONG": TOO_LONG}
+    names = {"np": np, "datetime": datetime, "File": File, "TOO_LONG": TOO_LONG}
     exec(action, {"f": file, "v": file["small"] if variable is None else variable, **names})
 
 
@@ -75,6 +75,10 @@ WRONG = [
     ('f["flat"][0] = [1, 2, 3]', ValueError, "does not vary"),
     ('f["one"].resize(2)', TypeError, "'one'"),
     ('f["small"].resize(-1)', ValueError, "-1"),
+    ('v.name = "x"', AttributeError, "name"),
+    ('f.attrs = {"é": 1}', ValueError, "'é'"),
+    ('v.attrs.rename("none", "x")', KeyError, "'none'"),
+    ('File(f.path, "r+", checksum="md5")', ValueError, "checksum='md5'.*'r\\+'"),
 ]
 
 

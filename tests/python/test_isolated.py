@@ -14,8 +14,7 @@ import numpy as np
 import pytest
 import tarvik
 from tarvik import _answer, constants, ops
-from tarvik.cli import blocks, content, model
-from tarvik.cli.gateway import using
+from tarvik.cli import content
 from test_files import WRITE, run_python, written
 from test_real_files import FOLDER, NAMES
 
@@ -45,22 +44,20 @@ def add_variable(gateway, path, records=3):
     return file
 
 
-def everything(path):
+def everything(path, gateway=None):
     """All descriptions and the bits of all values of a file."""
-    found = [repr(content.read_file(str(path)))]
-    with model.call("open", path) as file:
-        for variable in model.read_variables(file):
-            if variable.records:
-                values = blocks.read(file, variable, range(variable.records))
-                found.append((values.dtype, values.shape, values.tobytes()))
+    found = [repr(content.read_file(str(path), gateway=gateway))]
+    with tarvik.File(path, gateway=gateway) as file:
+        for variable in file.values():
+            values = variable.raw[...]
+            found.append((values.dtype, values.shape, values.tobytes()))
     return found
 
 
 @pytest.mark.parametrize("name", NAMES)
 def test_real_files_read_the_same(name):
-    here = everything(FOLDER / name)
-    with using(tarvik.Gateway(isolated=True)):
-        assert everything(FOLDER / name) == here
+    with tarvik.Gateway(isolated=True) as gateway:
+        assert everything(FOLDER / name) == everything(FOLDER / name, gateway)
 
 
 def test_values_of_any_size_go_there_and_back_bit_by_bit(either_probe):
@@ -387,7 +384,7 @@ def test_a_crash_counts_for_its_file_alone(command, monkeypatch, tmp_path, name,
     files = [tmp_path / f"{which}.cdf" for which in ("first", "doomed", "last")]
     for file in files:
         file.write_bytes((EXAMPLE).read_bytes())
-    monkeypatch.setattr("tarvik.cli.gateway.for_strangers", lambda _: Doomed())
+    monkeypatch.setattr("tarvik.cli.files.for_strangers", lambda _: Doomed())
     code, text, words = command(name, *options, *files)
     assert code == 4
     assert words == f"tarvik: {files[1]}: The CDF library crashed (SIGSEGV) in inquireAttr.\n"

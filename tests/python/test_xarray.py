@@ -1,17 +1,20 @@
 """CDF files in xarray, and work on many of them that Dask spreads over processes."""
 
+import multiprocessing
+import os
 import pickle
+import shutil
 import subprocess
 import sys
-from types import SimpleNamespace
+from pathlib import Path
+from threading import Event, Thread
 
 import numpy as np
 import pytest
 import samples
-import tarvik
 from conftest import ROOT
 from samples import INT8, TT2000
-from tarvik import _reader, ops
+from tarvik import CDFError, CDFWarning, Variable, ops
 from tarvik import constants as c
 from test_layouts import READERS, TEXT
 from test_real_files import for_every_file, path  # noqa: F401
@@ -72,15 +75,16 @@ def sample(request, tmp_path):
 
 @pytest.fixture
 def calls(monkeypatch):
-    """The inputs of all reads of values behind the file and the variable."""
-    made = []
+    """The openings, and the inputs of all reads of values behind the file and the variable."""
+    made = {"open": [], "hyperGetVarData": []}
+    call = ops.call
 
-    def read(file, variable, *inputs):
-        made.append(inputs)
-        return ops.hyperGetVarData(file, variable, *inputs)
+    def noted(operation, *inputs):
+        if operation in made:
+            made[operation].append(inputs[2:])
+        return call(operation, *inputs)
 
-    others = {name: getattr(tarvik.ops, name) for name in dir(tarvik.ops)}
-    monkeypatch.setattr(_reader, "ops", SimpleNamespace(**{**others, "hyperGetVarData": read}))
+    monkeypatch.setattr(ops, "call", noted)
     return made
 
 
@@ -190,25 +194,97 @@ def test_indexing(sample, key):
 def test_what_is_read(sample, calls):
     found = xr.open_dataset(sample, engine="tarvik")
     # The indices: Epoch, energy, axis. Nothing with more dimensions.
-    assert sorted(inputs[1] * int(np.prod(inputs[4])) for inputs in calls) == [1 * 3, 1 * 4, 20]
-    calls.clear()
+    reads = calls["hyperGetVarData"]
+    assert sorted(inputs[1] * int(np.prod(inputs[4])) for inputs in reads) == [1 * 3, 1 * 4, 20]
+    reads.clear()
     found.flux[5].values  # noqa: B018
-    ((start, records, _, _, counts, _),) = calls
+    ((start, records, _, _, counts, _),) = reads
     assert (start, records, sorted(counts)) == (5, 1, [3, 4])
-    calls.clear()
+    reads.clear()
     found.flux[2:19:5, ::2, 1].values  # noqa: B018
-    ((start, records, step, _, counts, steps),) = calls
+    ((start, records, step, _, counts, steps),) = reads
     assert (start, records, step, sorted(counts), sorted(steps)) == (2, 4, 5, [1, 2], [1, 2])
+    assert len(calls["open"]) == 1
+
+
+def open_files(folder):
+    """The names of the files of a folder that this process has open."""
+    links = [link for link in Path("/proc/self/fd").iterdir() if link.is_symlink()]
+    return sorted(file.name for file in map(Path.readlink, links) if file.parent == folder)
+
+
+def test_files_that_are_open(sample, tmp_path):
+    found = xr.open_dataset(sample, engine="tarvik")
+    assert open_files(tmp_path) == ["sample.cdf"]
+    found.close()
+    assert open_files(tmp_path) == []
+    assert found.flux[0, 0, 0] == FLUX[0, 0, 0]  # it is opened again
+    del found
+    assert open_files(tmp_path) == []
+    names = [f"{n}.cdf" for n in range(5)]
+    copies = [shutil.copyfile(sample, tmp_path / name) for name in names]
+    with xr.set_options(file_cache_maxsize=2):
+        many = [xr.open_dataset(copy, engine="tarvik") for copy in copies]
+        for each in many:
+            np.testing.assert_array_equal(each.of_them, VARIABLES["of_them"][0])
+        assert open_files(tmp_path) == names[-2:]
+
+
+@pytest.mark.filterwarnings("ignore:.*multi-threaded:DeprecationWarning")
+def test_forks_while_another_thread_reads(sample):
+    found = xr.open_dataset(sample, engine="tarvik", mask_and_scale=False)
+    ended = Event()
+
+    def read():
+        while not ended.is_set():
+            found.flux[0].values  # noqa: B018
+
+    def child():
+        os._exit(0 if np.array_equal(found.flux, FLUX) else 1)
+
+    thread = Thread(target=read)
+    thread.start()
+    try:
+        for _ in range(20):
+            process = multiprocessing.get_context("fork").Process(target=child)
+            process.start()
+            process.join(20)
+            assert process.exitcode == 0
+    finally:
+        ended.set()
+        thread.join()
+
+
+def test_a_variable_that_cannot_be_read(sample, monkeypatch):
+    class Refused(Variable):
+        def __init__(self, file, number):
+            super().__init__(file, number)
+            if self.name == "counts":
+                raise CDFError("x", "Unhandled datatype 99.")
+
+    monkeypatch.setattr("tarvik.file.Variable", Refused)
+    with pytest.warns(
+        CDFWarning, match=r"sample\.cdf: the variable 'counts' is left out: Unhandled"
+    ):
+        found = xr.open_dataset(sample, engine="tarvik")
+    assert found.variables.keys() == VARIABLES.keys() - {"counts"}
 
 
 def test_copies_and_chunks(sample):
     found = xr.open_dataset(sample, engine="tarvik")
     copied = pickle.loads(pickle.dumps(found))
     xr.testing.assert_identical(copied.load(), xr.load_dataset(sample, engine="tarvik"))
-    # No handle is left behind: the file can be replaced, and what is read next is the new one.
+    # A file that is replaced is read until it is closed; then the new one.
+    copied = pickle.loads(pickle.dumps(found))
     sample.unlink()
-    samples.write(sample, {**VARIABLES, "flux": (FLUX + 1, *VARIABLES["flux"][1:])})
-    assert found.flux[0, 0, 0] == FLUX[0, 0, 0] + 1
+    samples.write(sample, {**VARIABLES, "flux": (FLUX[:10] + 1, *VARIABLES["flux"][1:])})
+    assert found.flux[0, 0, 0] == FLUX[0, 0, 0]
+    found.close()
+    np.testing.assert_array_equal(found.by_record, VARIABLES["by_record"][0])
+    with pytest.raises(OSError, match="The file was replaced since the dataset was opened"):
+        copied.flux.load()
+    samples.write(sample.parent / "whole.cdf", VARIABLES)
+    sample = sample.parent / "whole.cdf"
     pytest.importorskip("dask", reason="dask is not installed")
     with ops.open(sample) as file:
         ops.setCompression(file, c.GZIP_COMPRESSION, 6)  # all of it: each read makes a scratch file
@@ -237,7 +313,7 @@ def test_other_files_are_left_to_others(tmp_path, example_file):
 def test_without_xarray():
     program = (
         "import sys; sys.modules['xarray'] = None\n"
-        "import tarvik, tarvik._reader\n"
+        "import tarvik, tarvik._panels\n"
         "try: import tarvik.xarray\n"
         "except ImportError as error: print(error)"
     )

@@ -5,13 +5,13 @@ from dataclasses import asdict, dataclass
 
 import numpy as np
 
-from tarvik import CDFError, constants
-from tarvik.cli import blocks, model
+from tarvik import CDFError, CDFProcessError
+from tarvik._contents import Unreadable
+from tarvik._sparse import check_not_too_many
+from tarvik._text import counted, for_json, undecoded, visible
 from tarvik.cli.errors import DONE, FOUND, Failure
 from tarvik.cli.files import opened
-from tarvik.cli.gateway import call, using
 from tarvik.cli.progress import progress
-from tarvik.cli.text import counted, for_json, undecoded, visible
 
 
 @dataclass(frozen=True)
@@ -25,19 +25,13 @@ class Remark:
 def check_files(files, as_json, gateway=None):
     """Check files on stdout; return 0 when all are clean, 1 when not, more for a failure.
 
-    They go through the gateway, which is unloaded at the end; without one they go the usual way.
     The library verifies the checksum of a file that has one when it opens it with validation.
     """
-    with using(gateway):
-        return _check_files(files, as_json)
-
-
-def _check_files(files, as_json):
     documents = []
     code = DONE
     for path in files:
         try:
-            documents.append(_document(path))
+            documents.append(_document(path, gateway))
         except Failure as failure:
             code = max(code, failure.complain())
             documents.append({"file": path, "clean": False, "problem": str(failure.error)})
@@ -50,22 +44,18 @@ def _check_files(files, as_json):
     return code
 
 
-def _document(path):
-    # The process for it may be a new one.
-    call("setValidate", constants.VALIDATEFILEON)
-    with opened(path) as file:
-        variables, attributes = map(int, call("inquire", file)[3:])
-        checksum = call("getChecksum", file)
-        remarks = [*_of_attributes(file, attributes, variables), *_of_variables(file, variables)]
-    return {
-        "file": path,
-        "clean": not remarks,
-        "checksum": checksum,
-        "variables": variables,
-        "attributes": attributes,
-        "remarks": [asdict(remark) for remark in remarks],
-        "problem": None,
-    }
+def _document(path, gateway):
+    with opened(path, gateway) as file:
+        remarks = [*_of_attributes(file), *_of_variables(file)]
+        return {
+            "file": path,
+            "clean": not remarks,
+            "checksum": file._ask("getChecksum"),
+            "variables": len(file),
+            "attributes": len(file._attributes),
+            "remarks": [asdict(remark) for remark in remarks],
+            "problem": None,
+        }
 
 
 def _print(document):
@@ -78,71 +68,78 @@ def _print(document):
         print(f"  {visible(remark['subject'])}: {visible(remark['what'])}")
 
 
-def _of_attributes(file, count, variables):
-    for number in range(count):
-        name = call("getAttrName", file, number)
-        subject = f"attribute {name}"
-        yield from _of_name(subject, name)
-        try:
-            attribute = model.read_attribute(file, number)
-        except CDFError as error:
-            yield Remark(subject, f"not readable: {error}")
-            continue
-        if not attribute.entries:
+def _of_attributes(file):
+    names = {found.number: found.name for found in file._listed()}
+    for attribute in file._attributes.values():
+        subject = f"attribute {attribute.name}"
+        yield from _of_name(subject, attribute.name)
+        if attribute.problem is not None:
+            yield Remark(subject, f"not readable: {attribute.problem}")
+        elif not attribute.of_file and not attribute.of_variables:
             yield Remark(subject, "no entries")
-        for entry in attribute.entries:
-            yield from _of_entry(file, subject, entry, variables)
+        for number, entry in attribute.of_file.items():
+            yield from _of_entry(subject, f"entry {number}", entry)
+        for number, entry in attribute.of_variables.items():
+            what = f"entry of {names.get(number, number)}"
+            if number not in names:
+                what = f"entry {number}"
+                yield Remark(subject, f"{what} is for a variable that does not exist")
+            yield from _of_entry(subject, what, entry)
 
 
-def _of_entry(file, subject, entry, variables):
-    what = f"entry {entry.number}"
-    if entry.of_variable and entry.number < variables:
-        what = f"entry of {call('getVarName', file, entry.number)}"
-    elif entry.of_variable:
-        yield Remark(subject, f"{what} is for a variable that does not exist")
-    if isinstance(entry.value, bytes):
-        if not _is_utf8(entry.value):
+def _of_entry(subject, what, entry):
+    if entry.problem is not None:
+        yield Remark(subject, f"{what} is not readable: {entry.problem}")
+    elif entry.is_text:
+        text = entry.for_gateway
+        if not _is_utf8(text):
             yield Remark(subject, f"{what} is not UTF-8")
-        if b"\0" in entry.value:
+        if b"\0" in text:
             yield Remark(subject, f"{what} holds NULs; nothing is read behind the first")
 
 
-def _of_variables(file, count):
-    for number in range(count):
-        name = call("getVarName", file, number)
-        subject = f"variable {name}"
-        yield from _of_name(subject, name)
+def _of_variables(file):
+    for found in file._listed():
+        subject = f"variable {found.name}"
+        yield from _of_name(subject, found.name)
+        if isinstance(found, Unreadable):
+            yield Remark(subject, f"not readable: {found.problem}")
+            continue
         try:
-            yield from _of_variable(file, subject, number)
+            yield from _of_variable(subject, found)
+        except CDFProcessError:
+            raise
         except CDFError as error:
             yield Remark(subject, f"not readable: {error}")
 
 
-def _of_variable(file, subject, number):
-    variable = model.read_variable(file, number, call("getMajority", file) == "ROW_MAJOR")
-    if variable.records == 0:
+def _of_variable(subject, variable):
+    records = range(int(variable._ask("getVarMaxWrittenRecNum")) + 1)
+    if not records:
         yield Remark(subject, "no records")
-    if variable.sparse != model.NO_SPARSE:
-        yield Remark(
-            subject, f"sparse: {variable.written} of {variable.records} records are written"
-        )
-    wrong = 0
-    with progress(f"Reading {visible(variable.name)}", variable.records) as advance:
-        for records in blocks.blocks(range(variable.records), variable.record_bytes):
-            values = blocks.read(file, variable, records)
-            if variable.datatype in model.TEXTS:
+    if variable.sparse is not None:
+        written = int(variable._ask("getVarNumRecsWritten"))
+        yield Remark(subject, f"sparse: {written} of {len(records)} records are written")
+        try:
+            check_not_too_many(variable)
+        except OSError as error:
+            yield Remark(subject, f"not read: {error.strerror}")
+            return
+    wrong, total = 0, len(records) * variable._stored_bytes
+    with progress(f"Reading {visible(variable.name)}", total) as advance:
+        for runs in variable._stored_blocks(records):
+            values = variable._read(runs)
+            if values.dtype.kind == "S":
                 wrong += sum(not _is_utf8(text) for text in _texts(values))
-            advance(len(records))
+            advance(values.nbytes)
     if wrong:
         yield Remark(subject, f"values that are not UTF-8: {wrong}")
 
 
 def _texts(values):
-    """The texts that lie along the last axis; none where all are ASCII."""
+    """The texts; none where all are ASCII."""
     codes = np.ascontiguousarray(values).view(np.uint8)
-    if (codes < 128).all():
-        return []
-    return [text.tobytes() for text in codes.reshape((-1, codes.shape[-1]))]
+    return [] if (codes < 128).all() else values.ravel().tolist()
 
 
 def _of_name(subject, name):

@@ -5,12 +5,12 @@ from functools import cached_property
 
 import numpy as np
 
-from tarvik import ops
-from tarvik._order import as_array
-from tarvik.cli import blocks, model, times
+from tarvik import Variable, ops
+from tarvik._iso8601 import as_text
+from tarvik._sparse import same_bits
+from tarvik._text import visible
 from tarvik.cli.errors import say
-from tarvik.cli.text import visible
-from tarvik.times import to_datetime64
+from tarvik.datatypes import to_user
 
 
 @dataclass(frozen=True)
@@ -19,15 +19,13 @@ class Column:
 
     Attributes
     ----------
-    file : ops.FileId
-    variable : tarvik.cli.model.Variable
+    variable : tarvik.Variable
         One whose records do not vary has the same values beside each record of the others.
     blanks : tuple of numpy.ndarray
-        Values that stand for none.
+        Stored values that stand for none.
     """
 
-    file: object
-    variable: model.Variable
+    variable: Variable
     blanks: tuple = ()
 
     @property
@@ -35,43 +33,49 @@ class Column:
         return self.variable.name
 
     @property
+    def dimensions(self):
+        """Of a record."""
+        return self.variable._extents
+
+    @property
+    def dtype(self):
+        """Of the stored values."""
+        return self.variable._stored
+
+    @property
     def is_text(self):
-        return self.variable.datatype in model.TEXTS
+        return self.variable._datatype.is_text
 
     @property
     def is_time(self):
-        return times.is_time(self.variable.datatype)
+        return self.variable._datatype.is_time
 
     def read(self, records):
-        """Read a range of records; give the values and, of the same shape, which stand for none."""
-        if self.variable.record_variance:
-            values = blocks.read(self.file, self.variable, records)
+        """Read records; give the stored values, records first, and which stand for none."""
+        if self.variable.record_vary:
+            values = self.variable.raw[records]
         else:
-            values = np.broadcast_to(self._constant, (len(records), *self._constant.shape[1:]))
+            values = np.broadcast_to(self._constant, (len(records), *self.dimensions))
         blank = np.zeros(values.shape, bool)
         for value in self.blanks:
-            blank |= blocks.bits(values) == blocks.bits(value)
-        return values, blank.all(axis=-1) if self.variable.item else blank
+            blank |= same_bits(values, np.broadcast_to(value, values.shape))
+        return values, blank
 
     @cached_property
     def _constant(self):
-        if not self.variable.records:
-            shape = (1, *self.variable.dimensions, *self.variable.item)
-            return np.broadcast_to(self.variable.pad.reshape(self.variable.item), shape)
-        return blocks.read(self.file, self.variable, range(1))
+        return self.variable.raw[...]
 
-    def decoded(self, values, errors):
-        """Texts of the characters that lie along the last axis, without NULs behind them."""
-        joined = np.ascontiguousarray(values).view(f"S{self.variable.elements}")[..., 0]
-        texts = [text.decode("utf-8", errors) for text in joined.ravel().tolist()]
-        return np.array(texts, dtype=object).reshape(joined.shape)
+    def _decoded(self, values, errors):
+        """Texts without NULs behind them."""
+        texts = [text.decode("utf-8", errors) for text in values.ravel().tolist()]
+        return np.array(texts, dtype=object).reshape(values.shape)
 
     def written_out(self, values, blank, for_blank):
         """Values as Python's own numbers and texts in an object array, times as ISO 8601 texts."""
         if self.is_time:
-            found = times.as_text(self.variable.datatype, _pairs_first(self.variable, values))
+            found = as_text(values, self.variable._datatype)
         elif self.is_text:
-            found = self.decoded(values, "backslashreplace")
+            found = self._decoded(values, "backslashreplace")
         elif values.dtype == np.float32:
             # 0.1 as people wrote it, not 0.10000000149011612.
             found = values.astype("U32").astype(float).astype(object)
@@ -81,56 +85,41 @@ class Column:
         return found
 
     def typed(self, values, blank):
-        """Values in a class of NumPy's: times as `datetime64[ns]`, blank ones as NaT or NaN."""
+        """Values in a dtype of NumPy's: times as `datetime64[ns]`, blank ones as NaT or NaN."""
         if self.is_time:
-            found = to_datetime64(_pairs_first(self.variable, values), self.variable.datatype)
-            _tell_of_lost_times(self, values, found, blank)
+            found = to_user(values, self.variable._datatype)
+            _tell_of_lost_times(self.variable, values, found, blank)
             found[blank] = np.datetime64("NaT")
             return found
         if self.is_text:
-            return self.decoded(values, "surrogateescape")
+            return self._decoded(values, "surrogateescape")
         if not self.blanks:
             return values
-        found = values.astype(self.number_class)
+        found = values.astype(self.number_dtype)
         found[blank] = np.nan
         return found
 
     @property
-    def number_class(self):
-        """The class of numbers, which is one with NaN where there are blanks."""
-        own = self.variable.pad.dtype
-        return np.result_type(own, np.float32) if self.blanks else own
+    def number_dtype(self):
+        """The dtype of numbers, which is one with NaN where there are blanks."""
+        return np.result_type(self.dtype, np.float32) if self.blanks else self.dtype
 
 
-def blank_values(file, variable, kinds):
-    """The values of a variable that stand for none: its pad value, its attribute FILLVAL."""
-    found = []
-    if variable.datatype in model.TEXTS:
+def blank_values(variable, kinds):
+    """The stored values of a variable that stand for none: its pad value, its FILLVAL."""
+    if variable._datatype.is_text:
         return ()
-    if "pad" in kinds:
-        found.append(variable.pad)
-    if "fill" in kinds:
-        try:
-            attribute = ops.getAttrNum(file, "FILLVAL")
-            fill = as_array(ops.getAttrEntry(file, attribute, variable.number))
-        except KeyError:
-            fill = np.empty(0)
-        if fill.size == variable.pad.size and fill.dtype.kind in "iuf":
-            found.append(fill.ravel(order="F").astype(variable.pad.dtype))
-    return tuple(found)
+    found = {"pad": variable._pad, "fill": variable._fill}
+    values = [found[kind]() for kind in ("pad", "fill") if kind in kinds]
+    return tuple(np.asarray(value) for value in values if value is not None)
 
 
-def _pairs_first(variable, values):
-    """The two numbers of each `cdf_epoch16` along the first axis, as the gateway has them."""
-    return np.moveaxis(values, -1, 0) if variable.item else values
-
-
-def _tell_of_lost_times(column, values, found, blank):
-    name = visible(column.name)
+def _tell_of_lost_times(variable, values, found, blank):
+    name = visible(variable.name)
     lost = np.isnat(found) & ~blank
     if lost.any():
         say(f"{name}: {np.count_nonzero(lost)} times are beyond datetime64[ns] and become NaT")
-    if column.variable.datatype == "cdf_time_tt2000":
-        seconds = np.atleast_2d(ops.tt2000Breakdown(np.asfortranarray(values)))[5]
+    if variable.datatype == "CDF_TIME_TT2000":
+        seconds = np.atleast_2d(ops.call("tt2000Breakdown", np.asfortranarray(values)))[5]
         if leaps := np.count_nonzero(seconds == 60):
             say(f"{name}: {leaps} times in a leap second become the second after it")

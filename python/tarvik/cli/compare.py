@@ -3,9 +3,10 @@
 import json
 from dataclasses import asdict
 
-from tarvik.cli.differences import content_differences, storage_differences, two_sides
+from tarvik._text import for_json
+from tarvik.cli.differences import content_differences, storage_differences
 from tarvik.cli.errors import DONE, FOUND
-from tarvik.cli.text import for_json
+from tarvik.cli.files import opened
 
 
 def compare_files(first, second, storage, as_json):
@@ -13,9 +14,9 @@ def compare_files(first, second, storage, as_json):
 
     With `storage` they must also be kept in the same way.
     """
-    with two_sides(first, second) as sides:
-        differences = list(content_differences(*sides))
-        kept = list(storage_differences(*sides))
+    with opened(first) as one, opened(second) as other:
+        differences = list(content_differences(one, other))
+        kept = list(storage_differences(one, other))
     same = not differences and not (storage and kept)
     if as_json:
         document = {

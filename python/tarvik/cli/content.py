@@ -1,29 +1,44 @@
-"""What is in a file, asked of the gateway, as dictionaries and lists that go into JSON as they are.
+"""What is in a file as dictionaries and lists that go into JSON as they are.
 
-One thing that the gateway refuses to read does not stop the rest: the description of that thing has
-the reason as its "problem", and None where there is nothing to tell.
+One thing that cannot be read does not stop the rest: the description of that thing has the reason
+as its "problem", and None where there is nothing to tell. The dimensions and the values stand in
+the order in which the operations of the gateway take them, with records first.
 """
 
 import os
 
-from tarvik import CDFError
-from tarvik.cli import values
-from tarvik.cli.errors import NoSuchVariableError
-from tarvik.cli.files import path_on_disk, refuse_what_is_no_file
-from tarvik.cli.gateway import call
+import numpy as np
 
-MAX_ROWS = 10
+from tarvik import CDFError, CDFProcessError, Variable
+from tarvik._contents import Unreadable
+from tarvik._iso8601 import as_text
+from tarvik.cli.errors import check_variables
+from tarvik.cli.files import opened
+
+_MAX_RECORDS = 10
+_MAX_VALUES = 1_000_000
+_MOST_BYTES = 32 << 20  # of one record
+_DESCRIPTION = ("datatype", "elements", "dimensions", "record_variance", "dimension_variances")
+_STORAGE = (
+    "records",
+    "records_written",
+    "compression",
+    "sparse_records",
+    "pad_value",
+    "blocking_factor",
+)
 
 
-def read_file(path, names=()):
+def read_file(path, names=(), gateway=None):
     """Read the facts, attributes and variables of a file.
 
     Parameters
     ----------
     path : str
-        The file.
     names : sequence of str
         Variables whose first values are read too.
+    gateway : tarvik.Gateway, optional
+        What the file is read through.
 
     Returns
     -------
@@ -31,55 +46,51 @@ def read_file(path, names=()):
 
     Raises
     ------
-    NoSuchVariableError
-        A name is none of a variable.
+    Failure
+        If the file cannot be read, or a name is none of a variable.
     """
-    refuse_what_is_no_file(path)
-    with call("open", os.fsencode(path)) as file:
-        content = _facts(file, path)
-        attributes = [_attribute(file, number) for number in range(content["attribute_count"])]
+    with opened(path, gateway) as file:
+        content = _facts(file)
         content["global_attributes"] = [
             {
-                "name": attribute["name"],
-                "entries": _entries(file, "g", attribute, range(attribute["max_global"] + 1)),
-                "problem": attribute["problem"],
+                "name": attribute.name,
+                "entries": [_entry(n, entry) for n, entry in attribute.of_file.items()],
+                "problem": attribute.problem and attribute.problem.message,
             }
-            for attribute in attributes
-            if attribute["scope"] != "VARIABLE_SCOPE"
+            for attribute in file._attributes.values()
+            if attribute.problem or attribute.scope != "VARIABLE_SCOPE"
         ]
-        content["variables"] = [
-            _variable(file, number, attributes) for number in range(content["variable_count"])
-        ]
+        content["variables"] = [_variable(file, found) for found in file._listed()]
+        check_variables(file, names)
         by_name = {variable["name"]: variable for variable in content["variables"]}
         for name in names:
-            if name not in by_name:
-                raise NoSuchVariableError(name)
-            _add_values(file, by_name[name])
+            if not by_name[name]["problem"]:
+                _add_values(file[name], by_name[name])
         return content
 
 
-def _facts(file, path):
-    encoding, majority, last_record, variables, attributes = call("inquire", file)
+def _facts(file):
+    encoding, majority, last_record, variables, attributes = file._ask("inquire")
     return {
-        "file": path,
-        "size": os.path.getsize(path_on_disk(path)),
-        "version": ".".join(f"{part:.0f}" for part in call("getVersion", file)),
-        "format": call("getFormat", file),
+        "file": file.path,
+        "size": os.path.getsize(file._on_disk()[0]),
+        "version": file.version,
+        "format": file._ask("getFormat"),
         "majority": majority,
         "encoding": encoding,
-        "compression": _compression(call("getCompression", file)),
-        "checksum": call("getChecksum", file),
+        "compression": _compression(file._ask("getCompression")),
+        "checksum": file._ask("getChecksum"),
         "caches": {
-            "file": int(call("getCacheSize", file)),
-            "stage": int(call("getStageCacheSize", file)),
-            "compression": int(call("getCompressionCacheSize", file)),
+            "file": int(file._ask("getCacheSize")),
+            "stage": int(file._ask("getStageCacheSize")),
+            "compression": int(file._ask("getCompressionCacheSize")),
         },
-        "copyright": call("getCopyright", file),
+        "copyright": file.copyright,
         "records": int(last_record) + 1,
         "variable_count": int(variables),
         "attribute_count": int(attributes),
-        "global_attribute_count": int(call("getNumgAttributes", file)),
-        "variable_attribute_count": int(call("getNumvAttributes", file)),
+        "global_attribute_count": int(file._ask("getNumgAttributes")),
+        "variable_attribute_count": int(file._ask("getNumvAttributes")),
     }
 
 
@@ -93,111 +104,127 @@ def _compression(outputs):
     }
 
 
-def _attribute(file, number):
-    try:
-        name, scope, max_global, max_variable = call("inquireAttr", file, number)
-        problem = None
-    except CDFError as error:
-        name, scope, problem = call("getAttrName", file, number), None, error.message
-        max_global = max_variable = -1
-    return {
-        "number": number,
-        "name": name,
-        "scope": scope,
-        "max_global": int(max_global),
-        "max_variable": int(max_variable),
-        "problem": problem,
-    }
-
-
-def _entries(file, kind, attribute, numbers):
-    """The entries of an attribute that exist among these; kind is "g" for those of the file."""
-    found = []
-    for number in numbers:
-        entry = dict.fromkeys(("number", "datatype", "elements", "value", "times", "problem"))
-        entry["number"] = number
-        try:
-            place = (file, attribute["number"], number)
-            datatype, elements = call(f"inquireAttr{kind}Entry", *place)
-            entry.update(datatype=datatype, elements=int(elements))
-            entry.update(values.of_entry(datatype, call(f"getAttr{kind}Entry", *place)))
-        except KeyError:
-            continue  # there need not be an entry of each number
-        except CDFError as error:
-            entry["problem"] = error.message
-        found.append(entry)
+def _entry(number, entry):
+    found = dict.fromkeys(("number", "datatype", "elements", "value", "times", "problem"))
+    found["number"] = number
+    if entry.elements:
+        found.update(datatype=entry.datatype.inquired, elements=entry.elements)
+    if entry.problem is not None:
+        found["problem"] = entry.problem.message
+    elif entry.is_text:
+        found["value"] = entry.value
+    else:
+        found["value"], found["times"] = map(_alone, _plain(entry.stored, entry.datatype))
     return found
 
 
-def _variable(file, number, attributes):
+def _alone(items):
+    return items[0] if items is not None and len(items) == 1 else items
+
+
+def _plain(stored, datatype):
+    """Stored values as Python's own numbers and texts in nested lists, and as texts of times.
+
+    There are no texts of times where the values are none. A value of CDF_EPOCH16 is a list of two
+    numbers.
+    """
+    if datatype.is_text:
+        flat = [text.decode("utf-8", "surrogateescape") for text in stored.ravel().tolist()]
+        return _objects(flat, stored.shape).tolist(), None
+    times = as_text(stored, datatype).tolist() if datatype.is_time else None
+    if stored.dtype.kind == "c":
+        pairs = [[value.real, value.imag] for value in stored.ravel().tolist()]
+        return _objects(pairs, stored.shape).tolist(), times
+    if stored.dtype == np.float32:
+        stored = stored.astype("U32").astype(float)  # 0.1, not 0.10000000149011612
+    return stored.tolist(), times
+
+
+def _objects(items, shape):
+    array = np.empty(len(items), dtype=object)
+    array[:] = items
+    return array.reshape(shape)
+
+
+def _variable(file, found):
+    attributes = [
+        {"name": attribute.name, **_entry(found.number, attribute.of_variables[found.number])}
+        for attribute in file._attributes.values()
+        if found.number in attribute.of_variables
+    ]
     return {
-        "number": number,
-        **_stored(file, number, _inquired(file, number)),
-        "attributes": [
-            {"name": attribute["name"], **entry}
-            for attribute in attributes
-            if number <= attribute["max_variable"]
-            for entry in _entries(file, "", attribute, [number])
-        ],
+        "number": found.number,
+        **_described(found),
+        **_stored(file, found),
+        "attributes": attributes,
         "values": None,
         "times": None,
     }
 
 
-def _stored(file, number, inquired):
-    """Add to the description of a variable how it is kept."""
-    keys = (
-        "records",
-        "records_written",
-        "compression",
-        "sparse_records",
-        "pad_value",
-        "blocking_factor",
+def _described(found):
+    content = dict.fromkeys(("name", *_DESCRIPTION, "problem"))
+    content["name"] = found.name
+    if isinstance(found, Unreadable):
+        return {**content, "problem": found.problem.message}
+    order = _order(found)
+    content.update(
+        datatype=found._datatype.inquired,
+        elements=found._elements,
+        dimensions=list(found._extents[order]),
+        record_variance=found.record_vary,
+        dimension_variances=list(found.dim_vary[order]),
     )
-    found = {**inquired, **dict.fromkeys(keys)}
+    return content
+
+
+def _stored(file, found):
+    """How a variable is kept; up to what cannot be read, which is the problem."""
+    content = dict.fromkeys(_STORAGE)
+    readable = isinstance(found, Variable)
+
+    def ask(operation):
+        return file._call(operation, file.id, found.number)
+
     try:
-        found["records"] = int(call("getVarMaxWrittenRecNum", file, number)) + 1
-        found["records_written"] = int(call("getVarNumRecsWritten", file, number))
-        found["compression"] = _compression(call("getVarCompression", file, number))
-        found["sparse_records"] = call("getVarSparseRecords", file, number)
-        found["blocking_factor"] = int(call("getVarBlockingFactor", file, number))
-        found["pad_value"] = _pad_value(file, inquired, number)
+        content["records"] = int(ask("getVarMaxWrittenRecNum")) + 1
+        content["records_written"] = int(ask("getVarNumRecsWritten"))
+        content["compression"] = _compression(ask("getVarCompression"))
+        content["sparse_records"] = ask("getVarSparseRecords")
+        content["blocking_factor"] = int(ask("getVarBlockingFactor"))
+        if readable:
+            values, times = _plain(found._pad(), found._datatype)
+            content["pad_value"] = values if times is None else times
+    except CDFProcessError:
+        raise
     except CDFError as error:
-        found["problem"] = found["problem"] or error.message
-    return found
+        if readable:
+            content["problem"] = error.message
+    return content
 
 
-def _inquired(file, number):
-    keys = ("name", "datatype", "elements", "dimensions", "record_variance", "dimension_variances")
-    found = dict.fromkeys((*keys, "problem"))
-    try:
-        found.update(zip(keys, call("inquireVar", file, number)))
-    except CDFError as error:
-        return {**found, "name": call("getVarName", file, number), "problem": error.message}
-    for key in ("dimensions", "dimension_variances"):
-        found[key] = found[key].ravel().tolist() if hasattr(found[key], "ravel") else [found[key]]
-    found["dimensions"] = [int(extent) for extent in found["dimensions"]]
-    found["elements"] = int(found["elements"])
-    return found
+def _order(variable):
+    """From the order of dimensions that readers in C have to the gateway's, or back."""
+    return slice(None, None, -1 if variable._file.majority == "row" else 1)
 
 
-def _pad_value(file, inquired, number):
-    """What unwritten records read as; its time where it is one."""
-    if inquired["problem"]:
-        return None
-    datatype = inquired["datatype"]
-    pad = call("getVarPadValue", file, number)
-    if datatype in values.TEXTS:
-        return values.strings(pad, inquired["elements"], (1,))[0]
-    found = values.of_entry(datatype, pad)
-    return found["value"] if found["times"] is None else found["times"]
-
-
-def _add_values(file, variable):
+def _add_values(variable, content):
     """Add the first records' values."""
-    if variable["problem"]:
+    each = max(1, int(np.prod(variable._extents, dtype=object)))
+    records = min(content["records"], _MAX_RECORDS, max(1, _MAX_VALUES // each))
+    if records == 0:
+        content["values"] = []
+        return
+    if variable._record_bytes > _MOST_BYTES:
+        content["problem"] = f"a record has {variable._record_bytes} bytes, which is too much here"
         return
     try:
-        variable.update(values.of_first_records(file, variable, min(variable["records"], MAX_ROWS)))
+        values = variable._read_records(range(records))
+    except CDFProcessError:
+        raise
     except CDFError as error:
-        variable["problem"] = error.message
+        content["problem"] = error.message
+        return
+    values = values.reshape((records, *variable._extents))
+    values = values.transpose(0, *range(1, values.ndim)[_order(variable)])
+    content["values"], content["times"] = _plain(values, variable._datatype)

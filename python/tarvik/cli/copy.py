@@ -1,166 +1,154 @@
-"""`tarvik copy`: makes a file again through the gateway, block of records by block of records."""
+"""`tarvik copy`: makes a file again, block of records by block of records."""
 
 import os
-from dataclasses import dataclass, replace
-from typing import Optional
+from dataclasses import dataclass
 
-from tarvik import ops
-from tarvik.cli import blocks, model
-from tarvik.cli.differences import content_differences, two_sides
-from tarvik.cli.errors import ImpossibleError, NoSuchVariableError, about, say
+from tarvik import CDFError, File
+from tarvik._text import visible
+from tarvik.cli.differences import content_differences
+from tarvik.cli.errors import (
+    DONE,
+    FOUND,
+    ImpossibleError,
+    about,
+    check_variables,
+    for_each_file,
+    say,
+    target_in,
+)
 from tarvik.cli.files import opened
 from tarvik.cli.progress import progress
 from tarvik.cli.staging import staged
-from tarvik.cli.text import visible
-from tarvik.cli.written import written_records
-
-call = ops.call
+from tarvik.file import Copy
 
 
 @dataclass(frozen=True)
-class Wishes:
-    """What is to be otherwise in the copy; None and empty for what stays.
+class Settings:
+    """What is to be otherwise in the copy.
 
-    The constants' names stand for kinds. A compression is one of all variables, none of the file.
+    Attributes
+    ----------
+    file : dict
+        Of the copy: "majority", "checksum" and "format", as `tarvik.File` has them.
+    variables : dict
+        "compression" of each variable; the file as a whole has none then.
+    only, without : tuple of str
+        The variables that are copied or left out.
     """
 
-    compression: Optional[tuple] = None
-    checksum: Optional[str] = None
-    majority: Optional[str] = None
-    format: Optional[str] = None
+    file: dict
+    variables: dict
     only: tuple = ()
     without: tuple = ()
 
 
-def copy_file(source, target, wishes, force=False, verify=False):
-    """Copy a file; return the exit code.
+def copy_files(sources, target, settings, force=False, verify=False):
+    """Copy files, several into a folder; return the exit code."""
+    if os.path.isdir(target):
+        return for_each_file(
+            sources,
+            lambda source: copy_file(
+                source, target_in(target, source, "cdf"), settings, force, verify
+            ),
+        )
+    return copy_file(sources[0], target, settings, force, verify)
+
+
+def copy_file(source, target, settings, force=False, verify=False):
+    """Copy a file; return the exit code, `FOUND` if something of it cannot be copied.
 
     The target is put in place when it is complete and, where that is asked for, was read and found
     to be the same as the source.
     """
-    if not target.endswith((".cdf", ".CDF")) and not os.path.isdir(target):
+    if not target.endswith((".cdf", ".CDF")):
         target += ".cdf"  # as the library does
     with opened(source) as origin:
-        facts = _facts(model.read_facts(origin), wishes)
-        variables = _chosen(model.read_variables(origin), wishes)
-        attributes = model.read_attributes(origin)
+        chosen = _chosen(origin, settings)
+        of_file, of_variables = _made_possible(origin, settings)
         with staged(target, force) as path:
-            wanted = [_as_wished(variable, facts, wishes) for variable in variables]
-            _warn_of_loss(variables, wanted)
-            with call("create", os.fsencode(path)) as copy:
-                _set_facts(copy, facts)
-                numbers = _write_variables(origin, source, copy, variables, wanted, path)
-                complete = not (wishes.only or wishes.without)
-                for attribute in attributes:
-                    model.write_attribute(copy, _renumbered(attribute, numbers, complete))
-                if facts.compression != model.NO_COMPRESSION:
-                    call("setCompression", copy, *model.compression_inputs(facts.compression))
+            with Copy(origin, path, **of_file) as copy:
+                with about(source):
+                    copy.take_attributes()
+                _copy_variables(origin, copy, chosen, of_variables)
+                if not (settings.only or settings.without):
+                    copy.take_orphans()
             if verify:
-                _verify(source, path, {variable.name for variable in variables})
-    return 0
+                _verify(origin, path, chosen)
+        return FOUND if _tell_of_lost_text(origin, chosen) else DONE
 
 
-def _facts(facts, wishes):
-    asked = {
-        "format": wishes.format,
-        "majority": wishes.majority,
-        "checksum": wishes.checksum,
-        "compression": wishes.compression and model.NO_COMPRESSION,
-    }
-    facts = replace(facts, **{key: value for key, value in asked.items() if value})
-    if facts.format == "MULTI_FILE":
-        if wishes.compression or wishes.checksum == "MD5_CHECKSUM":
-            raise ImpossibleError(
-                "a CDF file of several files has neither compression nor checksum"
-            )
-        return replace(facts, compression=model.NO_COMPRESSION, checksum="NO_CHECKSUM")
-    return facts
-
-
-def _chosen(variables, wishes):
-    names = {variable.name for variable in variables}
-    for name in (*wishes.only, *wishes.without):
-        if name not in names:
-            raise NoSuchVariableError(name)
+def _chosen(origin, settings):
+    """The names of the variables that are copied."""
+    check_variables(origin, (*settings.only, *settings.without))
     return [
-        variable
-        for variable in variables
-        if (not wishes.only or variable.name in wishes.only) and variable.name not in wishes.without
+        name
+        for name in origin
+        if (not settings.only or name in settings.only) and name not in settings.without
     ]
 
 
-def _as_wished(variable, facts, wishes):
-    """A variable as it is in the copy."""
-    changes = {"row_major": facts.row_major}
-    if wishes.compression:
-        changes["compression"] = wishes.compression
-    if facts.format == "MULTI_FILE":
-        changes.update(compression=model.NO_COMPRESSION, sparse=model.NO_SPARSE)
-    return replace(variable, **changes)
-
-
-def _warn_of_loss(variables, wanted):
-    """Say which variables cannot be kept as they are."""
-    for before, after in zip(variables, wanted):
-        if before.sparse != after.sparse:
-            say(
-                f"{visible(before.name)}: a CDF file of several files has no sparse records; "
-                "those that are missing are written as they read"
+def _made_possible(origin, settings):
+    """The settings of the copy and of its variables; say what cannot be kept."""
+    of_file, of_variables = dict(settings.file), dict(settings.variables)
+    if of_variables:
+        of_file["compression"] = None
+    if of_file.get("format", origin.format) == "multi":
+        if of_variables.get("compression") or of_file.get("checksum"):
+            raise ImpossibleError(
+                "a CDF file of several files has neither compression nor checksum"
             )
+        of_file.update(compression=None, checksum=None)
+        of_variables.update(compression=None, sparse=None)
+    return of_file, of_variables
 
 
-def _set_facts(copy, facts):
-    call("setFormat", copy, model.constant(facts.format))
-    call("setMajority", copy, model.constant(facts.majority))
-    if facts.checksum != "NO_CHECKSUM":
-        call("setChecksum", copy, model.constant(facts.checksum))
+def _tell_of_lost_text(origin, names):
+    """Say which texts of attributes the library does not give as a whole; tell whether any."""
+    numbers = {origin[name].number for name in names}
+    cut = [
+        name
+        for name, attribute in origin._attributes.items()
+        for entries, kept in ((attribute.of_file, None), (attribute.of_variables, numbers))
+        if any(entry.is_cut and (not kept or n in kept) for n, entry in entries.items())
+    ]
+    for name in cut:
+        say(f"{visible(name)}: the library gives no text behind a NUL, so that is not copied")
+    return bool(cut)
 
 
-def _write_variables(origin, source, copy, variables, wanted, path):
-    """Write all variables; return their numbers in the copy by those in the source."""
-    numbers = {}
-    for after in wanted:
-        numbers[after.number] = model.create_variable(copy, after)
-    total = sum(variable.written * variable.record_bytes for variable in variables)
-    with progress(f"Copying {visible(source)}", total) as advance:
-        for before, after in zip(variables, wanted):
-            after = replace(after, number=numbers[before.number])
-            for records, values in _written_values(origin, source, before, after, path):
-                blocks.write(copy, after, records, values)
-                advance(values.nbytes)
-    return numbers
-
-
-def _written_values(origin, source, before, after, path):
-    """Read what a variable of the copy gets: pairs of records and their values."""
-    with about(source):
-        runs = [range(before.records)]
-        if after.sparse != model.NO_SPARSE:
-            runs = written_records(origin, source, before, os.path.dirname(path))
-        for run in runs:
-            for records in blocks.blocks(run, before.record_bytes):
-                yield records, blocks.read(origin, before, records)
-
-
-def _renumbered(attribute, numbers, complete):
-    """The attribute with the entries of the variables that are in the copy.
-
-    A complete copy keeps the entries for variables that do not exist, too.
-    """
-    kept = attribute.entries if complete else attribute.entries_among(numbers)
-    return replace(
-        attribute,
-        entries=tuple(
-            replace(entry, number=numbers.get(entry.number, entry.number))
-            if entry.of_variable
-            else entry
-            for entry in kept
-        ),
+def _copy_variables(origin, copy, names, changes):
+    total = sum(
+        int(origin[n]._ask("getVarNumRecsWritten")) * origin[n]._stored_bytes for n in names
     )
+    with progress(f"Copying {visible(origin.path)}", total) as advance:
+        for name in names:
+            variable = origin[name]
+            loses = "sparse" in changes and variable.sparse is not None
+            if loses:
+                say(
+                    f"{visible(name)}: a CDF file of several files has no sparse records; "
+                    "those that are missing are written as they read"
+                )
+            values = _values(variable, everything=loses, advance=advance)
+            copy.take(variable, name, changes=changes, values=values)
 
 
-def _verify(source, path, names):
-    with two_sides(source, path) as (origin, copy):
-        found = next(content_differences(origin.limited_to(names), copy), None)
+def _values(variable, everything, advance):
+    """The hyperslabs that are copied, and what they hold."""
+    with about(variable._file.path):
+        records = range(len(variable) if variable.record_vary else 1)
+        found = variable._stored_blocks(records) if everything else variable._existing_blocks()
+        for runs in found:
+            values = variable._read(runs)
+            yield runs, values
+            advance(values.nbytes)
+
+
+def _verify(origin, path, names):
+    try:
+        with File(path) as copy:
+            found = next(content_differences(origin, copy, set(names)), None)
+    except CDFError as error:
+        raise ImpossibleError(f"the copy cannot be read: {error}") from error
     if found is not None:
         raise ImpossibleError(f"the copy differs: {found.text()}")

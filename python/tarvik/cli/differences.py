@@ -1,27 +1,17 @@
 """What is not the same in two files: what they say, and how they keep it."""
 
-from contextlib import ExitStack, contextmanager
-from dataclasses import dataclass, fields, replace
+from dataclasses import dataclass
 
 import numpy as np
 
-from tarvik.cli import blocks, model, times
+from tarvik._iso8601 import as_text
+from tarvik._sparse import check_not_too_many, same_bits
+from tarvik._text import visible
 from tarvik.cli.errors import about
-from tarvik.cli.files import opened
 from tarvik.cli.progress import progress
-from tarvik.cli.text import visible
 
 _PLACES = 3
 _ABSENT = "absent"
-_CONTENT = (
-    "datatype",
-    "elements",
-    "dimensions",
-    "record_variance",
-    "dimension_variances",
-    "records",
-)
-_STORAGE = ("number", "sparse", "written", "compression", "blocking_factor")
 
 
 @dataclass(frozen=True)
@@ -38,97 +28,102 @@ class Difference:
         return visible(f"{self.subject}: {self.what}: {self.first} | {self.second}")
 
 
-@dataclass(frozen=True)
-class Side:
-    """One of the two files: open, and described. Variables and attributes are there by name."""
+def content_differences(first, second, names=None):
+    """Find what two files do not say alike. Values are the same where all their bits are.
 
-    path: str
-    file: object
-    facts: model.Facts
-    variables: dict
-    attributes: dict
-
-    def entries(self, attribute):
-        """The entries of an attribute by what they are of: a variable's name or a number."""
-        if attribute not in self.attributes:
-            return {}
-        names = {variable.number: name for name, variable in self.variables.items()}
-        return {_entry_name(entry, names): entry for entry in self.attributes[attribute].entries}
-
-    def limited_to(self, names):
-        """The same without the variables of other names, and without the entries of those."""
-        if names == self.variables.keys():
-            return self
-        variables = {name: self.variables[name] for name in names}
-        numbers = {variable.number for variable in variables.values()}
-        attributes = {
-            name: replace(attribute, entries=attribute.entries_among(numbers))
-            for name, attribute in self.attributes.items()
-        }
-        return replace(self, variables=variables, attributes=attributes)
-
-    def read(self, variable, records):
-        with about(self.path):
-            return blocks.read(self.file, variable, records)
-
-
-@contextmanager
-def two_sides(*paths):
-    """Open two files to be compared."""
-    with ExitStack() as stack:
-        yield [_side(path, stack.enter_context(opened(path))) for path in paths]
-
-
-def _side(path, file):
-    with about(path):
-        variables, attributes = model.read_variables(file), model.read_attributes(file)
-        return Side(path, file, model.read_facts(file), _by_name(variables), _by_name(attributes))
-
-
-def _by_name(items):
-    return {item.name: item for item in items}
-
-
-def _entry_name(entry, names):
-    if not entry.of_variable:
-        return f"entry {entry.number}"
-    return f"entry of {names.get(entry.number, f'variable number {entry.number}')}"
-
-
-def content_differences(first, second):
-    """Find what two files do not say alike. Values are the same where all their bits are."""
-    yield from _attribute_differences(first, second)
-    yield from _presence("variable", first.variables, second.variables)
-    shared = [name for name in first.variables if name in second.variables]
-    sizes = (first.variables[name].records * first.variables[name].record_bytes for name in shared)
-    with progress(f"Comparing {visible(first.path)}", sum(sizes)) as advance:
+    Parameters
+    ----------
+    first, second : tarvik.File
+    names : set of str, optional
+        Variables of the first file that are compared, with their entries; by default all.
+    """
+    for file in (first, second):
+        _read_descriptions(file)
+    chosen = {name: first[name] for name in first if names is None or name in names}
+    yield from _attribute_differences(first, second, chosen)
+    yield from _presence("variable", chosen, second)
+    shared = [name for name in chosen if name in second]
+    total = sum(_records(chosen[name]) * chosen[name]._stored_bytes for name in shared)
+    with progress(f"Comparing {visible(first.path)}", total) as advance:
         for name in shared:
-            yield from _variable_differences(first, second, name, advance)
+            yield from _variable_differences(chosen[name], second[name], advance)
+
+
+def _read_descriptions(file):
+    """Find now what cannot be read, so that the error is about this file."""
+    with about(file.path):
+        problems = [each.problem for each in file._unreadable.values()]
+        problems += [each.problem for each in file._attributes.values() if each.problem]
+        for problem in problems:
+            raise problem
 
 
 def storage_differences(first, second):
     """Find what two files keep in different ways, and which are their numbers for it."""
-    keys = [field.name for field in fields(model.Facts)]
-    yield from _unequal("file", keys, first.facts, second.facts)
-    for kind, keys in (("variable", _STORAGE), ("attribute", ("number",))):
-        ours, others = getattr(first, f"{kind}s"), getattr(second, f"{kind}s")
-        for name in ours:
-            if name in others:
-                yield from _unequal(f"{kind} {name}", keys, ours[name], others[name])
+    yield from _unequal("file", _facts(first), _facts(second))
+    for name, ours in first.items():
+        if name in second:
+            yield from _unequal(f"variable {name}", _storage(ours), _storage(second[name]))
+    for name, attribute in first._attributes.items():
+        if name in second._attributes:
+            numbers = [{"number": found.number} for found in (attribute, second._attributes[name])]
+            yield from _unequal(f"attribute {name}", *numbers)
 
 
-def _unequal(subject, keys, first, second):
-    for key in keys:
-        values = [getattr(side, key) for side in (first, second)]
-        if values[0] != values[1]:
-            yield Difference(subject, key.replace("_", " "), *map(_plain, values))
+def _facts(file):
+    return {
+        "version": file.version,
+        "format": file._ask("getFormat"),
+        "majority": file._ask("getMajority"),
+        "encoding": file.encoding,
+        "compression": _compression(file._ask("getCompression")),
+        "checksum": file._ask("getChecksum"),
+    }
+
+
+def _storage(variable):
+    return {
+        "number": variable.number,
+        "sparse": variable._ask("getVarSparseRecords"),
+        "written": int(variable._ask("getVarNumRecsWritten")),
+        "compression": _compression(variable._ask("getVarCompression")),
+        "blocking_factor": variable.blocking_factor,
+    }
+
+
+def _description(variable):
+    return {
+        "datatype": variable._datatype.inquired,
+        "elements": variable._elements,
+        "dimensions": variable._extents,
+        "record_variance": variable.record_vary,
+        "dimension_variances": variable.dim_vary,
+        "records": _records(variable),
+    }
+
+
+def _compression(outputs):
+    """The library's name, and for gzip the level."""
+    kind, parameter, _ = outputs
+    return f"{kind} {parameter:.0f}" if isinstance(parameter, float) else kind
+
+
+def _records(variable):
+    return int(variable._ask("getVarMaxWrittenRecNum")) + 1
+
+
+def _unequal(subject, first, second):
+    for key in first:
+        if first[key] != second[key]:
+            texts = [_plain(side[key]) for side in (first, second)]
+            yield Difference(subject, key.replace("_", " "), *texts)
 
 
 def _plain(value):
-    """A tuple, of a compression for example, in words."""
+    """A tuple in words."""
     if not isinstance(value, tuple):
         return value
-    return " ".join(str(item) for item in value if item is not None) or "none"
+    return " ".join(map(str, value)) or "none"
 
 
 def _presence(kind, first, second):
@@ -139,72 +134,97 @@ def _presence(kind, first, second):
         yield Difference(f"{kind} {name}", "existence", *there)
 
 
-def _attribute_differences(first, second):
-    yield from _presence("attribute", first.attributes, second.attributes)
-    for name in first.attributes:
-        if name not in second.attributes:
+def _attribute_differences(first, second, chosen):
+    yield from _presence("attribute", first._attributes, second._attributes)
+    for name, ours in first._attributes.items():
+        if name not in second._attributes:
             continue
+        others = second._attributes[name]
         subject = f"attribute {name}"
-        yield from _unequal(subject, ["scope"], first.attributes[name], second.attributes[name])
-        ours, others = first.entries(name), second.entries(name)
-        for key in dict.fromkeys([*ours, *others]):
-            values = [_entry_content(entries.get(key)) for entries in (ours, others)]
-            if values[0] != values[1]:
-                texts = [_entry_text(entries.get(key)) for entries in (ours, others)]
-                yield Difference(subject, key, *texts)
+        yield from _unequal(subject, {"scope": ours.scope}, {"scope": others.scope})
+        entries = _entries(first, ours, chosen), _entries(second, others)
+        for key in dict.fromkeys([*entries[0], *entries[1]]):
+            values = [side.get(key) for side in entries]
+            if _entry_content(values[0]) != _entry_content(values[1]):
+                yield Difference(subject, key, *map(_entry_text, values))
+
+
+def _entries(file, attribute, chosen=None):
+    """The entries by what they are of: a variable's name or a number."""
+    names = {found.number: found.name for found in file._listed()}
+    kept = {number: name for number, name in names.items() if chosen is None or name in chosen}
+    of_file = {f"entry {number}": entry for number, entry in attribute.of_file.items()}
+    of_variables = {
+        f"entry of {names.get(number, f'variable number {number}')}": entry
+        for number, entry in attribute.of_variables.items()
+        if number in kept or kept == names
+    }
+    return {**of_file, **of_variables}
 
 
 def _entry_content(entry):
-    return entry and (entry.datatype, entry.bits)
+    if entry is None:
+        return None
+    if entry.problem is not None:
+        raise entry.problem
+    return entry.datatype, entry.stored.tobytes()
 
 
 def _entry_text(entry):
     if entry is None:
         return _ABSENT
-    if isinstance(entry.value, bytes):
-        value = entry.value.decode("utf-8", "backslashreplace")
+    if entry.is_text:
+        value = entry.for_gateway.decode("utf-8", "backslashreplace")
+    elif entry.stored.dtype.kind == "c":
+        value = ", ".join(map(str, entry.stored.view("f8").tolist()))
     else:
-        value = ", ".join(map(str, np.ravel(entry.value, order="F").tolist()))
-    return f"{entry.datatype} {value}"
+        value = ", ".join(map(str, entry.stored.tolist()))
+    return f"{entry.datatype.inquired} {value}"
 
 
-def _variable_differences(first, second, name, advance):
-    ours, others = first.variables[name], second.variables[name]
-    subject = f"variable {name}"
-    described = list(_unequal(subject, _CONTENT, ours, others))
+def _variable_differences(ours, others, advance):
+    subject = f"variable {ours.name}"
+    described = list(_unequal(subject, _description(ours), _description(others)))
     yield from described
-    if {"datatype", "elements", "dimensions"} & {difference.what for difference in described}:
+    if {difference.what for difference in described} - {"records"}:
         return
-    if ours.pad.tobytes() != others.pad.tobytes():
-        yield Difference(subject, "pad value", *(_value_text(v, v.pad) for v in (ours, others)))
-    yield from _value_differences(first, second, name, advance)
+    pads = [variable._pad() for variable in (ours, others)]
+    if not same_bits(*pads).all():
+        yield Difference(subject, "pad value", *(_value_text(ours, pad) for pad in pads))
+    yield from _value_differences(ours, others, advance)
 
 
-def _value_differences(first, second, name, advance):
+def _value_differences(ours, others, advance):
     """The first places where values differ, and how many do."""
-    ours, others = first.variables[name], second.variables[name]
+    for variable in (ours, others):
+        with about(variable._file.path):
+            check_not_too_many(variable)
     places = []
     count = 0
-    for records in blocks.blocks(range(min(ours.records, others.records)), ours.record_bytes):
-        values = first.read(ours, records), second.read(others, records)
-        differs = blocks.bits(values[0]) != blocks.bits(values[1])
-        if ours.item:
-            differs = differs.any(axis=-1)
+    subject, first = f"variable {ours.name}", [] if ours.record_vary else [0]
+    for runs in ours._stored_blocks(range(min(_records(ours), _records(others)))):
+        values = [_read(variable, runs) for variable in (ours, others)]
+        differs = ~same_bits(*values)
         count += np.count_nonzero(differs)
         for index in np.argwhere(differs)[: _PLACES - len(places)].tolist():
-            place = [records.start + index[0], *index[1:]]
+            place = first + [run[each] for run, each in zip(runs, index)]
             texts = [_value_text(ours, side[tuple(index)]) for side in values]
-            places.append(Difference(f"variable {name}", f"value at {place}", *texts))
+            places.append(Difference(subject, f"value at {place}", *texts))
         advance(values[0].nbytes)
     yield from places
     if count > len(places):
-        yield Difference(f"variable {name}", "values", f"{count} differ", "the first are above")
+        yield Difference(subject, "values", f"{count} differ", "the first are above")
+
+
+def _read(variable, runs):
+    with about(variable._file.path):
+        return variable._read(runs)
 
 
 def _value_text(variable, value):
     """One value as text."""
-    if variable.datatype in model.TEXTS:
-        return value.tobytes().decode("utf-8", "backslashreplace")
-    pair = (2, 1) if variable.item else (1,)
-    texts = times.as_text(variable.datatype, np.reshape(value, pair))
-    return str(value.item() if value.size == 1 else value.tolist()) if texts is None else texts[0]
+    if variable._datatype.is_text:
+        return np.asarray(value).tobytes().decode("utf-8", "backslashreplace")
+    if variable._datatype.is_time:
+        return as_text(value, variable._datatype).item()
+    return str(value.item())

@@ -1,10 +1,12 @@
 """What ends a command early, and the exit codes."""
 
+import os
 import sys
 from contextlib import contextmanager
 
 from tarvik import CDFError
-from tarvik.cli.text import visible
+from tarvik._text import visible
+from tarvik.attributes import did_you_mean
 
 DONE = 0
 FOUND = 1  # `check` found something odd, `compare` a difference
@@ -31,15 +33,11 @@ class ImpossibleError(Exception):
     """What was asked for cannot be done with this file."""
 
 
-class CrashError(ImpossibleError):
-    """The process that read the file ended."""
-
-
-class NoSuchVariableError(ImpossibleError):
-    """A variable that was asked for is not in the file."""
-
-    def __init__(self, name):
-        super().__init__(f'there is no variable "{name}"')
+def check_variables(file, names):
+    """Raise for a name that is none of a variable."""
+    for name in names:
+        if name not in file:
+            raise ImpossibleError(f'there is no variable "{name}"{did_you_mean(name, file)}')
 
 
 @contextmanager
@@ -51,6 +49,24 @@ def about(place):
         raise
     except (CDFError, OSError, ImpossibleError) as error:
         raise Failure(place, error) from error
+
+
+def target_in(folder, path, extension):
+    """The file in a folder that is made from another one."""
+    name = os.path.basename(path)
+    stem = name[:-4] if name.lower().endswith(".cdf") else name
+    return os.path.join(folder, f"{stem}.{extension}")
+
+
+def for_each_file(paths, work):
+    """Do the work for each file, also when it failed for another; return the highest code."""
+    code = DONE
+    for path in paths:
+        try:
+            code = max(code, work(path) or DONE)
+        except Failure as failure:
+            code = max(code, failure.complain())
+    return code
 
 
 def complain(place, error):

@@ -1,79 +1,149 @@
 """`tarvik export`: values of variables in other formats, block of records by block of records."""
 
+import os
 import sys
+from collections import Counter
 from contextlib import contextmanager
 
-from tarvik.cli import blocks, model
+from tarvik._sparse import check_not_too_many
+from tarvik._text import counted, visible
 from tarvik.cli.columns import Column, blank_values
-from tarvik.cli.errors import DONE, ImpossibleError, NoSuchVariableError, about
+from tarvik.cli.errors import (
+    DONE,
+    ImpossibleError,
+    about,
+    check_variables,
+    for_each_file,
+    say,
+    target_in,
+)
 from tarvik.cli.files import opened
 from tarvik.cli.formats import WRITERS
 from tarvik.cli.progress import progress
+from tarvik.cli.ranges import chosen_records
 from tarvik.cli.staging import staged
-from tarvik.cli.text import visible
+from tarvik.indexing import blocks
 
 # Texts and Python's own numbers take many times as much.
 _BLOCK_BYTES = 1 << 20
+_MOST_BYTES = 32 << 20  # of one record
+# Of one record of a variable that is taken without being asked for: each is a column of a table.
+_MOST_VALUES = 1000
 
 
-def export_variables(path, names, format_name, records, blank, output, force):
-    """Write the values of variables to stdout or a file; return the exit code.
+def export_files(paths, names, format_name, output, force, **chosen):
+    """Write the values of variables to stdout or files; return the exit code.
 
     Parameters
     ----------
-    path : str
-        The CDF file.
+    paths : sequence of str
+        CDF files.
     names : sequence of str
         Variables with as many records as each other; those whose records do not vary go with all.
+        Without any, all that fit.
     format_name : str
         A key of `WRITERS`.
-    records : slice
-        Which records.
-    blank : sequence of str
-        Of "fill" and "pad": which values are left blank.
     output : str or None
-        The file to be made; None for stdout.
+        The file to be made, or the folder for one of each CDF file; None for stdout.
     force : bool
         Whether a file that is there already is replaced.
+    records, start, stop, blank
+        As for `_export`.
+    """
+    if len(paths) == 1 and (output is None or not os.path.isdir(output)):
+        _export(paths[0], names, format_name, output, force, **chosen)
+        return DONE
+
+    def export(path):
+        _export(
+            path,
+            names,
+            format_name,
+            target_in(output, path, _extension(format_name)),
+            force,
+            **chosen,
+        )
+
+    return for_each_file(paths, export)
+
+
+def _extension(format_name):
+    return "csv" if format_name == "spreadsheet" else format_name
+
+
+def _export(path, names, format_name, output, force, *, records, start, stop, blank):
+    """Export one file.
+
+    Parameters
+    ----------
+    records : slice
+        Which of the records from the time `start` to before `stop`, where these are given.
+    blank : sequence of str
+        Of "fill" and "pad": which values are left blank.
     """
     with opened(path) as file:
-        columns = _columns(file, dict.fromkeys(names), blank)
-        chosen = range(_record_count(columns))[records]
+        check_variables(file, names)
+        variables = [file[name] for name in dict.fromkeys(names)] or _all_that_fit(file)
+        _check_size(variables)
+        _check_records(variables)
+        if (records, start, stop) == (slice(None), None, None):
+            for variable in variables:
+                check_not_too_many(variable)
+        chosen = chosen_records(file, variables, records, start, stop)
+        columns = [Column(variable, blank_values(variable, blank)) for variable in variables]
         with _destination(output, force) as stream:
             WRITERS[format_name](stream, columns, len(chosen), _found(path, columns, chosen))
-    return DONE
 
 
-def _columns(file, names, blank):
-    variables = {variable.name: variable for variable in model.read_variables(file)}
-    for name in names:
-        if name not in variables:
-            raise NoSuchVariableError(name)
-    return [
-        Column(file, variables[name], blank_values(file, variables[name], blank)) for name in names
-    ]
-
-
-def _record_count(columns):
-    """The number of records that the variables have in common."""
-    varying = [column.variable for column in columns if column.variable.record_variance]
-    if not varying:
-        return max(column.variable.records for column in columns)
-    first = varying[0]
-    for other in varying:
-        if other.records != first.records:
+def _check_size(variables):
+    for variable in variables:
+        if variable._record_bytes > _MOST_BYTES:
             raise ImpossibleError(
-                f'"{first.name}" has {first.records} records and "{other.name}" {other.records}; '
+                f'a record of "{variable.name}" has {variable._record_bytes} bytes, which is too '
+                "much for a row"
+            )
+
+
+def _check_records(variables):
+    """Refuse variables whose records differ in number."""
+    first, *others = [variable for variable in variables if variable.record_vary] or [None]
+    for other in others:
+        if len(other) != len(first):
+            raise ImpossibleError(
+                f'"{first.name}" has {len(first)} records and "{other.name}" {len(other)}; '
                 "they cannot stand side by side"
             )
-    return first.records
+
+
+def _all_that_fit(file):
+    """The variables with the usual number of records; tell which are left out, and why."""
+    variables = list(file.values())
+    lengths = Counter(len(v) for v in variables if v.record_vary and len(v))
+    usual = max(lengths, key=lambda length: (lengths[length], length), default=None)
+    left = {v.name: _reason_against(v, usual) for v in variables}
+    if reasons := [f"{visible(name)} ({reason})" for name, reason in left.items() if reason]:
+        say(f"{visible(file.path)}: left out: {', '.join(reasons)}")
+    found = [variable for variable in variables if not left[variable.name]]
+    if not found:
+        raise ImpossibleError("there is no variable with records")
+    return found
+
+
+def _reason_against(variable, usual):
+    """Why a variable cannot stand in a table of so many records; "" where it can."""
+    if not variable.record_vary:
+        return "" if usual is None else "one value for all records"
+    if len(variable) != usual:
+        return counted(len(variable), "record")
+    values = variable.size // len(variable)
+    return f"{values} values in each record" if values > _MOST_VALUES else ""
 
 
 def _found(path, columns, chosen):
     """What is in the records, in blocks: for each column its values and which of them are blank."""
-    size = sum(column.variable.record_bytes for column in columns)
+    size = sum(column.variable._record_bytes for column in columns)
     with progress(f"Exporting {visible(path)}", len(chosen)) as advance:
-        for records in blocks.blocks(chosen, size, _BLOCK_BYTES):
+        for records in blocks(chosen, size, _BLOCK_BYTES):
             with about(path):
                 found = [column.read(records) for column in columns]
             yield found

@@ -10,19 +10,34 @@ from itertools import product
 
 import numpy as np
 
-from tarvik.cli.text import for_json
+from tarvik._text import for_json
+
+# What spreadsheets take for the beginning of a formula, or skip before one.
+_FORMULAS = ("=", "+", "-", "@", "\t", "\r", "\n")
 
 
-def write_csv(stream, columns, _count, found):
+def write_csv(stream, columns, _count, found, text_cell=str):
     """A line for each record and a column for each value of it; names as "B[0,2]"."""
     names = [for_json(name) for column in columns for name in _cell_names(column)]
-    stream.write(_csv_lines([names]))
+    stream.write(_csv_lines([map(text_cell, names)]))
     for block in found:
         cells = [
             column.written_out(values, blank, "").reshape((len(values), -1))
             for column, (values, blank) in zip(columns, block)
         ]
+        for number, column in enumerate(columns):
+            if column.is_text:
+                cells[number] = np.vectorize(text_cell, otypes=[object])(cells[number])
         stream.write(_csv_lines(np.concatenate(cells, axis=1).tolist()))
+
+
+def write_spreadsheet(stream, columns, count, found):
+    """As csv, without texts that a spreadsheet would run as formulas."""
+    write_csv(stream, columns, count, found, _without_formula)
+
+
+def _without_formula(text):
+    return f"'{text}" if text.startswith(_FORMULAS) else text
 
 
 def _csv_lines(rows):
@@ -33,7 +48,7 @@ def _csv_lines(rows):
 
 def _cell_names(column):
     """The column's name, with the indices of each value of a record that has dimensions."""
-    for place in product(*map(range, column.variable.dimensions)):
+    for place in product(*map(range, column.dimensions)):
         yield column.name + (f"[{','.join(map(str, place))}]" if place else "")
 
 
@@ -99,10 +114,10 @@ def _npy_type(column):
     if column.is_time:
         kind = "<M8[ns]"
     elif column.is_text:
-        kind = f"<U{column.variable.elements}"
+        kind = f"<U{column.dtype.itemsize}"
     else:
-        kind = column.number_class
-    return kind, column.variable.dimensions
+        kind = column.number_dtype
+    return kind, column.dimensions
 
 
 def _arrow_type(pyarrow, column):
@@ -111,8 +126,8 @@ def _arrow_type(pyarrow, column):
     elif column.is_text:
         kind = pyarrow.string()
     else:
-        kind = pyarrow.from_numpy_dtype(column.variable.pad.dtype)
-    for extent in reversed(column.variable.dimensions):
+        kind = pyarrow.from_numpy_dtype(column.dtype)
+    for extent in reversed(column.dimensions):
         kind = pyarrow.list_(kind, extent)
     return kind
 
@@ -128,9 +143,15 @@ def _arrow_array(pyarrow, column, kind, values, blank):
     while pyarrow.types.is_fixed_size_list(kind):
         kind = kind.value_type
     found = pyarrow.array(items.ravel(), kind, mask=blank.ravel())
-    for extent in reversed(column.variable.dimensions):
+    for extent in reversed(column.dimensions):
         found = pyarrow.FixedSizeListArray.from_arrays(found, extent)
     return found
 
 
-WRITERS = {"csv": write_csv, "json": write_json, "npy": write_npy, "parquet": write_parquet}
+WRITERS = {
+    "csv": write_csv,
+    "spreadsheet": write_spreadsheet,
+    "json": write_json,
+    "npy": write_npy,
+    "parquet": write_parquet,
+}

@@ -9,11 +9,12 @@ import re
 import sys
 
 from rich import box
+from rich.cells import cell_len
 from rich.console import Console
 from rich.table import Table
 from rich.text import Text
 
-from tarvik.cli.text import counted, nested, visible, visible_lines
+from tarvik._text import counted, nested, visible, visible_lines
 
 _UNLIMITED = 100_000
 _LIST_LIMIT = 8
@@ -33,7 +34,6 @@ _FACTS = (
     ("copyright", "Copyright"),
 )
 _SPARSE = {"PAD_SPARSERECORDS": "the pad value", "PREV_SPARSERECORDS": "the previous record"}
-# At 80 characters a line there is room for the names of most files beside these.
 _COLUMNS = (
     ("No.", {"justify": "right", "no_wrap": True}),
     ("Name", {"style": "cyan", "overflow": "fold"}),
@@ -44,6 +44,8 @@ _COLUMNS = (
     ("Varies", {"no_wrap": True}),
     ("Compr.", {"no_wrap": True}),
 )
+# What a narrow terminal goes without, first the one that says least.
+_LEAST = ("Written", "Elem.", "No.", "Compr.")
 
 
 class _Console(Console):
@@ -185,11 +187,24 @@ class Printer:
             show_edge=False,
             pad_edge=False,
         )
-        for title, options in _COLUMNS:
+        rows = [_cells(variable) for variable in variables]
+        kept = self._columns_that_fit(rows) if self._folds else range(len(_COLUMNS))
+        for column in kept:
+            title, options = _COLUMNS[column]
             table.add_column(title, **options)
-        for variable in variables:
-            table.add_row(*_cells(variable))
+        for row in rows:
+            table.add_row(*[row[column] for column in kept])
         print_table(self._console, table)
+
+    def _columns_that_fit(self, rows):
+        """Leave out columns that say little until names and dimensions stand whole."""
+        titles = [title for title, _ in _COLUMNS]
+        widths = [max(map(cell_len, map(str, column))) + 2 for column in zip(titles, *rows)]
+        kept = list(range(len(titles)))
+        for title in _LEAST:
+            if sum(widths[column] for column in kept) > self._console.width:
+                kept.remove(titles.index(title))
+        return kept
 
     def _variable_attributes(self, variables):
         if variables:

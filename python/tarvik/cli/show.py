@@ -2,15 +2,13 @@
 
 import json
 
-from tarvik import CDFError
+from tarvik._text import for_json
 from tarvik.cli.content import read_file
-from tarvik.cli.errors import ImpossibleError
-from tarvik.cli.gateway import using
+from tarvik.cli.errors import DONE, Failure
 from tarvik.cli.render import Printer
-from tarvik.cli.text import for_json
 
 
-def show_files(files, names, as_json, complain, gateway=None):
+def show_files(files, names, as_json, gateway=None):
     """Show files on stdout.
 
     Parameters
@@ -19,29 +17,22 @@ def show_files(files, names, as_json, complain, gateway=None):
     names : sequence of str
         Variables whose first values are shown.
     as_json : bool
-    complain : callable
-        Called with a file and the error that kept it from being shown; gives an exit code.
     gateway : tarvik.Gateway, optional
-        What the files go through; it is unloaded at the end.
+        What the files are read through.
 
     Returns
     -------
     int
-        0, or the highest code that a complaint gave.
+        0, or the highest code of a file that could not be shown.
     """
-    with using(gateway):
-        return _show_files(files, names, as_json, complain)
-
-
-def _show_files(files, names, as_json, complain):
     printer = Printer()
     documents = []
-    code = 0
-    for file in files:
+    code = DONE
+    for path in files:
         try:
-            content = read_file(file, names)
-        except (CDFError, OSError, ImpossibleError) as error:
-            code = max(code, complain(file, error))
+            content = read_file(path, names, gateway)
+        except Failure as failure:
+            code = max(code, failure.complain())
             continue
         documents.append(content)
         if not as_json:

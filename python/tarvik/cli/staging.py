@@ -80,7 +80,7 @@ def _other_files(target):
     except CDFError:
         return []
     folder, name = os.path.split(target)
-    own = re.compile(re.escape(name[:-4]) + r"\.[vz]\d+")
+    own = re.compile(re.escape(name[:-4]) + r"\.[vzVZ]\d+")
     return [other for other in os.listdir(folder) if own.fullmatch(other)]
 
 

@@ -1,0 +1,141 @@
+"""What the arguments and options of several commands are, and how a shell completes them."""
+
+import re
+from shlex import quote
+
+import click
+import numpy as np
+from click.shell_completion import CompletionItem
+
+from tarvik._settings import compression_of
+
+_CDF = (".cdf", ".CDF")
+
+
+class _Records(click.ParamType):
+    name = "A:B[:S]"
+
+    def convert(self, value, parameter, context):
+        """A slice of what it says."""
+        found = re.fullmatch(r"(-?\d+)?:(-?\d+)?(?::([1-9]\d*))?", value)
+        if not found:
+            self.fail(f"{value!r} is not like 10:20, -10: or 0:1000:10", parameter, context)
+        return slice(*(int(number) if number else None for number in found.groups()))
+
+
+class _Time(click.ParamType):
+    name = "TIME"
+
+    def convert(self, value, parameter, context):
+        """A `datetime64[ns]` of a text in ISO 8601, in UTC."""
+        try:
+            found = np.datetime64(value.strip().replace(" ", "T").removesuffix("Z"), "ns")
+        except ValueError:
+            found = np.datetime64("NaT")
+        if np.isnat(found):
+            self.fail(f"{value!r} is no time like 2020-01-31T12:30:00", parameter, context)
+        return found
+
+
+class _Compression(click.ParamType):
+    name = "KIND[:LEVEL]"
+
+    def convert(self, value, parameter, context):
+        """As `tarvik.File` has it; "" for none."""
+        kind = value.lower()
+        if kind == "none":
+            return ""
+        try:
+            compression_of(kind)
+        except ValueError as error:
+            self.fail(str(error), parameter, context)
+        return kind
+
+
+class _NameAndValue(click.ParamType):
+    name = "NAME=VALUE"
+
+    def convert(self, value, parameter, context):
+        """The two texts."""
+        name, equals, text = value.partition("=")
+        if not (name and equals):
+            self.fail(f"{value!r} is not like {parameter.metavar or self.name}", parameter, context)
+        return name, text
+
+
+class _Variable(click.ParamType):
+    name = "VARIABLE"
+
+    def shell_complete(self, context, _parameter, incomplete):
+        """Complete the name of a variable of the files that stand before it.
+
+        The name goes onto a line that a shell reads, so it is quoted.
+        """
+        names = [name for name in _names(context) if name.startswith(incomplete)]
+        return [CompletionItem(quote(name)) for name in names]
+
+
+class _FileOrVariable(_Variable):
+    def shell_complete(self, context, parameter, incomplete):
+        """Complete a file, and once there is one a variable too."""
+        names = super().shell_complete(context, parameter, incomplete)
+        return names or [CompletionItem(incomplete, type="file")]
+
+
+def _names(context):
+    """The variables of the last CDF file among the arguments; none if there is no such file."""
+    from tarvik import File
+
+    # Before an option's value click has the arguments there, not among the parameters.
+    words = [*context.args]
+    for name in ("file", "files", "items"):
+        given = context.params.get(name) or ()
+        words += [given] if isinstance(given, str) else given
+    for word in reversed(words):
+        try:
+            with File(word) as file:
+                return [*file]
+        except Exception:
+            continue
+    return []
+
+
+FILE = click.Path()
+VARIABLE = _Variable()
+FILE_OR_VARIABLE = _FileOrVariable()
+RECORDS = _Records()
+TIME = _Time()
+NAME_AND_VALUE = _NameAndValue()
+COMPRESSION = _Compression()
+
+
+def files_and_variables(items):
+    """Tell files from variables: the first is a file, and each other that ends in .cdf."""
+    files = [item for n, item in enumerate(items) if n == 0 or item.endswith(_CDF)]
+    return files, [item for item in items if item not in files]
+
+
+def record_options(command):
+    """The options of a command that reads some records."""
+    for option in (
+        click.option("--to", "stop", type=TIME, help="Records before this time."),
+        click.option("--from", "start", type=TIME, help="Records from this time on."),
+        click.option(
+            "--records",
+            type=RECORDS,
+            default=":",
+            show_default=False,
+            help="From A to before B, each S-th; negative ones count from the end.",
+        ),
+    ):
+        command = option(command)
+    return command
+
+
+as_json = click.option(
+    "--json", "as_json", is_flag=True, help="Print a JSON document, for programs."
+)
+force = click.option("--force", is_flag=True, help="Replace a file that is there already.")
+in_process = click.option(
+    "--in-process", is_flag=True, help="Read in this process: faster, but a bad file may crash it."
+)
