@@ -2,8 +2,8 @@
 
     majority_picture.py OUT.png
 
-Every number in the picture is read from one of two files that are made for it: as bytes, by xarray,
-which shows what a reader in C sees, and by an operation. Needs "tarvik[xarray,plot]".
+Every number in the picture is read from one of two files that are made for it: as bytes, by
+`tarvik.open`, which shows what a reader in C sees, and by an operation. Needs "tarvik[plot]".
 """
 
 import sys
@@ -11,26 +11,24 @@ import tempfile
 from pathlib import Path
 
 import numpy as np
-import xarray
+import tarvik
 from matplotlib.figure import Figure
-from tarvik import constants, ops
+from tarvik import ops
 
 RECORD = np.array([[0, 2, 4], [1, 3, 5]], np.int32)
-MAJORITIES = (constants.ROW_MAJOR, constants.COLUMN_MAJOR)
-VIEWS = ("In the file", "In C, in xarray", "By an operation")
+IN_C = {"row": RECORD.T, "column": RECORD}
+VIEWS = ("In the file", "In C, by tarvik.open", "By an operation")
 ROWS = (1, 3, 2)  # of the largest array of each view
 FASTEST = {"C": "the last index runs fastest", "F": "the first index runs fastest"}
 
 
 def views(path, majority):
-    """Write a record; give its values as they are seen in three ways."""
-    with ops.create(path) as file:
-        ops.setMajority(file, majority)
-        number = ops.createVar(file, "T", constants.CDF_INT4, 1, [2, 3], True, [True, True])
-        ops.putVarRecordData(file, number, 0, RECORD)
-    with ops.open(path) as file:
-        by_operation = ops.getVarRecordData(file, number, 0)
-    in_c = xarray.open_dataset(path, engine="tarvik").T.values[0]
+    """Write the record; give its values as they are seen in three ways."""
+    with tarvik.open(path, "w", majority=majority) as file:
+        file["T"] = IN_C[majority][np.newaxis]
+    with tarvik.open(path) as file:
+        in_c = file["T"][0]
+        by_operation = ops.getVarRecordData(file.id, file["T"].number, 0)
     start = path.read_bytes().index(np.arange(6, dtype="<i4").tobytes())
     stored = np.fromfile(path, "<i4", 6, offset=start)
     return stored[np.newaxis], in_c, by_operation
@@ -60,9 +58,9 @@ def main(target):
     figure = Figure((8, 5), dpi=100, layout="constrained")
     columns = figure.subfigures(1, 2)
     with tempfile.TemporaryDirectory() as folder:
-        for majority, column in zip(MAJORITIES, columns):
-            seen = views(Path(folder, f"{majority.name}.cdf"), majority)
-            column.suptitle(f"{majority.name} file", x=0.01, ha="left", fontsize="large")
+        for majority, column in zip(IN_C, columns):
+            seen = views(Path(folder, f"{majority}.cdf"), majority)
+            column.suptitle(f"{majority.upper()}_MAJOR file", x=0.01, ha="left", fontsize="large")
             axes = column.subplots(3, 1, height_ratios=[n + 0.2 for n in ROWS])
             for view, values, rows, ax in zip(VIEWS, seen, ROWS, axes):
                 draw(ax, values, rows)

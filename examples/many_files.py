@@ -12,33 +12,26 @@ import argparse
 from pathlib import Path
 
 import numpy as np
+import tarvik
 import xarray
-from tarvik import constants, ops
 
 MINUTES = 24 * 60
 AXES = ("B_x", "B_y", "B_z")
-FILL = np.float64(-1e31)
+FILL = -1e31
 
 
 def make_day(path, day):
     """Make a file with the time, a field of three components, and their names."""
-    noise = np.random.default_rng(day).normal(0, 2, (3, MINUTES))
+    noise = np.random.default_rng(day).normal(0, 2, (3, MINUTES)).T
     phase = 2 * np.pi * np.arange(MINUTES) / MINUTES
-    field = noise + 5 * np.array([np.cos(phase), np.sin(phase), np.ones(MINUTES)])
-    field[:, day :: MINUTES // 4] = FILL
-    start = ops.computeEpoch([2023, 1, 1, 0, 0, 0, 0]) + 86_400_000.0 * day
-    with ops.create(path) as file:
-        epoch = ops.createVar(file, "Epoch", constants.CDF_EPOCH, 1, [], True, [])
-        times = start + 60_000.0 * np.arange(MINUTES)
-        ops.hyperPutVarData(file, epoch, 0, MINUTES, 1, [], [], [], times)
-        number = ops.createVar(file, "B", constants.CDF_DOUBLE, 1, [3], True, [True])
-        ops.hyperPutVarData(file, number, 0, MINUTES, 1, [0], [3], [1], field)
-        label = ops.createVar(file, "axis", constants.CDF_CHAR, 3, [3], False, [True])
-        ops.putVarRecordData(file, label, 0, "".join(AXES))
-        for name, value in {"DEPEND_0": "Epoch", "LABL_PTR_1": "axis", "FILLVAL": FILL}.items():
-            attribute = ops.createAttr(file, name, constants.VARIABLE_SCOPE)
-            kind = constants.CDF_CHAR if isinstance(value, str) else constants.CDF_DOUBLE
-            ops.putAttrEntry(file, attribute, number, kind, value)
+    field = noise + 5 * np.stack([np.cos(phase), np.sin(phase), np.ones(MINUTES)], axis=1)
+    field[day :: MINUTES // 4] = FILL
+    times = np.datetime64("2023-01-01T00:00") + day * MINUTES + np.arange(MINUTES)
+    with tarvik.open(path, "w") as file:
+        file.create_variable("Epoch", times, datatype="CDF_EPOCH")
+        described = {"DEPEND_0": "Epoch", "LABL_PTR_1": "axis", "FILLVAL": FILL}
+        file.create_variable("B", field, attrs=described)
+        file.create_variable("axis", AXES, record_vary=False)
 
 
 def statistic(files, parallel):

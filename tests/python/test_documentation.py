@@ -3,6 +3,7 @@
 The blocks of a page run in its order, in a folder of the page's own:
 
     ```python       the blocks of a page share their names
+    ```python NAME  the same with names of its own besides, which all blocks of that NAME share
     ```output       what the Python block before it prints; "..." stands for anything
     ```output each  what the Python blocks since the last output print, each that prints at all
     ```console      commands after "$ ", run by bash. A command without output shown must succeed;
@@ -52,24 +53,30 @@ class Page:
         self.path = path
         self.tokens = MarkdownIt().parse(path.read_text(encoding="utf-8"))
         self.names = {"__name__": "__main__"}
+        self.own_names = {}
         self.printed = []
 
     def run(self):
         for block in (token for token in self.tokens if token.type in ("fence", "code_block")):
             where = f"{self.path.name}, line {block.map[0] + 1}"
             if block.info not in NOT_RUN:
-                assert block.info in self.RUNNERS, f"{where}: cannot run {block.info!r}"
-                self.RUNNERS[block.info](self, block, where)
+                kind = re.sub("^python .*", "python", block.info)
+                assert kind in self.RUNNERS, f"{where}: cannot run {block.info!r}"
+                self.RUNNERS[kind](self, block, where)
 
     def pictures(self):
         inline = (child for token in self.tokens for child in token.children or ())
         return [Path(token.attrs["src"]) for token in inline if token.type == "image"]
 
     def run_python(self, block, _where):
+        names = self.names
+        if block.info != "python":
+            names = self.own_names.setdefault(block.info, {})
+            names.update(self.names)
         # Empty lines before it, so that a traceback tells the line of the page.
         code = compile("\n" * (block.map[0] + 1) + block.content, self.path, "exec")
         with contextlib.redirect_stdout(io.StringIO()) as out:
-            exec(code, self.names)
+            exec(code, names)
         self.printed.append(out.getvalue())
 
     def compare_last(self, block, where):
