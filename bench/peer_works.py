@@ -1,7 +1,8 @@
 """What bench/peers.py measures: each work as one function per package, on the same files.
 
-The peers are `spacepy.pycdf`, which calls the CDF library too, and `cdflib` and `pycdfpp`, which
-have code of their own for the format. A peer that cannot do a work has no function for it.
+"File" is `tarvik.File` and "ops" the operations of `tarvik.ops`. The peers are `spacepy.pycdf`,
+which calls the CDF library too, and `cdflib` and `pycdfpp`, which have code of their own for the
+format. What cannot do a work has no function for it. The first one is the unit of the ratios.
 """
 
 import ctypes
@@ -19,7 +20,7 @@ import numpy as np
 import pycdfpp
 import tarvik
 import tarvik.times
-from tarvik import ops
+from tarvik import File, ops
 
 # Settings of pycdf would otherwise be written to the home folder.
 os.environ.setdefault("SPACEPY", tempfile.gettempdir())
@@ -28,87 +29,110 @@ with warnings.catch_warnings():
     warnings.simplefilter("ignore")
     from spacepy import pycdf
 
-DOUBLE, EPOCH = tarvik.constants.CDF_DOUBLE, tarvik.constants.CDF_EPOCH
+DOUBLE = tarvik.constants.CDF_DOUBLE
 ATTRIBUTES = 15
 READERS = {
-    "tarvik": lambda path: _read_variable(path),
-    "spacepy": lambda path: pycdf.CDF(path)["v"][...],
+    "File": lambda path: _read(File, path),
+    "ops": lambda path: _read_with_ops(path, [32, 32]),
+    "spacepy": lambda path: _read(pycdf.CDF, path),
     "cdflib": lambda path: cdflib.CDF(path).varget("v"),
     "pycdfpp": lambda path: pycdfpp.load(path)["v"].values,
 }
+IMPORTS = {
+    "File": "from tarvik import File",
+    "ops": "from tarvik import ops",
+    "spacepy": "from spacepy import pycdf",
+    "cdflib": "import cdflib",
+    "pycdfpp": "import pycdfpp",
+    "tarvik": "import tarvik",
+    "numpy": "import numpy",
+}
+
+# Imports nothing more that the statement would then find.
+TIMED = """\
+import time
+start = time.perf_counter()
+{}
+print('{{"seconds":', time.perf_counter() - start, '}}')
+"""
 
 
 def works(folder, trial, real):
     """Make the files, and give pairs of a work's name and its functions by package."""
-    megabytes = 1 if trial else 80
-    count = 1000 if trial else 1_000_000
-    yield from _values(folder, megabytes)
-    yield from _slices(folder, trial)
-    yield from _epochs(folder, count)
+    yield (
+        "import in a new process",
+        {name: NewProcess("-c", TIMED.format(statement)) for name, statement in IMPORTS.items()},
+    )
+    yield from _values(folder, [1] if trial else [1, 8, 80])
+    yield from _slices(folder, 20 if trial else 2000)
+    yield from _epochs(folder, 1000 if trial else 1_000_000)
     yield from _attributes(folder, 4 if trial else 400)
     yield from _writing(folder, 1 if trial else 400)
     if real:
         yield from _summaries(real)
 
 
-def _values(folder, megabytes):
-    """Whole variable, one record, one value of an uncompressed variable of 8 KiB records."""
+def _values(folder, sizes):
+    """Whole variables of some megabytes; one record and one value of the last, uncompressed."""
     path = str(folder / "values.cdf")
-    data = np.arange(megabytes * 122 * 1024, dtype=np.float64).reshape(-1, 32, 32)
-    _write(path, data)
-    yield (
-        f"open and read a variable of {megabytes} MB",
-        {package: partial(read, path) for package, read in READERS.items()},
-    )
+    for megabytes in sizes:
+        _write(path, _numbers(megabytes))
+        yield (
+            f"open and read a variable of {megabytes} MB",
+            {package: partial(read, path) for package, read in READERS.items()},
+        )
     yield (
         "the same of a file that is not in memory",
         {package: partial(_from_disk, read, path) for package, read in READERS.items()},
     )
     yield (
         "the same, the first time in a process",
-        {package: FirstReading(package, path) for package in READERS},
+        {package: first_reading(package, path) for package in READERS},
     )
-    handle = ops.open(path)
-    peer = pycdf.CDF(path)
     reader = cdflib.CDF(path)
     loaded = pycdfpp.load(path)
-    yield (
-        "read one record of 8 KiB",
-        {
-            "tarvik": lambda: ops.getVarRecordData(handle, 0, 7),
-            "spacepy": lambda: peer["v"][7],
-            "cdflib": lambda: reader.varget("v", startrec=7, endrec=7),
-            "pycdfpp": lambda: loaded["v"].values[7],
-        },
-    )
-    yield (
-        "read one value",
-        {
-            "tarvik": lambda: ops.getVarData(handle, 0, 7, [3, 4]),
-            "spacepy": lambda: peer["v"][7, 3, 4],
-            "pycdfpp": lambda: loaded["v"].values[7, 3, 4],
-            "library": DirectValue(path, 7, [4, 3]),
-        },
-    )
-    ops.close(handle)
-    peer.close()
+    with File(path) as file, ops.open(path) as handle, pycdf.CDF(path) as peer:
+        yield (
+            "read one record of 8 KiB",
+            {
+                "File": lambda: file["v"][7],
+                "ops": lambda: ops.getVarRecordData(handle, 0, 7),
+                "spacepy": lambda: peer["v"][7],
+                "cdflib": lambda: reader.varget("v", startrec=7, endrec=7),
+                "pycdfpp": lambda: loaded["v"].values[7],
+            },
+        )
+        yield (
+            "read one value",
+            {
+                "File": lambda: file["v"][7, 3, 4],
+                "ops": lambda: ops.getVarData(handle, 0, 7, [3, 4]),
+                "spacepy": lambda: peer["v"][7, 3, 4],
+                "pycdfpp": lambda: loaded["v"].values[7, 3, 4],
+                "library": DirectValue(path, 7, [4, 3]),
+            },
+        )
 
 
-class FirstReading:
-    """The reading of the variable in a process that has read nothing before."""
+class NewProcess:
+    """Python in a new process, which measures itself."""
 
-    def __init__(self, package, path):
-        self._command = [sys.executable, Path(__file__).with_name("first_reading.py")]
-        self._command += [package, path]
+    def __init__(self, *arguments):
+        self._command = [sys.executable, "-W", "ignore", *arguments]
 
     def take(self):
-        """Seconds and peak memory."""
+        """What it found: the seconds among it."""
         done = subprocess.run(self._command, stdout=subprocess.PIPE, check=True)
         return json.loads(done.stdout)
 
     def seconds(self, _calls):
         """The time of one, which tells enough of so many."""
         return self.take()["seconds"]
+
+
+def first_reading(package, path):
+    """The reading of the variable in a process that has read nothing before."""
+    return NewProcess(Path(__file__).with_name("first_reading.py"), package, path)
 
 
 class DirectValue:
@@ -125,23 +149,37 @@ class DirectValue:
         return self._seconds(*self._arguments, ctypes.c_long(calls)) / calls
 
 
-def _write(path, data, compression=None):
-    """A file with one variable "v" of doubles, in row-major order as C programs write it."""
+def _numbers(megabytes):
+    """Records of 8 KiB."""
+    return np.arange(megabytes * 122 * 1024, dtype=np.float64).reshape(-1, 32, 32)
+
+
+def _write(path, data, **options):
+    with File(path, "w") as file:
+        file.create_variable("v", data, **options)
+
+
+def _write_with_ops(path, data):
+    """The same, by operations: in row-major order, as C programs write."""
     Path(path).unlink(missing_ok=True)
     with ops.create(path) as file:
         dims = list(data.shape[1:])
         number = ops.createVar(file, "v", DOUBLE, 1, dims[::-1], True, [True] * len(dims))
-        if compression is not None:
-            ops.setVarCompression(file, number, *compression)
         ops.hyperPutVarData(
             file, number, 0, len(data), 1, [0] * len(dims), dims[::-1], [1] * len(dims), data.T
         )
 
 
-def _read_variable(path):
+def _read(open_file, path):
+    with open_file(path) as file:
+        return file["v"][...]
+
+
+def _read_with_ops(path, dims):
     with ops.open(path) as file:
         records = int(ops.getVarNumRecsWritten(file, 0))
-        return ops.hyperGetVarData(file, 0, 0, records, 1, [0, 0], [32, 32], [1, 1])
+        start, step = [0] * len(dims), [1] * len(dims)
+        return ops.hyperGetVarData(file, 0, 0, records, 1, start, dims, step)
 
 
 def _from_disk(read, path):
@@ -152,61 +190,51 @@ def _from_disk(read, path):
     return read(path)
 
 
-def _slices(folder, trial):
-    """Every tenth value of every second record of a variable compressed by gzip."""
+def _slices(folder, records):
+    """Every tenth value of every second record."""
     path = str(folder / "slices.cdf")
-    records = 20 if trial else 2000
     data = np.round(np.random.default_rng(1).normal(size=(records, 100, 10)), 2)
-    _write(path, data, (tarvik.constants.GZIP_COMPRESSION, 6))
-    handle = ops.open(path)
-    peer = pycdf.CDF(path)
-    half = records // 2
-    yield (
-        "read a slice with steps of a variable compressed by gzip",
-        {
-            "tarvik": lambda: ops.hyperGetVarData(handle, 0, 0, half, 2, [0, 0], [10, 10], [1, 10]),
-            "spacepy": lambda: peer["v"][::2, ::10, :],
-            "cdflib": lambda: cdflib.CDF(path).varget("v")[::2, ::10, :],
-            "pycdfpp": lambda: pycdfpp.load(path)["v"].values[::2, ::10, :],
-        },
-    )
-    ops.close(handle)
-    peer.close()
+    counts, steps = [10, 10], [1, 10]
+    for stored, compression in (("without compression", None), ("compressed by gzip", "gzip:6")):
+        _write(path, data, compression=compression)
+        with File(path) as file, ops.open(path) as handle, pycdf.CDF(path) as peer:
+            yield (
+                f"read a slice with steps of a variable {stored}",
+                {
+                    "File": lambda: file["v"][::2, ::10, :],
+                    "ops": lambda: ops.hyperGetVarData(
+                        handle, 0, 0, records // 2, 2, [0, 0], counts, steps
+                    ),
+                    "spacepy": lambda: peer["v"][::2, ::10, :],
+                    "cdflib": lambda: cdflib.CDF(path).varget("v")[::2, ::10, :],
+                    "pycdfpp": lambda: pycdfpp.load(path)["v"].values[::2, ::10, :],
+                },
+            )
 
 
 def _epochs(folder, count):
-    """CDF_EPOCH values to calendar components."""
-    components = np.array([[2001.0, 2, 3, 4, 5, 6, 7]]).repeat(count, axis=0).T
-    epochs = ops.computeEpoch(np.asfortranarray(components)) + np.arange(count) * 1000.0
-    column = epochs.ravel()
+    """CDF_EPOCH values to calendar components, and to `datetime64`."""
+    epochs = 63_148_000_000_000 + 1000.0 * np.arange(count)  # of the year 2001
     yield (
         f"{count} epochs to components",
         {
-            "tarvik": lambda: ops.epochBreakdown(epochs),
-            "cdflib": lambda: cdflib.cdfepoch.breakdown(column),
+            "ops": lambda: ops.epochBreakdown(epochs),
+            "cdflib": lambda: cdflib.cdfepoch.breakdown(epochs),
         },
     )
-    # A tenth: one of the peers needs more than a minute for all.
-    few = epochs[:, : count // 10]
-    column = few.ravel()
-    variable = pycdfpp.load(_epoch_file(folder, few))["t"]
-    yield (
-        f"{few.size} epochs to datetime64",
-        {
-            "tarvik": lambda: tarvik.times.to_datetime64(few),
-            "cdflib": lambda: cdflib.cdfepoch.to_datetime(column),
-            "pycdfpp": lambda: pycdfpp.to_datetime64(variable),
-        },
-    )
-
-
-def _epoch_file(folder, epochs):
+    # A tenth: `cdflib` needs more than a second for it.
     path = str(folder / "epochs.cdf")
-    Path(path).unlink(missing_ok=True)
-    with ops.create(path) as file:
-        number = ops.createVar(file, "t", EPOCH, 1, [], True, [])
-        ops.hyperPutVarData(file, number, 0, epochs.size, 1, [], [], [], epochs)
-    return path
+    _write(path, epochs[: count // 10], datatype="CDF_EPOCH")
+    yield (
+        f"open and read {count // 10} epochs as datetime64",
+        {
+            "File": lambda: _read(File, path),
+            "ops": lambda: tarvik.times.to_datetime64(_read_with_ops(path, [])),
+            "spacepy": lambda: _read(pycdf.CDF, path).astype("datetime64[ns]"),
+            "cdflib": lambda: cdflib.cdfepoch.to_datetime(cdflib.CDF(path).varget("v")),
+            "pycdfpp": lambda: pycdfpp.to_datetime64(pycdfpp.load(path)["v"]),
+        },
+    )
 
 
 def _attributes(folder, count):
@@ -214,7 +242,14 @@ def _attributes(folder, count):
     path = str(folder / "attributes.cdf")
     names = [f"attribute_{i}" for i in range(ATTRIBUTES)]
 
-    def write_tarvik():
+    def write_file():
+        with File(path, "w") as file:
+            for i in range(count):
+                variable = file.create_variable(f"v{i}", datatype=DOUBLE)
+                for name in names:
+                    variable.attrs[name] = 1.5
+
+    def write_ops():
         Path(path).unlink(missing_ok=True)
         with ops.create(path) as file:
             scope = tarvik.constants.VARIABLE_SCOPE
@@ -243,23 +278,23 @@ def _attributes(folder, count):
 
     yield (
         f"write {count} variables with {ATTRIBUTES} attributes each",
-        {"tarvik": write_tarvik, "spacepy": write_spacepy, "pycdfpp": write_pycdfpp},
+        {"File": write_file, "ops": write_ops, "spacepy": write_spacepy, "pycdfpp": write_pycdfpp},
     )
 
-    write_tarvik()
+    write_file()
 
-    def read_tarvik():
-        with ops.open(path) as file:
-            for number in range(count):
-                for attribute in range(ATTRIBUTES):
-                    ops.getAttrEntry(file, attribute, number)
-
-    def read_spacepy():
-        with pycdf.CDF(path) as file:
+    def read(open_file):
+        with open_file(path) as file:
             for i in range(count):
                 attributes = file[f"v{i}"].attrs
                 for name in names:
                     attributes[name]
+
+    def read_ops():
+        with ops.open(path) as file:
+            for number in range(count):
+                for attribute in range(ATTRIBUTES):
+                    ops.getAttrEntry(file, attribute, number)
 
     def read_cdflib():
         reader = cdflib.CDF(path)
@@ -277,8 +312,9 @@ def _attributes(folder, count):
     yield (
         f"read {count} variables with {ATTRIBUTES} attributes each",
         {
-            "tarvik": read_tarvik,
-            "spacepy": read_spacepy,
+            "File": lambda: read(File),
+            "ops": read_ops,
+            "spacepy": lambda: read(pycdf.CDF),
             "cdflib": read_cdflib,
             "pycdfpp": read_pycdfpp,
         },
@@ -288,7 +324,7 @@ def _attributes(folder, count):
 def _writing(folder, megabytes):
     """A new file with one variable."""
     path = folder / "written.cdf"
-    data = np.arange(megabytes * 122 * 1024, dtype=np.float64).reshape(-1, 32, 32)
+    data = _numbers(megabytes)
 
     def write_spacepy():
         path.unlink(missing_ok=True)
@@ -318,7 +354,8 @@ def _writing(folder, megabytes):
     yield (
         f"write {megabytes} MB",
         {
-            "tarvik": lambda: _write(str(path), data),
+            "File": lambda: _write(path, data),
+            "ops": lambda: _write_with_ops(path, data),
             "spacepy": write_spacepy,
             "cdflib": write_cdflib,
             "pycdfpp": write_pycdfpp,
@@ -337,7 +374,14 @@ def _summaries(real):
             continue
         paths.append(str(path))
 
-    def with_tarvik():
+    def with_file():
+        facts = []
+        for path in paths:
+            with File(path) as file:
+                facts.append([(variable.datatype, variable.shape) for variable in file.values()])
+        return facts
+
+    def with_ops():
         for path in paths:
             with ops.open(path) as file:
                 for number in range(int(ops.inquire(file).numVariables)):
@@ -367,7 +411,8 @@ def _summaries(real):
     yield (
         f"open and summarise {len(paths)} files of missions",
         {
-            "tarvik": with_tarvik,
+            "File": with_file,
+            "ops": with_ops,
             "spacepy": with_spacepy,
             "cdflib": with_cdflib,
             "pycdfpp": with_pycdfpp,
