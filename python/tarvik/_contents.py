@@ -2,20 +2,17 @@
 
 from __future__ import annotations
 
-import io
 from collections.abc import Iterable, Iterator, MutableMapping
 from contextlib import contextmanager
 from typing import Any, NamedTuple
 
 import numpy as np
 
-from tarvik._entries import Attribute, Entry, read_attributes
 from tarvik._errors import CDFError
-from tarvik._gateway import Gateway
+from tarvik._handle import Handle
 from tarvik._settings import for_gateway, kind_of, storage_of
 from tarvik.attributes import Attributes, check_name, unknown_name
 from tarvik.datatypes import Datatype, as_given, to_stored
-from tarvik.transaction import Transaction
 from tarvik.variable import Variable
 
 __all__ = ["Contents"]
@@ -29,38 +26,11 @@ class Unreadable(NamedTuple):
     problem: CDFError
 
 
-class Contents(MutableMapping):
+class Contents(Handle, MutableMapping):
     """What a `File` holds. Opening and saving it is in `tarvik.file`."""
 
-    path: str
-    mode: str
-    _call: Any
-    _id: Any
-    _gateway: Gateway | None
-    _row_major: bool
-    _transaction: Transaction | None
-    _in_place: bool
-    _forked = False  # in a child process, where the file has to be opened again
     _variables: dict[str, Variable]
     _unreadable: dict[str, Unreadable]
-    _known_attributes: dict[str, Attribute] | None
-    # What is carried out when the file is closed: whether it has to be made anew, the names of
-    # variables that were deleted, and the records that are left of some.
-    _structural: bool
-    _hidden: set[str]
-    _lengths: dict[int, int]
-
-    def _rebuild(self) -> None:
-        raise NotImplementedError
-
-    def _reopen(self) -> None:
-        raise NotImplementedError
-
-    def _on_disk(self) -> tuple[str, str | None]:
-        raise NotImplementedError
-
-    def _nothing_to_carry_out(self) -> None:
-        self._structural, self._hidden, self._lengths = False, set(), {}
 
     @property
     def attrs(self) -> Attributes:
@@ -70,29 +40,6 @@ class Contents(MutableMapping):
     @attrs.setter
     def attrs(self, values: Any) -> None:
         self.attrs._replace(values)
-
-    @property
-    def _writable(self) -> bool:
-        return self.mode != "r"
-
-    @property
-    def id(self) -> Any:
-        """The identifier for the operations of `tarvik.ops`.
-
-        Raises
-        ------
-        ValueError
-            If the file is closed.
-        """
-        if self._id is None or self._id.closed:
-            if not self._forked:
-                raise ValueError(f"{self.path} is closed")
-            self._reopen()
-        return self._id
-
-    @property
-    def closed(self) -> bool:
-        return not self._forked and (self._id is None or self._id.closed)
 
     def __getitem__(self, name: str) -> Variable:
         self.id  # noqa: B018  raises for a closed file
@@ -323,57 +270,6 @@ class Contents(MutableMapping):
             if entry is not None:
                 self._put_entry(made.attrs._attribute(title), made.number, entry)
         return made
-
-    # For variables, attributes and the file.
-
-    @property
-    def _attributes(self) -> dict[str, Attribute]:
-        """All attributes, which are read at once when one is first asked for."""
-        self.id  # noqa: B018  raises for a closed file
-        if self._known_attributes is None:
-            self._known_attributes = read_attributes(self)
-        return self._known_attributes
-
-    def _create_attribute(self, name: str, scope: str) -> Attribute:
-        code = 1 if scope.startswith("GLOBAL") else 2
-        number = int(self._call("createAttr", self.id, name, code))
-        attribute = self._attributes[name] = Attribute(number, name, scope)
-        return attribute
-
-    def _put_entry(self, attribute: Attribute, number: int, entry: Entry) -> None:
-        if entry.problem is not None:
-            raise entry.problem
-        place = (self.id, attribute.number, number, entry.datatype.code)
-        self._call("putAttrEntry", *place, entry.for_gateway)
-        entries = attribute.of_file if attribute.is_global else attribute.of_variables
-        entries[number] = entry
-
-    def _ask(self, operation: str) -> Any:
-        return self._call(operation, self.id)
-
-    def _check_writable(self) -> None:
-        self.id  # noqa: B018
-        if not self._writable:
-            raise io.UnsupportedOperation(
-                f"{self.path} is open for reading only; open it with mode 'r+' to change it"
-            )
-
-    def _check_structural(self, what: str) -> None:
-        self._check_writable()
-        if self._in_place:
-            raise io.UnsupportedOperation(
-                f"{what} makes the file anew, which is not done with files that are edited in place"
-            )
-
-    def _shrink(self, variable: Variable, records: int) -> None:
-        self._check_structural("deleting records")
-        self._lengths[variable.number] = records
-        self._structural = True
-
-    def _before_write(self, variable: Variable, last: int) -> None:
-        """Records that were cut off must not come back as the variable grows again."""
-        if last >= self._lengths.get(variable.number, last + 1):
-            self._rebuild()
 
     def _unused_name(self) -> str:
         used = {*self, *self._hidden}

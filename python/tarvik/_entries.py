@@ -6,7 +6,7 @@ from collections.abc import Sequence
 from contextlib import suppress
 from dataclasses import dataclass, field
 from itertools import chain
-from typing import TYPE_CHECKING, Any
+from typing import Any, Callable
 
 import numpy as np
 
@@ -14,10 +14,9 @@ from tarvik._errors import CDFError, CDFProcessError
 from tarvik._order import as_array
 from tarvik.datatypes import DATATYPES, Datatype, datatype_named, decode_text, to_user
 
-if TYPE_CHECKING:
-    from tarvik._contents import Contents
-
 __all__ = ["GLOBAL", "VARIABLE", "Attribute", "Entry", "read_attributes"]
+
+_Call = Callable[..., Any]
 
 GLOBAL, VARIABLE = "GLOBAL_SCOPE", "VARIABLE_SCOPE"
 _TEXT = DATATYPES["CDF_CHAR"]
@@ -116,44 +115,51 @@ class Attribute:
         return self.scope.startswith("GLOBAL")
 
 
-def read_attributes(file: Contents) -> dict[str, Attribute]:
+def read_attributes(call: _Call, file: Any) -> dict[str, Attribute]:
     """Read all attributes of a file with their entries, in the file's order."""
-    count = int(file._call("inquire", file.id)[4])
+    count = int(call("inquire", file)[4])
     usual: dict[tuple[int, int], list[int]] = {}
-    found = [_read_attribute(file, number, usual) for number in range(count)]
+    found = [_read_attribute(call, file, number, usual) for number in range(count)]
     return {attribute.name: attribute for attribute in found}
 
 
 def _read_attribute(
-    file: Contents, number: int, usual: dict[tuple[int, int], list[int]]
+    call: _Call, file: Any, number: int, usual: dict[tuple[int, int], list[int]]
 ) -> Attribute:
     attribute = Attribute(number, "", VARIABLE)
     try:
-        _inquire(file, attribute, usual)
+        _inquire(call, file, attribute, usual)
     except CDFProcessError:
         raise
     except CDFError as error:
         attribute.problem = error
-        attribute.name = attribute.name or file._call("getAttrName", file.id, number)
+        attribute.name = attribute.name or call("getAttrName", file, number)
     return attribute
 
 
-def _inquire(file: Contents, attribute: Attribute, usual: dict[tuple[int, int], list[int]]) -> None:
-    call, number = file._call, attribute.number
-    attribute.name, attribute.scope, *ends = call("inquireAttr", file.id, number)
+def _inquire(
+    call: _Call, file: Any, attribute: Attribute, usual: dict[tuple[int, int], list[int]]
+) -> None:
+    number = attribute.number
+    attribute.name, attribute.scope, *ends = call("inquireAttr", file, number)
     last, last_of_variable = map(int, ends)
     if last >= 0:
-        count = int(call("getNumAttrgEntries", file.id, number))
-        attribute.of_file = _read_entries(file, "g", number, last, count)
+        count = int(call("getNumAttrgEntries", file, number))
+        attribute.of_file = _read_entries(call, (file, number), "g", last, count)
     if last_of_variable >= 0:
-        count = int(call("getNumAttrEntries", file.id, number))
+        count = int(call("getNumAttrEntries", file, number))
         first = usual.get((last_of_variable, count), [])
-        attribute.of_variables = _read_entries(file, "", number, last_of_variable, count, first)
-        usual[last_of_variable, count] = list(attribute.of_variables)
+        found = _read_entries(call, (file, number), "", last_of_variable, count, first)
+        attribute.of_variables, usual[last_of_variable, count] = found, list(found)
 
 
 def _read_entries(
-    file: Contents, kind: str, attribute: int, last: int, count: int, first: Sequence[int] = ()
+    call: _Call,
+    attribute: tuple[Any, int],
+    kind: str,
+    last: int,
+    count: int,
+    first: Sequence[int] = (),
 ) -> dict[int, Entry]:
     """The entries up to the last number, of which there are so many.
 
@@ -175,7 +181,7 @@ def _read_entries(
             break
         if number not in found:
             with suppress(KeyError):  # there need not be one of each number
-                found[number] = _read_entry(file, kind, attribute, number)
+                found[number] = _read_entry(call, (*attribute, number), kind)
     if len(found) < count and last > 2 * _MOST_TRIED:
         missing = count - len(found)
         raise CDFError(
@@ -185,13 +191,12 @@ def _read_entries(
     return dict(sorted(found.items()))
 
 
-def _read_entry(file: Contents, kind: str, attribute: int, number: int) -> Entry:
-    place = (file.id, attribute, number)
+def _read_entry(call: _Call, place: tuple[Any, int, int], kind: str) -> Entry:
     datatype, elements = _TEXT, 0
     try:
-        name, found = file._call(f"inquireAttr{kind}Entry", *place)
+        name, found = call(f"inquireAttr{kind}Entry", *place)
         datatype, elements = datatype_named(name), int(found)
-        return Entry(datatype, file._call(f"getAttr{kind}Entry", *place), elements)
+        return Entry(datatype, call(f"getAttr{kind}Entry", *place), elements)
     except (CDFProcessError, KeyError):
         raise
     except CDFError as error:

@@ -8,9 +8,6 @@ there adds to the number of those written exactly when it was missing.
 from __future__ import annotations
 
 import errno
-import os
-import shutil
-import tempfile
 from typing import TYPE_CHECKING
 
 import numpy as np
@@ -73,24 +70,19 @@ def _doubtful(variable: Variable, records: range) -> np.ndarray:
 
 def _found_missing(variable: Variable, doubtful: np.ndarray, missing: int) -> np.ndarray:
     """Those of the doubtful records that are missing; so many are."""
-    from tarvik.file import File
-
     found: list[int] = []
-    path, folder = variable._file._on_disk()
-    with tempfile.TemporaryDirectory(prefix=".tarvik-", dir=folder) as temporary:
-        copy = shutil.copyfile(path, os.path.join(temporary, "copy.cdf"))
-        with File(copy, "r+", atomic=False, gateway=variable._file._gateway) as file:
-            trial = file[variable.name]
-            count = trial._ask("getVarNumRecsWritten")
-            runs = trial._stored_runs(range(1))
-            anything = np.zeros(tuple(map(len, runs)), trial._stored)
-            for record in doubtful.tolist():
-                if len(found) == missing:
-                    break
-                trial._write_stored([range(record, record + 1), *runs[1:]], anything)
-                before, count = count, trial._ask("getVarNumRecsWritten")
-                if count > before:
-                    found.append(record)
+    with variable._file._trial() as file:
+        trial = file[variable.name]
+        count = trial._ask("getVarNumRecsWritten")
+        runs = trial._stored_runs(range(1))
+        anything = np.zeros(tuple(map(len, runs)), trial._stored)
+        for record in doubtful.tolist():
+            if len(found) == missing:
+                break
+            trial._write_stored([range(record, record + 1), *runs[1:]], anything)
+            before, count = count, trial._ask("getVarNumRecsWritten")
+            if count > before:
+                found.append(record)
     return np.array(found, dtype=np.int64)
 
 

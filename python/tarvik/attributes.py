@@ -4,11 +4,12 @@ from __future__ import annotations
 
 import difflib
 from collections.abc import Iterator, MutableMapping
-from typing import TYPE_CHECKING, Any
+from typing import Any, Protocol
 
 import numpy as np
 
 from tarvik._entries import GLOBAL, VARIABLE, Attribute, Entry
+from tarvik._handle import Handle
 from tarvik.datatypes import (
     DATATYPES,
     Datatype,
@@ -17,10 +18,6 @@ from tarvik.datatypes import (
     text_length,
     to_stored,
 )
-
-if TYPE_CHECKING:
-    from tarvik._contents import Contents
-    from tarvik.variable import Variable
 
 __all__ = ["OF_VALUES", "Attributes", "check_name", "did_you_mean", "unknown_name"]
 
@@ -59,6 +56,19 @@ def did_you_mean(name: Any, known: Any) -> str:
     return f"; did you mean {' or '.join(repr(closest[each]) for each in found)}?" if found else ""
 
 
+class Owner(Protocol):
+    """The variable that attributes belong to."""
+
+    @property
+    def name(self) -> str: ...
+
+    @property
+    def number(self) -> int: ...
+
+    @property
+    def datatype(self) -> str: ...
+
+
 class Attributes(MutableMapping):
     """The attributes of a file, or of one variable: a mutable mapping from names to values.
 
@@ -68,7 +78,7 @@ class Attributes(MutableMapping):
     VALIDMAX, SCALEMIN and SCALEMAX of a variable take the variable's. `set` takes a datatype.
     """
 
-    def __init__(self, file: Contents, variable: Variable | None = None) -> None:
+    def __init__(self, file: Handle, variable: Owner | None = None) -> None:
         self._file = file
         self._variable = variable
 

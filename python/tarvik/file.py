@@ -5,9 +5,12 @@ from __future__ import annotations
 import atexit
 import errno
 import os
+import shutil
+import tempfile
 import warnings
 import weakref
-from contextlib import suppress
+from collections.abc import Iterator
+from contextlib import contextmanager, suppress
 from typing import Any, BinaryIO
 
 from tarvik import ops
@@ -206,13 +209,23 @@ class File(Contents):
         if self._gateway is None and self._id is not None:
             self._id, self._forked = None, True
 
-    def _on_disk(self) -> tuple[str, str | None]:
-        """A file that has all that was written, and a folder for more of its size."""
-        if self._transaction is None:
-            return self._opened_path, None
-        self._call("close", self._id)
-        self._id = self._opened(self._transaction.path)
-        return self._transaction.path, os.path.dirname(self._transaction.path)
+    @property
+    def _file_on_disk(self) -> str:
+        """What the library reads or writes."""
+        return self._opened_path if self._transaction is None else self._transaction.path
+
+    @contextmanager
+    def _trial(self) -> Iterator[File]:
+        """A copy of the file to write to, which goes at the end."""
+        path, folder = self._file_on_disk, None
+        if self._transaction is not None:
+            self._call("close", self._id)  # so that it has all that was written
+            self._id = self._opened(path)
+            folder = os.path.dirname(path)
+        with tempfile.TemporaryDirectory(prefix=".tarvik-", dir=folder) as temporary:
+            copy = shutil.copyfile(path, os.path.join(temporary, "copy.cdf"))
+            with File(copy, "r+", atomic=False, gateway=self._gateway) as file:
+                yield file
 
     def __enter__(self) -> File:
         return self

@@ -16,6 +16,7 @@ _LARGEST_SECONDS = np.iinfo(np.int64).max // 10**9 - 1
 _NAT = np.iinfo(np.int64).min
 # Small enough that what is computed on the way stays in the processor's caches.
 _BLOCK = 1 << 14
+_NAMES = {31: "cdf_epoch", 32: "cdf_epoch16", 33: "cdf_time_tt2000"}
 
 
 def to_datetime64(times: Any, datatype: str | int | None = None) -> np.ndarray:
@@ -91,15 +92,11 @@ def from_datetime64(times: Any, datatype: str | int) -> np.ndarray:
     return np.stack([(seconds + _SECONDS_TO_1970).astype(float), rest * 1000.0])
 
 
-def _inquired(datatype: Any) -> str:
+def _inquired(datatype: str | int) -> str:
     """The name of a datatype of times as inquiries give it."""
-    if datatype in _CONVERSIONS:
-        return datatype
-    from tarvik.datatypes import datatype_named
-
-    name = datatype_named(datatype).inquired
+    name = datatype.lower() if isinstance(datatype, str) else _NAMES.get(datatype)
     if name not in _CONVERSIONS:
-        raise ValueError(f"{datatype} is no datatype of times: {', '.join(_CONVERSIONS)} are")
+        raise ValueError(f"{datatype!r} is no datatype of times: {', '.join(_CONVERSIONS)} are")
     return name
 
 

@@ -5,19 +5,17 @@ from __future__ import annotations
 from collections.abc import Iterable, Iterator
 from itertools import product
 from math import prod
-from typing import TYPE_CHECKING, Any, Callable
+from typing import Any, Callable
 
 import numpy as np
 
+from tarvik._handle import Handle
 from tarvik._order import to_gateway, to_reader
 from tarvik._settings import SPARSE_NAMES, compression_name
 from tarvik._sparse import existing_records, same_bits
 from tarvik.attributes import Attributes
 from tarvik.datatypes import as_given, datatype_named, to_stored, to_user
 from tarvik.indexing import BLOCK_BYTES, Axis, Selection, inside, pieces, select
-
-if TYPE_CHECKING:
-    from tarvik._contents import Contents
 
 __all__ = ["Variable"]
 
@@ -45,7 +43,7 @@ class Variable:
         Reading as it is stored, and as a masked array; see there.
     """
 
-    def __init__(self, file: Contents, number: int) -> None:
+    def __init__(self, file: Handle, number: int) -> None:
         name, datatype, elements, extents, record_vary, dim_vary = file._call(
             "inquireVar", file.id, number
         )
@@ -277,7 +275,7 @@ class Variable:
             raise ValueError(f"{records} is no number of records")
         present = self._records()
         if records < present:
-            self._file._shrink(self, records)
+            self._file._shrink(self.number, records)
         elif records > present:
             # The library fills what lies between.
             last = self._previous(present if self.sparse == "previous" else 0)
@@ -441,7 +439,7 @@ class Variable:
     def _write_stored(self, runs: list[range], values: np.ndarray) -> None:
         self._file._check_writable()
         if self.record_vary:
-            self._file._before_write(self, runs[0][-1])
+            self._file._before_write(self.number, runs[0][-1])
         item: tuple[int, ...] = ()
         if self._datatype.is_text or self._datatype.stored.kind == "c":
             unit = "S1" if self._datatype.is_text else "f8"

@@ -73,7 +73,7 @@ def _facts(file):
     encoding, majority, last_record, variables, attributes = file._ask("inquire")
     return {
         "file": file.path,
-        "size": os.path.getsize(file._on_disk()[0]),
+        "size": os.path.getsize(file._file_on_disk),
         "version": file.version,
         "format": file._ask("getFormat"),
         "majority": majority,

@@ -35,7 +35,7 @@ def list_files(paths, having=None, gateway=None):
 
 
 def _facts(file):
-    facts = [counted(len(file), "variable"), _size(os.path.getsize(file._on_disk()[0]))]
+    facts = [counted(len(file), "variable"), _size(os.path.getsize(file._file_on_disk))]
     span = _time_span(file)
     if span is not None:
         first, last = (np.datetime_as_string(time, unit="s") for time in span)
