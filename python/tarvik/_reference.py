@@ -38,7 +38,8 @@ _CHOICES = """\
   identifier's number is the library's, which gives it out again after a close: one that was kept
   may then mean another file. Python's `FileId` knows that it is closed.
 - **Numbers** have the bounds of 32 bits, since the library cuts what is larger without a word. A
-  NaN becomes -2147483648, which most operations refuse as a number of anything.
+  NaN becomes -2147483648, which most operations refuse as a number of anything. In Python they may
+  be NumPy's of any class; values may not.
 - **Texts** must be char arrays without NUL characters, which would reach the library cut short.
   The library judges other characters than printable ASCII.
 - **Each operation makes the library calls that belong to it** and no others: the inquiries that it
