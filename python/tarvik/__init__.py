@@ -70,6 +70,9 @@ def _leave():
     isolated = sys.modules.get("tarvik._isolated")
     if isolated:
         isolated.leave()
+    scratch = sys.modules.get("tarvik._scratch")
+    if scratch:
+        scratch.remove_folder()
 
 
 atexit.register(_leave)

@@ -6,9 +6,11 @@ import threading
 from tarvik import _host
 from tarvik._catalogue import all_operations
 from tarvik._operations import make_method
+from tarvik._scratch import provide_folder
 
 __all__ = ["EXACT_PLUGIN", "EXTENDED_PLUGIN", "Gateway"]
 
+provide_folder()
 _LIBRARIES = os.path.join(os.path.dirname(_host.__file__), "lib")
 EXACT_PLUGIN = os.path.join(_LIBRARIES, "tarvik.so")
 EXTENDED_PLUGIN = os.path.join(_LIBRARIES, "tarvik_extended.so")

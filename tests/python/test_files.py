@@ -266,6 +266,25 @@ def test_exit(program, words, tmp_path):
     assert written(tmp_path / "x.cdf") == [0, 1, 2]
 
 
+def test_scratch_files_are_out_of_the_way_and_go(tmp_path):
+    program = """
+    for name in ("closed.cdf", "left.cdf"):
+        file = make(name)
+        call("setCompression", file, 5, 6)
+        if name == "closed.cdf":
+            call("close", file)
+    file = call("open", "closed.cdf")
+    print(os.environ["CDF_TMP"])
+    if not os.fork():
+        call("open", "closed.cdf")
+    """
+    done = run_python(textwrap.dedent(WRITE) + textwrap.dedent(program), tmp_path)
+    assert "Closing open CDF file handles" in done.stderr
+    assert not os.path.exists(done.stdout.splitlines()[0])
+    assert sorted(path.name for path in tmp_path.iterdir()) == ["closed.cdf", "left.cdf"]
+    assert written(tmp_path / "left.cdf") == written(tmp_path / "closed.cdf") == [0, 1, 2]
+
+
 def test_a_forked_child_leaves_the_files_of_its_parent_alone(tmp_path):
     """The child cannot use them, can use its own, and writes nothing to them when it exits."""
     program = """
