@@ -281,20 +281,16 @@ class File(Contents):
         self._close_id()
         transaction = self._transaction
         assert transaction is not None  # it began when the file was opened for writing
-        if self._in_place:
-            transaction.commit()
-            return
+        what = "may be damaged" if self._in_place else "was not changed"
         try:
             with File(transaction.path) as saved:
                 found = saved._summary()
         except CDFError as error:
-            raise OSError(
-                f"{self.path} was not changed: the library lost the edits: {error}"
-            ) from error
+            raise OSError(f"{self.path} {what}: the library lost the edits: {error}") from error
         if found != expected:
             raise OSError(
-                f"{self.path} was not changed: what was saved is not what was written. The library "
-                "lost some of it, or operations of tarvik.ops wrote to the file meanwhile"
+                f"{self.path} {what}: what was saved is not what was written. The library lost "
+                "some of it, or operations of tarvik.ops wrote to the file meanwhile"
             )
         transaction.commit()
 
