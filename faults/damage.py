@@ -1,15 +1,13 @@
 """Trials with damaged copies of files."""
 
 import collections
-import shutil
 import time
-import warnings
 from pathlib import Path
 
 import tarvik
 from mutations import is_current, mutate
-from reading import Reading
-from tarvik import constants, ops
+from reading import read
+from tarvik import File, constants, ops
 from worker import Worker
 
 
@@ -26,18 +24,8 @@ def damaged_copies(files, count, folder):
 
 def in_process(files, count, folder):
     """Read damaged copies in a process that opens them itself."""
-    endings = collections.Counter()
-    bad = []
-    memory = 0
-    worker = Worker()
-    for file, seed, words, path in damaged_copies(files, count, folder):
-        outcome = worker.read(path)
-        endings[outcome.ending] += 1
-        memory = max(memory, outcome.memory)
-        if not outcome.survived:
-            bad.append(_describe(file, seed, words, outcome.ending, outcome.problems[0]))
-    worker.close()
-    return {"count": count, "endings": endings, "memory": memory << 10, "bad": bad}
+    with Worker() as worker:
+        return _read_all(worker.read, files, count, folder)
 
 
 def isolated(files, count, folder):
@@ -45,16 +33,31 @@ def isolated(files, count, folder):
 
     It survived when it can read a whole file afterwards.
     """
-    died = []
-    survived = 0
+    lost = 0
     with tarvik.Gateway(isolated=True, limit=10) as gateway:
-        whole = Reading(gateway, files[0]).digest
-        for file, seed, words, path in damaged_copies(files, count, folder):
-            reading = Reading(gateway, path)
-            if reading.died:
-                died.append(_describe(file, seed, words, "ended", reading.died))
-            survived += not reading.died or Reading(gateway, files[0]).digest == whole
-    return {"count": count, "survived": survived, "died": died}
+        whole = read(files[0], gateway)
+
+        def read_isolated(path):
+            nonlocal lost
+            outcome = read(path, gateway)
+            lost += not outcome.survived and read(files[0], gateway) != whole
+            return outcome
+
+        result = _read_all(read_isolated, files, count, folder)
+    return {**result, "survived": count - lost}
+
+
+def _read_all(read_copy, files, count, folder):
+    endings = collections.Counter()
+    bad = []
+    memory = 0
+    for file, seed, words, path in damaged_copies(files, count, folder):
+        outcome = read_copy(path)
+        endings[outcome.ending] += 1
+        memory = max(memory, outcome.memory)
+        if not outcome.survived:
+            bad.append(_describe(file, seed, words, outcome.ending, outcome.problems[0]))
+    return {"count": count, "endings": endings, "memory": memory << 10, "bad": bad}
 
 
 def with_checksum(files, count, folder):
@@ -64,15 +67,14 @@ def with_checksum(files, count, folder):
         for file in files
         if is_current(file.read_bytes())
     ]
-    worker = Worker()
-    whole = {file: worker.read(file) for file in summed}
     unnoticed = []
-    for file, seed, words, path in damaged_copies(summed, count, folder):
-        outcome = worker.read(path)
-        same = outcome.digest == whole[file].digest
-        if outcome.survived and outcome.problems == whole[file].problems and not same:
-            unnoticed.append(_describe(file, seed, words, "unnoticed", ""))
-    worker.close()
+    with Worker() as worker:
+        whole = {file: worker.read(file) for file in summed}
+        for file, seed, words, path in damaged_copies(summed, count, folder):
+            outcome = worker.read(path)
+            same = outcome.digest == whole[file].digest
+            if outcome.survived and outcome.problems == whole[file].problems and not same:
+                unnoticed.append(_describe(file, seed, words, "unnoticed", ""))
     return {"count": count, "unnoticed": unnoticed}
 
 
@@ -83,17 +85,14 @@ def opening(files, turns):
 
 def _opening(file):
     start = time.perf_counter()
-    opened = ops.call("open", str(file))
-    seconds = time.perf_counter() - start
-    ops.call("close", opened)
-    return seconds
+    with File(file):
+        return time.perf_counter() - start
 
 
 def _with_checksum(file, copy):
-    shutil.copy(file, copy)
-    copy.chmod(0o644)
-    with warnings.catch_warnings(), ops.open(copy) as opened:
-        ops.setChecksum(opened, constants.MD5_CHECKSUM)
+    copy.write_bytes(file.read_bytes())
+    with File(copy, "r+", atomic=False) as opened:
+        ops.setChecksum(opened.id, constants.MD5_CHECKSUM)
     return copy
 
 

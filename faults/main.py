@@ -80,7 +80,7 @@ TRIALS = {
     "full disk": lambda given, count: {"kinds": writers.full_disk(count, given.folder)},
     "copies": lambda given, count: writers.copies(count, given.folder),
     "opens": lambda given, count: writers.opens(count, given.folder),
-    "two handles": lambda given, _count: writers.two_handles(given.folder),
+    "two writers": lambda given, _count: writers.two_writers(given.folder),
 }
 
 

@@ -1,109 +1,122 @@
 """Reads all that a file holds, whatever state it is in."""
 
 import hashlib
-import math
+from collections.abc import Iterator
+from dataclasses import dataclass, field
+from itertools import islice
 
 import numpy as np
-from tarvik import CDFError, CDFProcessError
+from tarvik import CDFError, CDFProcessError, File
 
-_WIDEST = 16  # bytes of a value
-_BLOCK = 8 << 20
 _MOST_BYTES = 64 << 20  # of a record
 _MOST_BLOCKS = 8
 _MOST_NUMBERS = 2000  # variables, attributes, and entries of an attribute
-_OF_FILES = ("getVersion", "getChecksum", "getCompression")
-_OF_VARIABLES = (
-    "getVarCompression",
-    "getVarSparseRecords",
-    "getVarPadValue",
-    "getVarBlockingFactor",
-    "getVarAllocRecords",
-    "getVarNumRecsWritten",
-)
+_OF_FILES = ("version", "copyright", "encoding", "format", "majority", "compression", "checksum")
+_OF_VARIABLES = ("name", "datatype", "shape", "record_vary", "dim_vary")
+_OF_STORAGE = ("compression", "sparse", "blocking_factor", "pad", "fill")
+_OPERATIONS = ("getVarAllocRecords", "getVarNumRecsWritten")
 
 
-class Reading:
-    """What came of reading a file with the operations of a gateway.
+@dataclass
+class Outcome:
+    """What became of reading one file.
 
     Attributes
     ----------
-    opened : bool
+    ending : str
+        "read", "refused" by open, "crashed" or "hung".
     problems : list of str
-        The texts of the errors.
-    died : str
-        What was said of the end of the gateway's process, if it has one and it ended.
+        The texts of the errors, or the signal.
     digest : str
         Of all that was read; files with the same content have the same.
+    memory : int
+        The most memory that the reading process has had, in KiB; 0 if it was not asked.
     """
 
-    def __init__(self, gateway, path):
-        self._gateway = gateway
-        self._hash = hashlib.sha256()
-        self.problems = []
-        self.died = ""
-        file = self._ask("open", path)
-        self.opened = file is not None
-        if self.opened:
-            self._read(file)
-            self._ask("close", file)
-        self.digest = self._hash.hexdigest()
+    ending: str
+    problems: list = field(default_factory=list)
+    digest: str = ""
+    memory: int = 0
 
-    def _ask(self, operation, *arguments):
-        """The outputs of an operation, or None when it was refused."""
+    @property
+    def survived(self):
+        return self.ending in ("read", "refused")
+
+
+def read(path, gateway=None):
+    """Read a file, in this process or in that of an isolated gateway.
+
+    What cannot be read is a problem, and the rest is read nevertheless.
+    """
+    ending, problems, digest = "refused", [], hashlib.sha256()
+
+    def take(get, *arguments):
         try:
-            outputs = self._gateway.call(operation, *arguments)
+            found = get(*arguments)
+            if isinstance(found, Iterator):
+                for part in found:
+                    take(*part)
+            else:
+                digest.update(_as_bytes(found))
+        except CDFProcessError:
+            raise
         except CDFError as error:
-            self.problems.append(str(error))
-            if isinstance(error, CDFProcessError) and not self.died:
-                self.died = str(error)
-            return None
-        if operation != "open":
-            self._hash.update(_as_bytes(outputs))
-        return outputs
+            problems.append(str(error))
 
-    def _read(self, file):
-        for operation in _OF_FILES:
-            self._ask(operation, file)
-        facts = self._ask("inquire", file)
-        if facts is None:
-            return
-        variables, attributes = (min(int(count), _MOST_NUMBERS) for count in facts[3:])
-        for attribute in range(attributes):
-            self._read_attribute(file, attribute)
-        for variable in range(variables):
-            self._read_variable(file, variable)
-
-    def _read_attribute(self, file, attribute):
-        facts = self._ask("inquireAttr", file, attribute)
-        of_file = facts is not None and facts[1] == "GLOBAL_SCOPE"
-        highest = self._ask("getAttrMaxgEntry" if of_file else "getAttrMaxEntry", file, attribute)
-        read = "getAttrgEntry" if of_file else "getAttrEntry"
-        for entry in range(min(int(highest or 0) + 1, _MOST_NUMBERS)):
-            self._ask(read, file, attribute, entry)
-
-    def _read_variable(self, file, variable):
-        facts = self._ask("inquireVar", file, variable)
-        for operation in _OF_VARIABLES:
-            self._ask(operation, file, variable)
-        last = self._ask("getVarMaxWrittenRecNum", file, variable)
-        if facts is None or last is None:
-            return
-        extents = [int(extent) for extent in np.ravel(facts[3])]
-        bytes_each = _WIDEST * int(facts[2]) * math.prod(extents)
-        if not 0 < bytes_each <= _MOST_BYTES:
-            return
-        whole = ([0] * len(extents), extents, [1] * len(extents))
-        records = range(int(last) + 1)
-        step = max(1, _BLOCK // bytes_each)
-        for start in records[::step][:_MOST_BLOCKS]:
-            count = len(records[start : start + step])
-            self._ask("hyperGetVarData", file, variable, start, count, 1, *whole)
+    try:
+        with File(path, gateway=gateway) as file:
+            ending = "read"
+            take(_of_file, file)
+    except CDFProcessError as error:
+        ending = "hung" if error.tag == "timeLimitExceeded" else "crashed"
+        problems = [str(error)]
+    except CDFError as error:
+        problems.append(str(error))
+    return Outcome(ending, problems, digest.hexdigest())
 
 
-def _as_bytes(output):
-    if isinstance(output, tuple):
-        return b"".join(map(_as_bytes, output))
-    values = np.asarray(output)
-    if values.dtype == object:
-        return repr(output).encode("utf-8", "surrogateescape")
-    return f"{values.dtype}{values.shape}".encode() + values.tobytes()
+# Each of these gives the functions that read its parts, with their arguments.
+
+
+def _of_file(file):
+    for fact in _OF_FILES:
+        yield getattr, file, fact
+    yield _of_attributes, file
+    for name in islice(file, _MOST_NUMBERS):
+        yield _of_variable, file, name
+
+
+def _of_attributes(file):
+    for attribute in islice(file._attributes.values(), _MOST_NUMBERS):
+        yield _of_attribute, attribute
+
+
+def _of_attribute(attribute):
+    yield repr, (attribute.name, attribute.scope)
+    if attribute.problem is not None:
+        raise attribute.problem
+    for entries in (attribute.of_file, attribute.of_variables):
+        for number, entry in islice(entries.items(), _MOST_NUMBERS):
+            yield _content_of, number, entry
+
+
+def _of_variable(file, name):
+    variable = file[name]
+    for fact in (*_OF_VARIABLES, *_OF_STORAGE):
+        yield getattr, variable, fact
+    for operation in _OPERATIONS:
+        yield variable._ask, operation
+    if variable._stored_bytes <= _MOST_BYTES:
+        for runs in islice(variable._stored_blocks(range(variable._records())), _MOST_BLOCKS):
+            yield variable._read, runs
+
+
+def _content_of(number, entry):
+    entry.to_user()  # raises the entry's problem
+    return number, entry.datatype.name, entry.elements, entry.stored.tobytes()
+
+
+def _as_bytes(found):
+    if isinstance(found, (np.ndarray, np.generic)):
+        return f"{found.dtype}{found.shape}".encode() + found.tobytes()
+    return repr(found).encode("utf-8", "surrogateescape")

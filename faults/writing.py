@@ -1,60 +1,61 @@
 """Writes records to files for other processes, which may kill this one or take its disk away.
 
-Usage: writing.py append|create|sessions KIND FILE FIRST COUNT [BYTES]. Says "begun" when the file
-is open, "appended", and "closed", or why not; with "sessions" again and again, until it is killed.
-No file may grow beyond BYTES.
+Usage: writing.py FILE KIND HOW FIRST COUNT CLOSES [BYTES]. Appends COUNT records, from number FIRST
+on, as often as CLOSES says. Each time it says "begun" when the file is open, "appended" and
+"closed", or why not. No file may grow beyond BYTES.
 """
 
-import itertools
 import resource
 import signal
 import sys
 
 import numpy as np
-from tarvik import CDFError, constants, ops
+from tarvik import CDFError, File
 
-BLOCK = 100  # records a call
+BLOCK = 10  # records a call
 SIZE = 50  # values of a record
-KINDS = ("plain", "compressed variable", "checksum", "compressed as a whole")
+# What each kind of file is made with, and its variable.
+KINDS = {
+    "plain": ({}, {}),
+    "compressed variable": ({}, {"compression": "gzip:6"}),
+    "checksum": ({"checksum": "md5"}, {}),
+    "compressed as a whole": ({"compression": "gzip:6"}, {}),
+}
+HOWS = {"transaction": True, "in place": False}  # with the option `atomic`
 
 
-def values_of(first, count):
-    """What the records hold, with the values of a record in a column."""
-    return np.add.outer(np.arange(SIZE) / 100, np.arange(first, first + count, dtype=float))
+def values_of(start, stop):
+    """What the records hold."""
+    return np.add.outer(np.arange(start, stop, dtype=float), np.arange(SIZE) / 100)
 
 
-def create(kind, path):
-    file = ops.create(path)
-    variable = ops.createVar(file, "data", constants.CDF_REAL8, 1, [SIZE], True, [True])
-    if kind == "compressed variable":
-        ops.setVarCompression(file, variable, constants.GZIP_COMPRESSION, 6)
-    if kind == "compressed as a whole":
-        ops.setCompression(file, constants.GZIP_COMPRESSION, 6)
-    if kind == "checksum":
-        ops.setChecksum(file, constants.MD5_CHECKSUM)
-    return file
+def write(path, kind, how, first, count, say=lambda _: None):
+    """Open a file, or make one, append records in several calls, and close it."""
+    of_file, of_variable = KINDS[kind]
+    with File(path, "a", atomic=HOWS[how], **of_file) as file:
+        say("begun")
+        if "data" not in file:
+            file.create_variable("data", datatype="CDF_REAL8", shape=(0, SIZE), **of_variable)
+        append(file, first, count)
+        say("appended")
+    say("closed")
 
 
 def append(file, first, count):
-    """Write records in several calls."""
     for start in range(first, first + count, BLOCK):
-        values = np.asfortranarray(values_of(start, min(BLOCK, first + count - start)))
-        ops.hyperPutVarData(file, 0, start, values.shape[1], 1, [0], [SIZE], [1], values)
+        stop = min(start + BLOCK, first + count)
+        file["data"][start:stop] = values_of(start, stop)
 
 
-def readable(path, count):
-    """How many of the first records can be read and are right, and why not all."""
+def readable(path, count, validate=True):
+    """The share of the first records that can be read and are right, and why not all."""
     try:
-        with ops.open(path) as file:
-            written = int(ops.getVarMaxWrittenRecNum(file, 0)) + 1
-            found = min(count, written)
-            if found == 0:
-                return 0, "there are no records"
-            values = ops.hyperGetVarData(file, 0, 0, found, 1, [0], [SIZE], [1])
-    except CDFError as error:
-        return 0, error.status_name or str(error)
-    right = np.all(values.reshape(SIZE, found) == values_of(0, found), axis=0)
-    return int(np.count_nonzero(right)), "" if right.all() else "values are wrong"
+        with File(path, validate=validate) as file:
+            values = file["data"][:count]
+    except (CDFError, KeyError) as error:
+        return 0, getattr(error, "status_name", None) or repr(error)
+    right = np.count_nonzero((values == values_of(0, len(values))).all(axis=1))
+    return right / count, "" if right == count else "records are missing or wrong"
 
 
 def limit_files(size):
@@ -64,20 +65,14 @@ def limit_files(size):
         resource.setrlimit(resource.RLIMIT_FSIZE, (int(size), int(size)))
 
 
-def main(mode, kind, path, first, count, limit=None):
+def main(path, kind, how, first, count, closes, limit=None):
     limit_files(limit)
+    first, count = int(first), int(count)
     try:
-        for start in itertools.count(int(first), int(count)):
-            file = create(kind, path) if mode == "create" else ops.open(path)
-            print("begun", flush=True)
-            append(file, start, int(count))
-            print("appended", flush=True)
-            ops.close(file)
-            print("closed", flush=True)
-            if mode != "sessions":
-                break
-    except CDFError as error:
-        print(f"{error.operation}: {error.status_name}", flush=True)
+        for start in range(first, first + count * int(closes), count):
+            write(path, kind, how, start, count, lambda word: print(word, flush=True))
+    except (CDFError, OSError) as error:
+        print(repr(error), flush=True)
 
 
 if __name__ == "__main__":
