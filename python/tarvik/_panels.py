@@ -10,6 +10,7 @@ from __future__ import annotations
 import re
 from collections.abc import Iterable, Mapping, Sequence
 from dataclasses import dataclass, field
+from math import prod
 from typing import Any, Union
 
 import numpy as np
@@ -33,6 +34,8 @@ __all__ = [
 _MOST_LINES = 12
 # More are not told apart on a picture: every so many-th record is read then.
 _MOST_RECORDS = {"lines": 100_000, "spectrogram": 4000}
+_MOST_VALUES = 10_000_000
+_MOST_CHANNELS = 10_000
 # Units are written with these by programs that take "!E-1!N" for an exponent.
 _EXPONENT = re.compile(r"!E(.*?)(?:!N|$)")
 _RAISED = str.maketrans("-+0123456789", "⁻⁺⁰¹²³⁴⁵⁶⁷⁸⁹")
@@ -107,6 +110,12 @@ class View:
         extents = enumerate(self.variable._extents, 1)
         return {number: size for number, size in extents if size > 1 and number not in gone}
 
+    @property
+    def values_read(self) -> int:
+        """Of each record, before means are taken."""
+        extents = enumerate(self.variable._extents, 1)
+        return prod(size for number, size in extents if number not in self.indices)
+
 
 def dimensions(variable: Variable) -> dict[str, int]:
     """The names of dimensions with their numbers.
@@ -174,6 +183,8 @@ def reason_against(view: View) -> str:
             for number, size in view.extents.items()
         )
         return f"it has more than one dimension in each record: {left}; see --slice and --mean"
+    if max(view.extents.values(), default=0) > _MOST_CHANNELS or view.values_read > _MOST_VALUES:
+        return f"{view.values_read} values in each record are too many for a picture"
     return "" if variable.record_vary or view.extents else "it is a single value"
 
 
@@ -228,7 +239,8 @@ def make_panel(variables: _Variables, view: View, records: _Records) -> Panel:
     if not variable.record_vary:
         return _across_dimension(view, channels, name)
     kind = _kind(view, channels)
-    step = -(-len(records) // _MOST_RECORDS[kind])
+    most = min(_MOST_RECORDS[kind], max(1, _MOST_VALUES // view.values_read))
+    step = -(-len(records) // most)
     records = records[::step]
     x = _along_records(variables, variable, records)
     values = _scale(view, records)
@@ -254,8 +266,9 @@ def _title(variables: _Variables, view: View) -> str:
     """The name with the places of dimensions, and with those of which the mean is taken."""
     variable, parts = view.variable, []
     for number, index in view.indices.items():
-        place, text = f"[{index}]", _names(variables, variable, number)[index]
-        parts.append(_name_of(variable, number) + place + (f" = {text}" if text != place else ""))
+        along = _along(variables, variable, number)
+        text = "" if along is None else f" = {str(along[index]).strip()}"
+        parts.append(f"{_name_of(variable, number)}[{index}]{text}")
     parts += [f"mean over {_name_of(variable, number)}" for number in view.means]
     return visible(f"{variable.name}: {', '.join(parts)}" if parts else variable.name)
 
@@ -334,8 +347,16 @@ def _label(variable: Variable) -> str:
 
 def _names(variables: _Variables, variable: Variable, dimension: int) -> list[str]:
     """The texts for the places of a dimension, else the numbers along it, else their indices."""
+    found = _along(variables, variable, dimension)
+    if found is not None:
+        return [visible(str(text).strip()) for text in found[...].tolist()]
+    return [f"[{index}]" for index in range(variable._extents[dimension - 1])]
+
+
+def _along(variables: _Variables, variable: Variable, dimension: int) -> Variable | None:
+    """What tells the places of a dimension apart: texts, or numbers for all records."""
     for attribute in ("LABL_PTR", "DEPEND"):
         found = along_dimension(variables, variable, dimension, attribute)
         if found is not None and not found.record_vary and not found._datatype.is_time:
-            return [visible(str(text).strip()) for text in found[...].tolist()]
-    return [f"[{index}]" for index in range(variable._extents[dimension - 1])]
+            return found
+    return None
