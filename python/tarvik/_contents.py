@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 from collections.abc import Iterable, Iterator, MutableMapping
-from contextlib import contextmanager
+from contextlib import contextmanager, suppress
 from typing import Any, NamedTuple
 
 import numpy as np
@@ -51,6 +51,7 @@ class Contents(Handle, MutableMapping):
         raise unknown_name("variable", name, self, self.path)
 
     def __iter__(self) -> Iterator[str]:
+        self.id  # noqa: B018
         return iter([each.name for each in self._listed()])
 
     def __len__(self) -> int:
@@ -68,6 +69,8 @@ class Contents(Handle, MutableMapping):
     def __setitem__(self, name: str, values: Any) -> None:
         """Make a variable, or replace it: of values, or a copy of a `Variable`."""
         self._check_writable()
+        if name in self._unreadable:
+            raise self._unreadable[name].problem
         if name in self:
             self._check_structural("replacing a variable")
         place = self._unused_name() if name in self else name
@@ -168,7 +171,10 @@ class Contents(Handle, MutableMapping):
         if name in self:
             raise ValueError(f"there is a variable {name!r} already")
         check_name("variable", name)
-        given = None if data is None else as_given(data)
+        try:
+            given = None if data is None else as_given(data)
+        except ValueError as error:
+            raise ValueError(f"the values for {name!r}: {error}") from None
         found, elements = kind_of(given, datatype)
         whole = given.shape if given is not None else tuple(shape or ())
         if given is not None and shape is not None and tuple(shape) != whole:
@@ -204,7 +210,8 @@ class Contents(Handle, MutableMapping):
             yield
         except BaseException:
             if not self._in_place and name in self:
-                del self[name]
+                with suppress(CDFError):  # the first one says what is wrong
+                    del self[name]
             raise
 
     def _created(
@@ -229,6 +236,7 @@ class Contents(Handle, MutableMapping):
             record_vary,
             list(varys)[order],
         )
+        self._forget_entries_of(int(number))
         variable = self._variables[name] = Variable(self, int(number))
         for operation, inputs in settings.items():
             if inputs:
@@ -236,6 +244,12 @@ class Contents(Handle, MutableMapping):
         if pad is not None:
             self._call("setVarPadValue", self.id, number, for_gateway(pad))
         return variable
+
+    def _forget_entries_of(self, number: int) -> None:
+        """Entries for a variable that did not exist are not those of a new one of its number."""
+        for attribute in self._attributes.values():
+            if attribute.of_variables.pop(number, None) is not None and not self._in_place:
+                self._structural = True
 
     def _copied(
         self,

@@ -111,6 +111,11 @@ class Attribute:
     dropped: bool = False
 
     @property
+    def is_cut(self) -> bool:
+        """Whether the library does not give all of a text."""
+        return any(e.is_cut for e in (*self.of_file.values(), *self.of_variables.values()))
+
+    @property
     def is_global(self) -> bool:
         return self.scope.startswith("GLOBAL")
 

@@ -5,10 +5,14 @@ from __future__ import annotations
 import errno
 import io
 import os
+import re
 import shutil
 import stat
 import tempfile
 from typing import Any
+
+from tarvik import ops
+from tarvik._errors import CDFError
 
 _EXTENSIONS = (".cdf", ".CDF")  # in the order in which the library tries them
 
@@ -23,8 +27,9 @@ def present_file(path: str) -> str | None:
     """
     if path.endswith(_EXTENSIONS[0]) and os.path.isfile(path):
         return path
-    stem = path[:-4] if path.endswith(_EXTENSIONS) else path
-    found = [stem + end for end in (*_EXTENSIONS, "") if os.path.isfile(stem + end)]
+    has_one = path.endswith(_EXTENSIONS)
+    stem, ends = (path[:-4], _EXTENSIONS) if has_one else (path, (*_EXTENSIONS, ""))
+    found = [stem + end for end in ends if os.path.isfile(stem + end)]
     if path in found[1:]:
         raise OSError(
             errno.EINVAL, f"The CDF library opens {found[0]!r} instead; rename one of them", path
@@ -51,7 +56,38 @@ def check_readable(path: str) -> None:
 
 
 def new_path(path: str) -> str:
-    return path if path.lower().endswith(".cdf") else path + ".cdf"
+    """The name of a file that is made.
+
+    Raises
+    ------
+    ValueError
+        For a name that the library cannot open again.
+    """
+    found = path if path.lower().endswith(".cdf") else path + ".cdf"
+    stem = os.path.basename(found)[:-4]
+    if not stem or stem.lower().endswith(".cdf"):
+        raise ValueError(f"{found!r} is no name for a CDF file: the library opens another one")
+    return found
+
+
+def files_of_variables(path: str) -> list[str]:
+    """The files that hold the variables of a CDF file of several files."""
+    folder, name = os.path.split(path)
+    own = re.compile(re.escape(name[:-4]) + r"\.[vz]\d+", re.IGNORECASE)
+    if not path.endswith(_EXTENSIONS):
+        return []
+    found = [
+        os.path.join(folder, other) for other in os.listdir(folder or ".") if own.fullmatch(other)
+    ]
+    return sorted(found) if found and _is_of_several(path) else []
+
+
+def _is_of_several(path: str) -> bool:
+    try:
+        with ops.call("open", os.fsencode(path)) as file:
+            return ops.call("getFormat", file) == "MULTI_FILE"
+    except CDFError:
+        return False
 
 
 def name_of(path: Any) -> str:

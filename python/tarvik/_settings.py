@@ -52,6 +52,8 @@ def compression_name(kind: str, parameter: Any, _percentage: Any) -> str | None:
 
 def coded(majority: str, compression: str | None, checksum: str | None, kind: str) -> tuple:
     """The settings of a new file as the operations take them."""
+    if kind == "multi" and (compression or checksum):
+        raise ValueError("a CDF file of several files has neither compression nor checksum")
     return (
         code_of("majority", majority, MAJORITIES),
         None if compression is None else compression_of(compression),

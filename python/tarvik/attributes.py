@@ -19,10 +19,10 @@ from tarvik.datatypes import (
     to_stored,
 )
 
-__all__ = ["OF_VALUES", "Attributes", "check_name", "did_you_mean", "unknown_name"]
+__all__ = ["Attributes", "check_name", "did_you_mean", "unknown_name"]
 
 # Attributes that hold values of their variable.
-OF_VALUES = frozenset({"FILLVAL", "VALIDMIN", "VALIDMAX", "SCALEMIN", "SCALEMAX"})
+_OF_VALUES = frozenset({"FILLVAL", "VALIDMIN", "VALIDMAX", "SCALEMIN", "SCALEMAX"})
 
 
 def check_name(what: str, name: Any) -> None:
@@ -122,49 +122,66 @@ class Attributes(MutableMapping):
         TypeError, ValueError, OverflowError
             If the value cannot be stored.
         """
-        self._file._check_writable()
+        self._set({name: self._made_of(name, value, datatype)})
+
+    def _made_of(self, name: str, value: Any, datatype: Any = None) -> list[Entry]:
+        """The entries for a value; nothing is written."""
         several = self._variable is None and isinstance(value, list)
-        entries = [self._made(name, item, datatype) for item in (value if several else [value])]
-        if not entries:
+        values = value if several else [value]
+        if not values:
             raise ValueError(f"the attribute {name!r} cannot be an empty list")
-        present = self._entries(name) if self._variable is None else {}
-        fewer = any(place >= len(entries) for place in present)
-        if fewer:
+        try:
+            return [self._made(name, item, datatype) for item in values]
+        except (TypeError, ValueError, OverflowError) as error:
+            raise type(error)(f"the attribute {name!r}: {error}") from None
+
+    def _set(self, made: dict[str, list[Entry]]) -> None:
+        """Write entries in place of those that there are."""
+        for name, entries in made.items():
+            owner = self._variable
+            numbered = dict(enumerate(entries)) if owner is None else {owner.number: entries[0]}
+            self._put(name, numbered)
+
+    def _put(self, name: str, entries: dict[int, Entry]) -> None:
+        self._file._check_writable()
+        more = self._entries(name).keys() - entries.keys()
+        if more:
             self._file._check_structural("deleting entries")
+            self._file._structural = True
         attribute = self._attribute(name)
-        if self._variable is not None:
-            self._file._put_entry(attribute, self._variable.number, entries[0])
-            return
-        for place, entry in enumerate(entries):
-            self._file._put_entry(attribute, place, entry)
-        for place in present:
-            if place >= len(entries):
-                del attribute.of_file[place]
-        self._file._structural |= fewer
+        for number, entry in entries.items():
+            self._file._put_entry(attribute, number, entry)
+        for number in more:
+            del attribute.of_file[number]
 
     def update(self, *others: Any, **values: Any) -> None:
-        """Set several attributes; those of another `Attributes` are copied exactly."""
+        """Set several attributes; those of another `Attributes` are copied exactly.
+
+        All values are looked at before the first one is written.
+        """
         if len(others) == 1 and isinstance(others[0], Attributes):
             self._copy(others[0])
             others = ()
-        super().update(*others, **values)
+        given = dict(*others, **values)
+        self._set({name: self._made_of(name, value) for name, value in given.items()})
 
     def _copy(self, other: Attributes) -> None:
         """Copy entries with their datatypes, those of a file with their numbers."""
-        self._file._check_writable()
-        for name in other:
-            entries = other._entries(name)
-            if self._variable is not None or other._variable is not None:
-                number = 0 if self._variable is None else self._variable.number
-                entries = {number: next(iter(entries.values()))}
-            if self._entries(name).keys() - entries.keys():
-                del self[name]
-            attribute = self._attribute(name)
-            for number, entry in entries.items():
-                self._file._put_entry(attribute, number, entry)
+        found = {name: other._entries(name) for name in other}
+        if self._variable is None and other._variable is None:
+            for name, entries in found.items():
+                self._put(name, entries)
+            return
+        for name, entries in found.items():
+            if self._variable is not None and len(entries) > 1:
+                raise ValueError(
+                    f"the attribute {name!r} has {len(entries)} entries, and a variable's has one"
+                )
+        self._set({name: list(entries.values()) for name, entries in found.items()})
 
     def _replace(self, values: Any) -> None:
         """Have these attributes and no others."""
+        values = values if isinstance(values, Attributes) else dict(values)
         self.update(values)
         for name in [name for name in self if name not in values]:
             del self[name]
@@ -238,19 +255,23 @@ class Attributes(MutableMapping):
         found.dropped = False
         return found
 
+    def _datatype_for(self, name: str) -> str | None:
+        """That of the variable for an attribute that holds values of it."""
+        owner = self._variable
+        return owner.datatype if owner is not None and name in _OF_VALUES else None
+
     def _made(self, name: str, value: Any, datatype: Any) -> Entry:
         given = np.asarray(value)
-        if datatype is None and self._variable is not None and name in OF_VALUES:
-            datatype = self._variable.datatype
+        datatype = self._datatype_for(name) if datatype is None else datatype
         found = _chosen(value, given) if datatype is None else datatype_named(datatype)
         if found.is_text:
             if given.size != 1:
-                raise TypeError(f"the attribute {name!r}: an entry holds one text")
+                raise TypeError("an entry holds one text")
             text = to_stored(given, found, text_length(given)).item()
             return Entry(found, text.decode("utf-8", "surrogateescape"), len(text))
         stored = np.ravel(to_stored(given, found))
         if stored.size == 0:
-            raise ValueError(f"the attribute {name!r} cannot be empty")
+            raise ValueError("it cannot be empty")
         if found.stored.kind == "c":
             pairs = np.asfortranarray(stored.view("f8").reshape((-1, 2)).T)
             return Entry(found, pairs, stored.size)

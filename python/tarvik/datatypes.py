@@ -235,6 +235,8 @@ def _encoded(values: np.ndarray) -> np.ndarray:
 
 def _texts(values: np.ndarray, datatype: Datatype, elements: int) -> np.ndarray:
     encoded = _encoded(values)
+    if _have_nuls(encoded):
+        raise ValueError("of a text with NUL characters nothing is read behind the first one")
     lengths = np.char.str_len(encoded)
     if encoded.size and lengths.max() > elements:
         longest = encoded.ravel()[lengths.argmax()]
@@ -243,6 +245,13 @@ def _texts(values: np.ndarray, datatype: Datatype, elements: int) -> np.ndarray:
             f"{datatype.name} have {elements} here"
         )
     return np.char.ljust(encoded, elements).astype(f"S{elements}")
+
+
+def _have_nuls(texts: np.ndarray) -> bool:
+    """Whether a character comes behind a NUL; NumPy fills texts up with them."""
+    flat = np.ascontiguousarray(texts).reshape(-1)
+    codes = flat.view(np.uint8).reshape((flat.size, -1))
+    return bool(((codes[:, :-1] == 0) & (codes[:, 1:] != 0)).any())
 
 
 def _as_times(values: np.ndarray, datatype: Datatype) -> np.ndarray:

@@ -18,8 +18,15 @@ from tarvik._contents import Contents, Unreadable
 from tarvik._errors import CDFError, CDFProcessError, CDFWarning
 from tarvik._files import version
 from tarvik._gateway import Gateway
-from tarvik._places import check_readable, download, name_of, new_path, present_file
-from tarvik._settings import coded, compression_name
+from tarvik._places import (
+    check_readable,
+    download,
+    files_of_variables,
+    name_of,
+    new_path,
+    present_file,
+)
+from tarvik._settings import FORMATS, coded, compression_name
 from tarvik.transaction import Transaction
 from tarvik.variable import Variable
 
@@ -92,9 +99,15 @@ class File(Contents):
     ) -> None:
         if mode not in _MODES:
             raise ValueError(f"mode {mode!r} is none of {', '.join(_MODES)}")
-        if mode in ("r", "r+"):
-            _check_not_given(mode, majority=majority, compression=compression)
-            _check_not_given(mode, checksum=checksum, format=format)
+        options = {
+            "majority": majority,
+            "compression": compression,
+            "checksum": checksum,
+            "format": format,
+        }
+        for name, value in options.items() if mode in ("r", "r+") else ():
+            if value is not None:
+                raise ValueError(f"{name}={value!r} is for new files, not for mode {mode!r}")
         self._download = download(path, mode)
         self.path: str = name_of(path)
         self.mode = mode
@@ -105,6 +118,7 @@ class File(Contents):
         self._gateway = gateway or self._own_gateway
         self._call = (self._gateway or ops).call
         self._validate = validate
+        self._others: list[str] = []  # those of a file of several files that is replaced
         self._nothing_known()
         self._nothing_to_carry_out()
         settings = coded(majority or "row", compression, checksum, format or "single")
@@ -138,12 +152,17 @@ class File(Contents):
             raise FileExistsError(17, os.strerror(17), self.path)
         fresh = present is None or self.mode in "wx"
         target = present or new_path(self.path)
+        if present is not None and settings[3] == FORMATS["multi"] and fresh:
+            warnings.warn(f"{target} is replaced at once, and not when it is closed", CDFWarning, 4)
         if atomic and not fresh and self._is_multi_file(target):
             warnings.warn(
                 f"{target} is kept in several files, which are edited in place", CDFWarning, 4
             )
             atomic = False
+        if present is not None and not fresh:
+            check_readable(present)
         self._in_place = not atomic
+        self._others = files_of_variables(present) if present is not None and fresh else []
         self._transaction = Transaction(
             target, create=fresh, exist_ok=self.mode != "x", replace=fresh, atomic=atomic
         )
@@ -151,7 +170,9 @@ class File(Contents):
             self._id = self._opened(self._transaction.path)
             return
         if not atomic and present is not None:
-            os.unlink(present)
+            for path in (present, *self._others):
+                os.unlink(path)
+            self._others = []
         self._create(self._transaction.path, settings)
 
     def _create(self, path: str, settings: tuple) -> None:
@@ -293,6 +314,8 @@ class File(Contents):
                 "some of it, or operations of tarvik.ops wrote to the file meanwhile"
             )
         transaction.commit()
+        for path in set(self._others) - set(files_of_variables(transaction.target)):
+            os.unlink(path)
 
     def _close_id(self) -> None:
         file, self._id = self._id, None
@@ -389,6 +412,13 @@ class File(Contents):
         path = transaction.fresh()
         with Copy(self, path) as new:
             new.take_all()
+        cut = [a.name for a in self._attributes.values() if a.is_cut]
+        if cut:
+            warnings.warn(
+                f"{self.path}: the library gives no text behind a NUL, so that is lost in {cut}",
+                CDFWarning,
+                4,
+            )
         self._call("close", self._id)
         self._id = None
         transaction.path = path
@@ -397,12 +427,6 @@ class File(Contents):
         self._nothing_to_carry_out()
         for name, variable in self._variables.items():
             variable._number = new.numbers[name]
-
-
-def _check_not_given(mode: str, **settings: str | None) -> None:
-    for name, value in settings.items():
-        if value is not None:
-            raise ValueError(f"{name}={value!r} is for new files, not for mode {mode!r}")
 
 
 class Copy(File):
@@ -451,6 +475,7 @@ class Copy(File):
         self.take_attributes()
         for name, variable in self._source._variables.items():
             self.take(variable, name)
+        self.take_orphans()
 
     def take_attributes(self) -> None:
         """Copy the attributes with the entries of the file, but not those of variables."""
@@ -464,10 +489,10 @@ class Copy(File):
 
     def take_orphans(self) -> None:
         """Copy the entries for variables that do not exist."""
-        numbers = {each.number for each in self._source._listed()}
+        count = int(self._source._ask("inquire")[3])
         for name, attribute in self._source._attributes.items():
             for number, entry in attribute.of_variables.items():
-                if number not in numbers:
+                if number >= count:
                     self._put_entry(self._attributes[name], number, entry)
 
     def take(self, variable: Variable, name: str, **options: Any) -> None:

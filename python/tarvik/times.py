@@ -16,6 +16,7 @@ _LARGEST_SECONDS = np.iinfo(np.int64).max // 10**9 - 1
 _NAT = np.iinfo(np.int64).min
 # Small enough that what is computed on the way stays in the processor's caches.
 _BLOCK = 1 << 14
+_YEARS = 1678, 2261  # that `datetime64[ns]` holds all of
 _NAMES = {31: "cdf_epoch", 32: "cdf_epoch16", 33: "cdf_time_tt2000"}
 
 
@@ -39,9 +40,13 @@ def to_datetime64(times: Any, datatype: str | int | None = None) -> np.ndarray:
 
     Raises
     ------
+    TypeError
+        For `datetime64`.
     ValueError
         For another datatype, or epochs16 without a first dimension of two.
     """
+    if np.asarray(times).dtype.kind == "M":
+        raise TypeError("these times are datetime64 already")
     if datatype is None:
         times = np.asarray(times)
         datatype = "cdf_time_tt2000" if times.dtype.kind in "iu" else "cdf_epoch"
@@ -74,15 +79,22 @@ def from_datetime64(times: Any, datatype: str | int) -> np.ndarray:
     numpy.ndarray
         Milliseconds since the year 0 in float64 for `cdf_epoch`; seconds and picoseconds in a first
         dimension of two for `cdf_epoch16`; nanoseconds since J2000 in int64 for `cdf_time_tt2000`.
-        What NaT becomes is not said.
+        What NaT becomes may change.
 
     Raises
     ------
     ValueError
         For another datatype.
+    OverflowError
+        For times outside the years 1678 to 2261.
     """
     datatype = _inquired(datatype)
-    nanoseconds = np.asarray(times).astype("datetime64[ns]").view(np.int64)
+    times = np.asarray(times)
+    years = times.astype("datetime64[Y]").astype(np.int64) + 1970
+    wrong = (years < _YEARS[0]) | (years > _YEARS[1])
+    if (wrong & ~np.isnat(times)).any():
+        raise OverflowError(f"{times[wrong].ravel()[0]} is outside the years 1678 to 2261")
+    nanoseconds = times.astype("datetime64[ns]").view(np.int64)
     if datatype == "cdf_time_tt2000":
         return _to_tt2000(nanoseconds)
     if datatype == "cdf_epoch":

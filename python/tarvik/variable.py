@@ -9,6 +9,7 @@ from typing import Any, Callable
 
 import numpy as np
 
+from tarvik._entries import Entry
 from tarvik._handle import Handle
 from tarvik._order import to_gateway, to_reader
 from tarvik._settings import SPARSE_NAMES, compression_name
@@ -42,6 +43,18 @@ class Variable:
     raw, masked : indexable
         Reading as it is stored, and as a masked array; see there.
     """
+
+    __slots__ = (
+        "__weakref__",
+        "_datatype",
+        "_dim_vary",
+        "_elements",
+        "_extents",
+        "_file",
+        "_name",
+        "_number",
+        "_record_vary",
+    )
 
     def __init__(self, file: Handle, number: int) -> None:
         name, datatype, elements, extents, record_vary, dim_vary = file._call(
@@ -168,11 +181,12 @@ class Variable:
 
     @property
     def raw(self) -> Reader:
-        """Read exactly what is stored: `variable.raw[key]`.
+        """Read what is stored: `variable.raw[key]`.
 
-        Bytes for text, numbers for times; complex for CDF_EPOCH16: seconds and picoseconds.
+        Bytes for text, numbers for times; complex for CDF_EPOCH16: seconds and picoseconds. The
+        library gives no text behind a NUL.
         """
-        return Reader(self._read_stored, self)
+        return Reader("raw", self._read_stored, self)
 
     @property
     def masked(self) -> Reader:
@@ -180,7 +194,7 @@ class Variable:
 
         Masked is what equals FILLVAL, is NaT, or lies outside VALIDMIN and VALIDMAX.
         """
-        return Reader(self._read_masked, self)
+        return Reader("masked", self._read_masked, self)
 
     def __getitem__(self, key: Any) -> Any:
         stored = self._read_stored(key)
@@ -215,6 +229,8 @@ class Variable:
     def _to_stored(self, values: Any) -> np.ndarray:
         """What is stored for a user's values: FILLVAL where they are masked."""
         fill = self._fill()
+        if values is np.ma.masked:
+            values = np.ma.MaskedArray(np.zeros((), self.dtype), True)
         if np.ma.is_masked(values):
             none = _NONE.get(values.dtype.kind, fill)
             if none is None:
@@ -358,6 +374,8 @@ class Variable:
     def _read_masked(self, key: Any) -> np.ma.MaskedArray:
         stored = np.asarray(self._read_stored(key))
         fill = self._fill()
+        values = to_user(stored, self._datatype, fill)
+        compared = values if self._datatype.is_time else stored
         axes = select(key, self.shape).axes
         mask = np.zeros(stored.shape, bool)
         if fill is not None:
@@ -366,8 +384,7 @@ class Variable:
             limit = self._limit(name, axes)
             if limit is not None:
                 with np.errstate(invalid="ignore"):
-                    mask |= outside(stored, limit)
-        values = to_user(stored, self._datatype, fill)
+                    mask |= outside(compared, limit)
         if values.dtype.kind == "M":
             mask |= np.isnat(values)
         return np.ma.MaskedArray(values, mask)
@@ -375,18 +392,27 @@ class Variable:
     def _limit(self, name: str, axes: tuple[Axis, ...]) -> Any:
         """One for all values, or one for each that is selected of the last dimension."""
         entry = self.attrs._entry(name)
-        if entry is None or entry.is_text or self._stored.kind in "Sc":
+        if entry is None or entry.is_text or self._datatype.is_text:
             return None
-        value = entry.stored
-        if self._stored == np.float32:
-            with np.errstate(over="ignore"):
-                value = value.astype(np.float32)  # rounded as the values, one of which may equal it
+        value = self._comparable(entry)
         if value.size == 1:
             return value[0]
         if value.size not in self._extents[-1:]:
             return None
         picks = axes[-1].picks
         return value[picks[0] if axes[-1].dropped else np.asarray(picks)]
+
+    def _comparable(self, entry: Entry) -> np.ndarray:
+        """An entry's numbers as the values they are compared with: times as `datetime64`."""
+        value = entry.stored
+        if self._datatype.is_time:
+            if entry.datatype.is_time:
+                return to_user(value, entry.datatype)
+            return to_user(value.astype(self._stored), self._datatype)
+        if self._stored == np.float32:
+            with np.errstate(over="ignore"):
+                return value.astype(np.float32)  # rounded as the values, one of which may equal it
+        return value
 
     def _split(
         self, runs: list[range], limit: int
@@ -522,7 +548,8 @@ def _within(places: Iterable[slice]) -> Any:
 class Reader:
     """Indexing that gives the values of a variable in another form."""
 
-    def __init__(self, read: Callable[[Any], Any], variable: Variable) -> None:
+    def __init__(self, name: str, read: Callable[[Any], Any], variable: Variable) -> None:
+        self._name = name
         self._read = read
         self._variable = variable
 
@@ -530,4 +557,4 @@ class Reader:
         return self._read(key)
 
     def __repr__(self) -> str:
-        return f"<{self._read.__name__.strip('_')} of {self._variable!r}>"
+        return f"<{self._name} of {self._variable!r}>"

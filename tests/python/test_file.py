@@ -9,7 +9,7 @@ from datetime import datetime
 
 import numpy as np
 import pytest
-from tarvik import CDFWarning, File
+from tarvik import CDFWarning, File, ops
 from tarvik import open as open_file
 from tarvik.datatypes import DATATYPES
 from tarvik.variable import Variable
@@ -332,6 +332,50 @@ def test_a_fork_reads_on_by_itself(saved):
         for _ in range(50):
             np.testing.assert_array_equal(file["cube"][...], expected)
         assert os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]) == 0
+
+
+def test_entries_of_variables_that_do_not_exist(saved):
+    """They stay what they are, and no new variable takes them over."""
+    with ops.open(saved) as file:
+        number = ops.getAttrNum(file, "UNITS")
+        for variable in (7, 8, 40):
+            ops.putAttrEntry(file, number, variable, 51, "lost")
+    with File(saved, "r+") as file:
+        file["new"] = [1.0]
+        assert dict(file["new"].attrs) == {}
+        del file["small"]
+    with File(saved, "r+") as file:
+        assert dict(file["new"].attrs) == {}
+        assert [*file._attributes["UNITS"].of_variables] == [0, 8, 40]
+
+
+def test_limits_of_times(saved):
+    with File(saved, "r+") as file:
+        for name in ("days", "epoch"):
+            file[name].attrs.set("VALIDMAX", "2018-01-01", "CDF_EPOCH")
+            file[name].attrs.set("VALIDMIN", "2016-01-01", "CDF_TIME_TT2000")
+            assert file[name].masked[...].mask.tolist() == [True, False, True]
+        file.create_variable("exact", file["days"][...], datatype="CDF_EPOCH16")
+        file["exact"].attrs["VALIDMAX"] = "2018-01-01"
+        assert file["exact"].masked[...].mask.tolist() == [True, False, True]
+        file["exact"][0] = np.ma.masked
+        assert np.isnat(file["exact"][0])
+
+
+def test_a_file_of_several_files_is_replaced_whole(tmp_path):
+    path = tmp_path / "x.cdf"
+    with File(path, "w", format="multi") as file:
+        file["a"], file["b"] = [1], [2]
+    assert len(list(tmp_path.iterdir())) == 3
+    with (
+        pytest.warns(CDFWarning, match="replaced at once"),
+        File(path, "w", format="multi") as file,
+    ):
+        file["c"] = [3]
+    assert sorted(p.name for p in tmp_path.iterdir()) == ["x.cdf", "x.z0"]
+    with File(path, "w") as file:
+        file["d"] = [4]
+    assert [p.name for p in tmp_path.iterdir()] == ["x.cdf"]
 
 
 def test_attributes_as_a_whole(saved, tmp_path):

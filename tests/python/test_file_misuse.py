@@ -77,6 +77,13 @@ WRONG = [
     ('f["small"].resize(-1)', ValueError, "-1"),
     ('v.name = "x"', AttributeError, "name"),
     ('f.attrs = {"é": 1}', ValueError, "'é'"),
+    ('f.attrs = [("P", 1), ("Q", None)]', TypeError, "'Q'"),
+    ('f.attrs["A"] = "a\\0b"', ValueError, "'A'.*NUL"),
+    ('f["text"][0] = b"a\\0"+b"b"', ValueError, "NUL"),
+    ("v.attrs.update(f.attrs)", ValueError, "'Project' has 3 entries"),
+    ('v.units = "x"', AttributeError, "units"),
+    ('File(f.path, "w", format="multi", checksum="md5")', ValueError, "checksum"),
+    ('File(f.path + ".cdf", "w")', ValueError, ".cdf.cdf"),
     ('v.attrs.rename("none", "x")', KeyError, "'none'"),
     ('File(f.path, "r+", checksum="md5")', ValueError, "checksum='md5'.*'r\\+'"),
 ]
