@@ -306,7 +306,14 @@ def test_chosen_records(command, sample):
         19,
     ]
     assert exported("--from", "2020-01-31T12:30:16.5", "--records", "::3") == [17, 20, 23]
-    assert exported("--to", "1999-12-31") == []
+    assert exported("--to", "1999-12-31") == exported("--from", "9999-01-01") == []
+    with File(sample, "r+") as file:
+        file["other"] = file["time"][...] + np.timedelta64(1, "h")
+    code, _, words = command("export", sample, "time", "other", "--from", "2020-01-31")
+    assert (code, '"time" along "time", "other" along "other"' in words) == (4, True)
+    code, text, words = command("export", sample, "--from", "2020-01-31T12:30:20")
+    assert (text.splitlines()[0], len(text.splitlines())) == ("time", 5)
+    assert "(another time axis or none): field, pads, previous, other\n" in words
 
 
 def test_export_of_many_files(command, tmp_path, sample, example_file):
@@ -315,8 +322,12 @@ def test_export_of_many_files(command, tmp_path, sample, example_file):
     files = (sample, tmp_path / "none.cdf", example_file)
     code, text, words = command("export", *files, "-o", folder)
     assert (code, text) == (3, "")
-    left, missing, other = words.splitlines()
-    assert "label (one value for all records), exact (0 records)" in left
+    *left, missing, other, _ = words.splitlines()
+    assert [line.partition("left out ")[2] for line in left] == [
+        "(one value for all records): label",
+        "(0 records): exact",
+        "(1 record): leap",
+    ]
     assert missing.endswith("none.cdf: No such file or directory")
     assert "(one value for all records)" in other
     lines = (folder / "sample.csv").read_text().splitlines()
@@ -440,7 +451,12 @@ def test_wrong_usage(command, sample, tmp_path):
         (4, "export", sample, "label", "--from", "2020-01-31"),
         (4, "attrs", sample, "nothing"),
         (4, "attrs", sample, "field", "--set", "FILLVAL=x"),
-        (4, "attrs", sample, "--set", "x=1", "--type", "CDF_NONE"),
+        (2, "attrs", sample, "--set", "x=1", "--type", "CDF_NONE"),
+        (4, "attrs", sample, "field", "--set", "FILLVAL=1e400"),
+        (4, "copy", sample, tmp_path / "x.cdf.cdf"),
+        (4, "copy", sample, sample, tmp_path, "--force"),
+        (2, "export", sample, "time", "--from", "2024-05-10T02:00+05:00"),
+        (2, "plot", sample, "field", "--slice", "1=--5", "-o", tmp_path / "x.png"),
         (4, "attrs", sample, "--set", "x=1", "--rename", "none=other"),
         (4, "attrs", sample, "--set", "x=1", "--delete", "x"),
         (4, "attrs", sample, "time", "--set", "x=1", "--set", "x=2"),

@@ -168,7 +168,9 @@ def test_pictures(sample, tmp_path, command):
     )
     assert (border == 1).all()  # nothing is cut off there
     code, _, words = command("plot", sample, "-o", out)
-    assert (code, words) == (3, f"tarvik: {out}: out.png exists; --force replaces it\n")
+    left, refusal = words.splitlines()
+    assert left == "tarvik: plot: not cube, which need --slice or --mean"
+    assert (code, refusal) == (3, f"tarvik: {out}: out.png exists; --force replaces it")
     np.testing.assert_array_equal(picture(out), pixels)
     assert command("plot", sample, "-o", out, "--force")[0] == 0
     assert picture(out).shape[0] < pixels.shape[0] / 3

@@ -3,19 +3,22 @@
 import os
 import signal
 import sys
+import warnings
 from pathlib import Path
 
 import click
 
 from tarvik import __version__
+from tarvik._text import visible
 from tarvik.cli.commands import COMMANDS
-from tarvik.cli.errors import INTERRUPTED, NO_READER, WRONG_FILE, Failure, complain
+from tarvik.cli.errors import INTERRUPTED, NO_READER, WRONG_FILE, Failure, complain, say
 from tarvik.ops import call
 
 
 def main():
     """Run the command and end the program with its exit code."""
     _prepare_streams()
+    warnings.showwarning = _say_warning
     for number in (signal.SIGTERM, signal.SIGHUP):
         if signal.getsignal(number) == signal.SIG_DFL:
             signal.signal(number, _end)
@@ -30,6 +33,11 @@ def _prepare_streams():
         sys.exit(complain("stdout", OSError("it is closed")))
     for stream in (sys.stdout, sys.stderr):
         stream.reconfigure(errors="backslashreplace")
+
+
+def _say_warning(message, *_):
+    """Tell of a warning in one line, as of anything else."""
+    say(visible(str(message)))
 
 
 def _end(number, _frame):

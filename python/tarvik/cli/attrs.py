@@ -7,10 +7,11 @@ import numpy as np
 from tarvik import File
 from tarvik._iso8601 import as_text
 from tarvik._text import visible
-from tarvik.attributes import OF_VALUES
 from tarvik.cli.errors import DONE, ImpossibleError, about, check_variables
 from tarvik.cli.files import opened
-from tarvik.datatypes import DATATYPES, datatype_named
+from tarvik.datatypes import datatype_named, to_user
+
+_INFINITE = (float("inf"), -float("inf"))
 
 
 def show_attributes(path, name=None, gateway=None):
@@ -18,9 +19,14 @@ def show_attributes(path, name=None, gateway=None):
     with opened(path, gateway) as file:
         attributes = _attributes(file, name)
         rows = [row for title in attributes for row in _rows(title, attributes._entries(title))]
-        widths = [max(map(len, column)) for column in zip(*rows)][:2]
-        for title, datatype, value in rows:
-            print(f"{title.ljust(widths[0])}  {datatype.ljust(widths[1])}  {value}".rstrip())
+        rows += [
+            (visible(attribute.name), "", f"not readable: {visible(attribute.problem.message)}")
+            for attribute in file._attributes.values()
+            if attribute.problem is not None and name is None
+        ]
+    widths = [max(map(len, column)) for column in zip(*rows)][:2]
+    for title, datatype, value in rows:
+        print(f"{title.ljust(widths[0])}  {datatype.ljust(widths[1])}  {value}".rstrip())
     return DONE
 
 
@@ -37,20 +43,21 @@ def edit_attributes(path, name, renamed, deleted, changed, datatype, gateway=Non
     deleted : sequence of str
     changed : sequence of tuple of str
         Names and values, which are last; one name several times makes several entries.
-    datatype : str or None
+    datatype : Datatype or None
         Of the values; otherwise that of the present value, or text.
     """
+    texts = {}
+    for title, text in changed:
+        texts.setdefault(title, []).append(text)
     with about(path), _reasons(), File(path, "r+", gateway=gateway) as file:
         attributes = _attributes(file, name)
+        # Before anything is written: a CDF file of several files is edited in place.
+        made = {title: _made(attributes, title, texts[title], datatype) for title in texts}
         for old, new in renamed:
             attributes.rename(old, new)
         for title in deleted:
             del attributes[title]
-        values = {}
-        for title, text in changed:
-            values.setdefault(title, []).append(text)
-        for title, texts in values.items():
-            _set(file, attributes, name, title, texts, datatype)
+        attributes._set(made)
     return DONE
 
 
@@ -72,19 +79,16 @@ def _reasons():
         raise ImpossibleError(error.args[0]) from error
 
 
-def _set(file, attributes, variable, title, texts, datatype):
-    if datatype is not None:
-        found = datatype_named(datatype)
-    elif (entry := attributes._entry(title)) is not None:
-        found = entry.datatype
-    elif variable is not None and title in OF_VALUES:
-        found = file[variable]._datatype
-    else:
-        found = DATATYPES["CDF_CHAR"]
-    if variable is not None and len(texts) > 1:
+def _made(attributes, title, texts, datatype):
+    """The entries for the texts."""
+    if datatype is None:
+        entry = attributes._entry(title)
+        usual = attributes._datatype_for(title) or "CDF_CHAR"
+        datatype = datatype_named(usual) if entry is None else entry.datatype
+    if attributes._variable is not None and len(texts) > 1:
         raise ImpossibleError(f'"{title}" of a variable has one entry, and {len(texts)} were given')
-    values = [_parsed(title, text, found) for text in texts]
-    attributes.set(title, values if len(values) > 1 else values[0], found)
+    values = [_parsed(title, text, datatype) for text in texts]
+    return attributes._made_of(title, values if len(values) > 1 else values[0], datatype)
 
 
 def _parsed(title, text, datatype):
@@ -96,11 +100,17 @@ def _parsed(title, text, datatype):
         return np.array(words)
     kind = int if datatype.stored.kind in "iu" else float
     try:
-        return np.array([kind(word) for word in words], object if kind is int else float)
+        values = [kind(word) for word in words]
     except ValueError:
+        values = []
+    too_large = [
+        word for word, v in zip(words, values) if v in _INFINITE and "inf" not in word.lower()
+    ]
+    if not values or too_large:
         raise ImpossibleError(
             f'{text!r} is no value for "{title}", whose datatype is {datatype.name}'
-        ) from None
+        )
+    return np.array(values, object if kind is int else float)
 
 
 def _rows(title, entries):
@@ -116,5 +126,8 @@ def _rows(title, entries):
 def _text(entry):
     if entry.is_text:
         return visible(entry.to_user())
-    items = as_text(entry.stored, entry.datatype) if entry.datatype.is_time else entry.stored
+    items = entry.stored
+    if entry.datatype.is_time:
+        none = np.isnat(to_user(items, entry.datatype))
+        items = np.where(none, "NaT", as_text(items, entry.datatype))
     return ", ".join(map(str, items))

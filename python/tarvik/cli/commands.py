@@ -11,6 +11,7 @@ import click
 
 from tarvik.cli.parameters import (
     COMPRESSION,
+    DATATYPE,
     FILE,
     FILE_OR_VARIABLE,
     NAME_AND_VALUE,
@@ -126,7 +127,7 @@ def show(files, names, as_json):
     metavar="OLD=NEW",
     help="Rename an attribute.",
 )
-@click.option("--type", "datatype", metavar="CDF_...", help="The datatype of what is set.")
+@click.option("--type", "datatype", type=DATATYPE, help="The datatype of what is set.")
 @_isolated
 def attrs(file, variable, changed, deleted, renamed, datatype):
     """Look at the attributes of a file or a variable, or edit them.
@@ -143,7 +144,8 @@ def attrs(file, variable, changed, deleted, renamed, datatype):
     variable's. Several numbers have commas between them, times are in ISO 8601. An attribute of the
     file that is set several times gets several entries.
 
-    All edits together are one transaction: they are all done, or the file stays as it was.
+    All edits together are one transaction: they are all done, or the file stays as it was; only a
+    CDF file of several files is edited in place.
 
     The exit code is 0 when all was done, 2 for wrong usage, 3 for a file that is missing or cannot
     be written, 4 when the CDF library refused or an edit cannot be made.
@@ -195,7 +197,7 @@ def export(items, format_name, spreadsheet, output, force, **chosen):
 
     The first argument is a file, and so is each other that ends in .cdf; the rest are variables.
     Without any, all variables are taken that have the usual number of records and up to 1000 values
-    in each, and stderr has those that are left out.
+    in each, with --from and --to also the usual times; stderr has those that are left out.
 
     Each record is a row; variables with as many records stand side by side, and one whose records
     do not vary goes beside each. Indices count from zero, in the order of a reader in C: "show" has

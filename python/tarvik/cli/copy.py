@@ -4,17 +4,19 @@ import os
 from dataclasses import dataclass
 
 from tarvik import CDFError, File
+from tarvik._places import new_path
 from tarvik._text import visible
 from tarvik.cli.differences import content_differences
 from tarvik.cli.errors import (
     DONE,
     FOUND,
+    Failure,
     ImpossibleError,
     about,
     check_variables,
     for_each_file,
     say,
-    target_in,
+    targets_in,
 )
 from tarvik.cli.files import opened
 from tarvik.cli.progress import progress
@@ -45,11 +47,9 @@ class Settings:
 def copy_files(sources, target, settings, force=False, verify=False):
     """Copy files, several into a folder; return the exit code."""
     if os.path.isdir(target):
+        targets = targets_in(target, sources, "cdf")
         return for_each_file(
-            sources,
-            lambda source: copy_file(
-                source, target_in(target, source, "cdf"), settings, force, verify
-            ),
+            targets, lambda source: copy_file(source, targets[source], settings, force, verify)
         )
     return copy_file(sources[0], target, settings, force, verify)
 
@@ -60,8 +60,10 @@ def copy_file(source, target, settings, force=False, verify=False):
     The target is put in place when it is complete and, where that is asked for, was read and found
     to be the same as the source.
     """
-    if not target.endswith((".cdf", ".CDF")):
-        target += ".cdf"  # as the library does
+    try:
+        target = new_path(target)
+    except ValueError as error:
+        raise Failure(target, ImpossibleError(str(error))) from None
     with opened(source) as origin:
         chosen = _chosen(origin, settings)
         of_file, of_variables = _made_possible(origin, settings)

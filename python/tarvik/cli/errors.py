@@ -51,11 +51,17 @@ def about(place):
         raise Failure(place, error) from error
 
 
-def target_in(folder, path, extension):
-    """The file in a folder that is made from another one."""
-    name = os.path.basename(path)
-    stem = name[:-4] if name.lower().endswith(".cdf") else name
-    return os.path.join(folder, f"{stem}.{extension}")
+def targets_in(folder, paths, extension):
+    """For each file the one in a folder that is made from it."""
+    targets = {}
+    for path in paths:
+        name = os.path.basename(path)
+        stem = name[:-4] if name.lower().endswith(".cdf") else name
+        target = os.path.join(folder, f"{stem}.{extension}")
+        if target in targets.values():
+            raise Failure(path, ImpossibleError(f"{target} is made from another file already"))
+        targets[path] = target
+    return targets
 
 
 def for_each_file(paths, work):

@@ -15,12 +15,12 @@ from tarvik.cli.errors import (
     check_variables,
     for_each_file,
     say,
-    target_in,
+    targets_in,
 )
 from tarvik.cli.files import opened
 from tarvik.cli.formats import WRITERS
 from tarvik.cli.progress import progress
-from tarvik.cli.ranges import chosen_records
+from tarvik.cli.ranges import axis_of, chosen_records
 from tarvik.cli.staging import staged
 from tarvik.indexing import blocks
 
@@ -54,21 +54,12 @@ def export_files(paths, names, format_name, output, force, **chosen):
         _export(paths[0], names, format_name, output, force, **chosen)
         return DONE
 
+    targets = targets_in(output, paths, "csv" if format_name == "spreadsheet" else format_name)
+
     def export(path):
-        _export(
-            path,
-            names,
-            format_name,
-            target_in(output, path, _extension(format_name)),
-            force,
-            **chosen,
-        )
+        _export(path, names, format_name, targets[path], force, **chosen)
 
-    return for_each_file(paths, export)
-
-
-def _extension(format_name):
-    return "csv" if format_name == "spreadsheet" else format_name
+    return for_each_file(targets, export)
 
 
 def _export(path, names, format_name, output, force, *, records, start, stop, blank):
@@ -83,7 +74,8 @@ def _export(path, names, format_name, output, force, *, records, start, stop, bl
     """
     with opened(path) as file:
         check_variables(file, names)
-        variables = [file[name] for name in dict.fromkeys(names)] or _all_that_fit(file)
+        by_time = start is not None or stop is not None
+        variables = [file[name] for name in dict.fromkeys(names)] or _all_that_fit(file, by_time)
         _check_size(variables)
         _check_records(variables)
         if (records, start, stop) == (slice(None), None, None):
@@ -115,18 +107,33 @@ def _check_records(variables):
             )
 
 
-def _all_that_fit(file):
-    """The variables with the usual number of records; tell which are left out, and why."""
+def _all_that_fit(file, by_time):
+    """The variables that can stand in one table; tell which are left out, and why."""
     variables = list(file.values())
-    lengths = Counter(len(v) for v in variables if v.record_vary and len(v))
-    usual = max(lengths, key=lambda length: (lengths[length], length), default=None)
-    left = {v.name: _reason_against(v, usual) for v in variables}
-    if reasons := [f"{visible(name)} ({reason})" for name, reason in left.items() if reason]:
-        say(f"{visible(file.path)}: left out: {', '.join(reasons)}")
-    found = [variable for variable in variables if not left[variable.name]]
+    varying = [v for v in variables if v.record_vary and len(v)]
+    usual = _usual(map(len, varying))
+    axis = _usual(axis_of(file, v) for v in varying if len(v) == usual) if by_time else None
+    reasons = {}
+    found = []
+    for variable in variables:
+        reason = _reason_against(variable, usual)
+        if not reason and by_time and axis_of(file, variable) != axis:
+            reason = "another time axis or none"
+        if reason:
+            reasons.setdefault(reason, []).append(visible(variable.name))
+        else:
+            found.append(variable)
+    for reason, names in reasons.items():
+        say(f"{visible(file.path)}: left out ({reason}): {', '.join(names)}")
     if not found:
         raise ImpossibleError("there is no variable with records")
     return found
+
+
+def _usual(items):
+    """The most frequent one, of several the largest; None if there are none."""
+    counts = Counter(item for item in items if item is not None)
+    return max(counts, key=lambda item: (counts[item], item), default=None)
 
 
 def _reason_against(variable, usual):

@@ -26,10 +26,12 @@ def list_files(paths, having=None, gateway=None):
     """
 
     def work(path):
+        lines = []
         with opened(path, gateway) as file:
             if having is None or having in file:
-                print(_facts(file))
-                print(*_lines([_row(found) for found in file._listed()]), sep="", end="")
+                lines = [_facts(file), *_lines([_row(found) for found in file._listed()])]
+        for line in lines:
+            print(line)
 
     return for_each_file(paths, work)
 
@@ -81,4 +83,4 @@ def _lines(rows):
     widths = [max(map(len, column)) for column in zip(*rows)]
     for row in rows:
         cells = (cell.ljust(width) for cell, width in zip(row, widths))
-        yield f"  {'  '.join(cells)}".rstrip() + "\n"
+        yield f"  {'  '.join(cells)}".rstrip()

@@ -8,8 +8,10 @@ import numpy as np
 from click.shell_completion import CompletionItem
 
 from tarvik._settings import compression_of
+from tarvik.datatypes import DATATYPES
 
 _CDF = (".cdf", ".CDF")
+_TIME = re.compile(r"\d{4}(-\d\d(-\d\d([T ]\d\d(:\d\d(:\d\d(\.\d{1,9})?)?)?Z?)?)?)?")
 
 
 class _Records(click.ParamType):
@@ -27,14 +29,16 @@ class _Time(click.ParamType):
     name = "TIME"
 
     def convert(self, value, parameter, context):
-        """A `datetime64[ns]` of a text in ISO 8601, in UTC."""
-        try:
-            found = np.datetime64(value.strip().replace(" ", "T").removesuffix("Z"), "ns")
-        except ValueError:
-            found = np.datetime64("NaT")
-        if np.isnat(found):
+        """A `datetime64[ns]` of a text in ISO 8601, in UTC; the nearest that there is."""
+        if not _TIME.fullmatch(value):
             self.fail(f"{value!r} is no time like 2020-01-31T12:30:00", parameter, context)
-        return found
+        try:
+            found = np.datetime64(value.replace(" ", "T").removesuffix("Z"))
+        except ValueError as error:
+            self.fail(f"{value!r} is no time: {error}", parameter, context)
+        return np.clip(found, np.datetime64("1678-01-01"), np.datetime64("2261-12-31")).astype(
+            "datetime64[ns]"
+        )
 
 
 class _Compression(click.ParamType):
@@ -61,6 +65,20 @@ class _NameAndValue(click.ParamType):
         if not (name and equals):
             self.fail(f"{value!r} is not like {parameter.metavar or self.name}", parameter, context)
         return name, text
+
+
+class _Datatype(click.ParamType):
+    name = "CDF_..."
+
+    def convert(self, value, parameter, context):
+        """Its name in any letter case."""
+        if value.upper() not in DATATYPES:
+            self.fail(f"{value!r} is none of {', '.join(DATATYPES)}", parameter, context)
+        return DATATYPES[value.upper()]
+
+    def shell_complete(self, _context, _parameter, incomplete):
+        """Complete the name of a datatype."""
+        return [CompletionItem(name) for name in DATATYPES if name.startswith(incomplete.upper())]
 
 
 class _Variable(click.ParamType):
@@ -100,19 +118,21 @@ def _names(context):
     return []
 
 
-FILE = click.Path()
+FILE = click.Path(readable=False)  # that is told of as for any other file
 VARIABLE = _Variable()
 FILE_OR_VARIABLE = _FileOrVariable()
 RECORDS = _Records()
 TIME = _Time()
+DATATYPE = _Datatype()
 NAME_AND_VALUE = _NameAndValue()
 COMPRESSION = _Compression()
 
 
 def files_and_variables(items):
     """Tell files from variables: the first is a file, and each other that ends in .cdf."""
-    files = [item for n, item in enumerate(items) if n == 0 or item.endswith(_CDF)]
-    return files, [item for item in items if item not in files]
+    are_files = [number == 0 or item.endswith(_CDF) for number, item in enumerate(items)]
+    files = [item for item, is_file in zip(items, are_files) if is_file]
+    return files, [item for item, is_file in zip(items, are_files) if not is_file]
 
 
 def record_options(command):

@@ -1,6 +1,7 @@
 """`tarvik plot`."""
 
 import os
+import re
 from functools import partial
 
 import click
@@ -13,7 +14,7 @@ _MOST_PANELS = 8
 
 def _with_indices(_context, parameter, pairs):
     for name, text in pairs:
-        if not text.lstrip("-").isdecimal():
+        if not re.fullmatch(r"-?\d{1,10}", text):
             raise click.BadParameter(f"{text!r} in {name}={text} is no index", param=parameter)
     return [(name, int(text)) for name, text in pairs]
 
@@ -133,6 +134,9 @@ def _chosen(file, names, slices, means):
     found = drawable(file._variables, views)
     if not found:
         raise ImpossibleError("there is no variable that has a plot")
+    several = [view.variable.name for view in views if len(view.extents) > 1]
+    if several:
+        say(f"plot: not {', '.join(several)}, which need --slice or --mean")
     if len(found) > _MOST_PANELS:
         left = ", ".join(view.variable.name for view in found[_MOST_PANELS:])
         say(f"plot: the first {_MOST_PANELS} of {len(found)} variables; not {left}")

@@ -17,7 +17,7 @@ def chosen_records(file, variables, records, start=None, stop=None):
     records : slice
         Of those records whose time is chosen.
     start, stop : numpy.datetime64, optional
-        Times from `start` to before `stop`, along the time axis of the first variable that has one.
+        Times from `start` to before `stop`, along the time axis of the variables.
 
     Returns
     -------
@@ -27,7 +27,7 @@ def chosen_records(file, variables, records, start=None, stop=None):
     Raises
     ------
     ImpossibleError
-        If times are asked for and no variable has a time axis.
+        If times are asked for and the variables have no time axis, or several.
     """
     varying = [variable for variable in variables if variable.record_vary]
     count = len(varying[0]) if varying else 1
@@ -42,14 +42,23 @@ def chosen_records(file, variables, records, start=None, stop=None):
     return _as_range(np.flatnonzero(inside)[records])
 
 
+def axis_of(file, variable):
+    """The name of the variable that has the time of each record; None if there is none."""
+    found = along_records(file._variables, variable)
+    axis = variable if found is None else found
+    is_axis = axis._datatype.is_time and axis.record_vary and axis.ndim == 1
+    return axis.name if is_axis else None
+
+
 def _times(file, variables):
-    for variable in variables:
-        axis = along_records(file._variables, variable)
-        axis = variable if axis is None else axis
-        if axis._datatype.is_time and axis.ndim == 1:
-            return axis[...]
-    names = ", ".join(f'"{variable.name}"' for variable in variables) or "what is read"
-    raise ImpossibleError(f"{names} has no time axis: DEPEND_0 names no variable of times")
+    axes = {axis: v.name for v in variables if (axis := axis_of(file, v)) is not None}
+    if not axes:
+        names = ", ".join(f'"{variable.name}"' for variable in variables) or "what is read"
+        raise ImpossibleError(f"{names} has no time axis: DEPEND_0 names no variable of times")
+    if len(axes) > 1:
+        along = ", ".join(f'"{name}" along "{axis}"' for axis, name in axes.items())
+        raise ImpossibleError(f"--from and --to need one time axis, and there are {along}")
+    return file[next(iter(axes))][...]
 
 
 def _as_range(numbers):

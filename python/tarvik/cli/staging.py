@@ -1,12 +1,11 @@
 """Files that are made beside their place and put there when they are complete."""
 
 import os
-import re
 import shutil
 import tempfile
 from contextlib import contextmanager
 
-from tarvik import CDFError, ops
+from tarvik._places import files_of_variables
 from tarvik.cli.errors import about
 
 
@@ -57,31 +56,16 @@ def _put(temporary, folder, name, force):
     for made in names:
         _reach_disk(os.path.join(temporary, made))
     target = os.path.join(folder, name)
-    old = _other_files(target) if force else []
+    old = files_of_variables(target) if force and os.path.exists(target) else []
     if len(names) > 1 and old:
         os.unlink(target)
     elif os.path.exists(target):
         shutil.copymode(target, os.path.join(temporary, name))
     for made in names:
         os.replace(os.path.join(temporary, made), os.path.join(folder, made))
-    for left in set(old) - set(names):
-        os.unlink(os.path.join(folder, left))
+    for left in set(old) - {os.path.join(folder, made) for made in names}:
+        os.unlink(left)
     _reach_disk(folder)
-
-
-def _other_files(target):
-    """The names of the files of variables that belong to a CDF file of several files."""
-    if not target.endswith((".cdf", ".CDF")) or not os.path.exists(target):
-        return []
-    try:
-        with ops.open(os.fsencode(target)) as file:
-            if ops.getFormat(file) != "MULTI_FILE":
-                return []
-    except CDFError:
-        return []
-    folder, name = os.path.split(target)
-    own = re.compile(re.escape(name[:-4]) + r"\.[vzVZ]\d+")
-    return [other for other in os.listdir(folder) if own.fullmatch(other)]
 
 
 def _reach_disk(path):
