@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <limits>
 #include <string_view>
+#include <sys/stat.h>
 #include <unistd.h>
 
 // What the library does was seen with version 3.9.1, called directly.
@@ -22,6 +23,7 @@ constexpr CDFstatus BAD_DIM_INDEX = -2005;
 constexpr CDFstatus BAD_REC_NUM = -2009;
 constexpr CDFstatus BAD_NUM_ELEMS = -2011;
 constexpr CDFstatus CDF_OPEN_ERROR = -2012;
+constexpr CDFstatus CDF_CREATE_ERROR = -2013;
 constexpr CDFstatus BAD_ALLOCATE_RECS = -2015;
 constexpr CDFstatus BAD_MALLOC = -2026;
 constexpr CDFstatus BAD_REC_COUNT = -2037;
@@ -69,24 +71,44 @@ bool exists(const std::string& path) {
   return access(path.c_str(), F_OK) == 0;
 }
 
+/// A pipe, a socket, a device or a folder, also behind a symbolic link.
+bool isSpecial(const std::string& path) {
+  struct stat facts = {};
+  return ::stat(path.c_str(), &facts) == 0 && !S_ISREG(facts.st_mode);
+}
+
 /// The library appends its extension to a path that does not end in it.
 bool fitsWithExtension(const std::string& path) {
   return path.size() + (hasExtension(path) ? 0 : extension.size()) <= CDF_PATHNAME_LEN;
+}
+
+std::string withoutExtension(const std::string& path) {
+  return hasExtension(path) ? path.substr(0, path.size() - extension.size()) : path;
+}
+
+/// The file that the library creates for a path.
+std::string fileToCreate(const std::string& path) {
+  return withoutExtension(hasExtension(path) ? path : withoutBlanks(path)).append(extension);
 }
 
 }  // namespace
 
 // The library cuts a longer path and makes the file with the cut name, with status -1002. Where the
 // extension no longer fits, the status is 0.
+//
+// It opens a named pipe as a file and crashes. On /dev/null it reports success, and all is lost.
+// A folder or a socket it refuses with the status that is given here.
 CDFstatus checkPathToCreate(const std::string& path) {
-  return fitsWithExtension(path) ? 0 : CDF_NAME_TRUNC;
+  if (!fitsWithExtension(path)) {
+    return CDF_NAME_TRUNC;
+  }
+  return isSpecial(fileToCreate(path)) ? CDF_CREATE_ERROR : 0;
 }
 
 // Tried in this order, whichever of the names was asked for.
 std::string fileToOpen(const std::string& path) {
   std::string given = withoutBlanks(path);
-  const std::string stem =
-      hasExtension(given) ? given.substr(0, given.size() - extension.size()) : given;
+  const std::string stem = withoutExtension(given);
   for (const char* end : {".cdf", ".CDF"}) {
     if (exists(stem + end)) {
       return stem + end;

@@ -1,6 +1,7 @@
 // Names, paths, texts, handles and whole files.
 #include <cstring>
 #include <filesystem>
+#include <sys/stat.h>
 
 #include "faults/library/harness.h"
 
@@ -94,6 +95,12 @@ const std::vector<Fault> nameFaults{
        upper.reopen();
        upper.on(GET_, CDF_NUMzVARS_, &variables);
        return variables == 1 ? Seen::nothing : Seen::otherObject;
+     }},
+    {"pipe-created", "create a file where a named pipe lies",
+     [] {
+       mkfifo("f.cdf", 0600);
+       File file;
+       return file.fate();
      }},
     {"opened-twice", "write to the same file through two handles",
      [] {

@@ -1,6 +1,8 @@
 // Guards that scripts cannot try: entries of more elements than memory holds, short memory, and
 // long paths.
+#include <functional>
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 #include "tests/gateway/gateway_test.h"
 
@@ -11,7 +13,7 @@ namespace {
 using GuardsTest = GatewayTest;
 
 constexpr long CDF_NAME_TRUNC = -1002, BAD_NUM_ELEMS = -2011, BAD_MALLOC = -2026,
-               CDF_OPEN_ERROR = -2012;
+               CDF_OPEN_ERROR = -2012, CDF_CREATE_ERROR = -2013;
 
 TEST_F(GuardsTest, EntriesOfMoreElementsThanTheLibraryCounts) {
   const File file = create("a");
@@ -93,6 +95,32 @@ TEST_F(PathsTest, AreRefusedWhereTheLibraryWouldCutThem) {
   const std::string bare = longPath(511, "");
   fs::rename(name, bare);
   call("close", call("open", bare).at(0).get());
+}
+
+// A pipe crashed the library, and /dev/null took all that was written.
+TEST_F(PathsTest, AreRefusedWhereNoFileCanBe) {
+  const std::string name = path("x.cdf");
+  const std::function<void(const std::string&)> kinds[] = {
+      [](auto& place) { ASSERT_EQ(mkfifo(place.c_str(), 0600), 0); },
+      [](auto& place) { ASSERT_EQ(mknod(place.c_str(), S_IFSOCK | 0600, 0), 0); },
+      [](auto& place) { fs::create_directory(place); },
+      [](auto& place) { fs::create_symlink("/dev/null", place); },
+  };
+  for (const auto& make : kinds) {
+    for (const bool linked : {false, true}) {
+      make(linked ? path("kept") : name);
+      if (linked) fs::create_symlink("kept", name);
+      for (const std::string& spelling : {path("x"), name, path("x.Cdf"), path("x ")}) {
+        EXPECT_EQ(raised("create", spelling), failureOf("create", CDF_CREATE_ERROR)) << spelling;
+        EXPECT_NE(raised("open", spelling).message.find("NO_SUCH_CDF"), std::string::npos);
+      }
+      EXPECT_FALSE(anyFile());
+      for (const auto& entry : fs::directory_iterator(path(""))) fs::remove(entry);
+    }
+  }
+  // A link to nothing yet becomes a file.
+  fs::create_symlink("kept.cdf", name);
+  call("delete", call("create", name).at(0).get());
 }
 
 // Of two files whose names differ in the spelling of the extension alone, the library opens one.
