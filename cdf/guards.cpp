@@ -210,20 +210,32 @@ CDFstatus checkHyperslab(const Hyperslab& slab, const VariableDescription& varia
   return !oneByOne && size * slab.recordCount > largest ? BAD_REC_COUNT : 0;
 }
 
+// A record counts as whole if it is read as it is stored: once along a dimension that does not
+// vary.
+//
 // A read of two whole records or more of a variable whose records do not vary writes past the
-// caller's memory if the record interval is 2 or more. A record counts as whole if it is read as it
-// is stored: once along a dimension that does not vary. A write stays in bounds.
+// caller's memory if the record interval is 2 or more. A write stays in bounds.
+//
+// Whole records that follow each other are read at once, and their characters counted in 32 bits:
+// 2147484 texts of 1000 characters give -2020, and the handle is dead; of 4294968 texts only the
+// first is read, with status 0.
 CDFstatus checkHyperslabToRead(const Hyperslab& slab, const VariableDescription& variable) {
   const CDFstatus status = checkHyperslab(slab, variable);
   if (status < 0) {
     return status;
   }
-  bool overruns = variable.recVary == NOVARY && slab.recordCount > 1 && slab.recordInterval > 1;
+  long elements = variable.numElements;
   for (std::size_t i = 0; i < slab.counts.size(); ++i) {
     const long stored = variable.dimVarys[i] == NOVARY ? 1 : variable.dimSizes[i];
-    overruns = overruns && slab.counts[i] == stored;
+    if (slab.counts[i] != stored) {
+      return 0;
+    }
+    elements *= stored;
   }
-  return overruns ? BAD_REC_INTERVAL : 0;
+  if (variable.recVary == NOVARY) {
+    return slab.recordCount > 1 && slab.recordInterval > 1 ? BAD_REC_INTERVAL : 0;
+  }
+  return slab.recordInterval == 1 && elements * slab.recordCount > largest ? BAD_REC_COUNT : 0;
 }
 
 // Allocating a block up to record 2147483647 crashes in a file that is compressed as a whole, and
