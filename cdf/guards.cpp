@@ -105,6 +105,13 @@ CDFstatus checkPathToCreate(const std::string& path) {
   return isSpecial(fileToCreate(path)) ? CDF_CREATE_ERROR : 0;
 }
 
+// The library uses some allocations without looking whether it got them. Opening crashes with less
+// than 3.2 MiB left where the file is compressed as a whole.
+CDFstatus checkMemoryToOpen() {
+  constexpr std::size_t needed = std::size_t{8} << 20;
+  return canAllocate(needed) ? 0 : BAD_MALLOC;
+}
+
 // Tried in this order, whichever of the names was asked for.
 std::string fileToOpen(const std::string& path) {
   std::string given = withoutBlanks(path);

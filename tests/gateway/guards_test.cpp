@@ -1,8 +1,11 @@
 // Guards that scripts cannot try: entries of more elements than memory holds, short memory, and
 // long paths.
+#include <fstream>
 #include <functional>
+#include <malloc.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "tests/gateway/gateway_test.h"
 
@@ -49,6 +52,28 @@ TEST_F(GuardsTest, ValuesThatTheLibraryCannotAllocate) {
   setrlimit(RLIMIT_DATA, &before);
   EXPECT_EQ(refusal, failureOf("createVar", BAD_MALLOC));
   close(file);
+}
+
+TEST_F(GuardsTest, OpeningWithoutMemory) {
+  if (underSanitizer) GTEST_SKIP() << "a sanitizer needs address space of its own";
+  const File made = create("a");
+  call("setCompression", made, 5.0, 6.0);
+  createVar(made, "x", 4);
+  close(made);
+  malloc_trim(0);
+  std::size_t pages = 0;
+  std::ifstream("/proc/self/statm") >> pages;
+  const std::size_t used = pages * static_cast<std::size_t>(getpagesize());
+  rlimit before{};
+  getrlimit(RLIMIT_AS, &before);
+  for (const std::size_t left : {1U << 10, 1U << 18, 1U << 20, 1U << 21, 3U << 20}) {
+    const rlimit short_{used + left, before.rlim_max};
+    setrlimit(RLIMIT_AS, &short_);
+    const Raised refusal = raised("open", path("a"));
+    setrlimit(RLIMIT_AS, &before);
+    EXPECT_EQ(refusal, failureOf("open", BAD_MALLOC)) << left;
+  }
+  close(open("a"));
 }
 
 class PathsTest : public GatewayTest {
