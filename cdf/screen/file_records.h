@@ -3,13 +3,16 @@
 /// names are used here.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
+#include "cdf/screen/extents.h"
 #include "cdf/screen/file_bytes.h"
 
 namespace tarvik::cdf {
 
 enum class RecordType : std::int32_t {
+  UIR = -1,
   CDR = 1,
   GDR = 2,
   rVDR = 3,
@@ -21,6 +24,7 @@ enum class RecordType : std::int32_t {
   AzEDR = 9,
   CCR = 10,
   CPR = 11,
+  SPR = 12,
   CVVR = 13
 };
 
@@ -39,8 +43,8 @@ class FileRecords {
   FileRecords(FileBytes& bytes, bool wide)
       : bytes_(&bytes),
         length_(static_cast<std::int64_t>(bytes.size())),
-        wide_(wide),
-        left_(length_ / headSize() + first) {}
+        end_(length_),
+        wide_(wide) {}
 
   std::int64_t length() const { return length_; }  ///< Of the file.
   bool isWide() const { return wide_; }
@@ -55,16 +59,31 @@ class FileRecords {
   /// The fields behind size and type.
   Fields contentAt(std::int64_t place) { return fieldsAt(place + headSize()); }
 
-  /// Whether a record could begin there. It counts: more records than the file has room for cannot
-  /// be met without meeting some twice, and then there are none any more.
-  bool begins(std::int64_t place) {
-    return place >= first && place <= length_ - headSize() && --left_ >= 0;
-  }
-  /// Whether a whole record of the type stands there.
+  /// Room may be allocated up to there, which may be behind what was written.
+  void setEnd(std::int64_t end) { end_ = std::max(length_, end); }
+
+  /// Whether a record could begin there.
+  bool begins(std::int64_t place) const { return place >= first && place <= length_ - headSize(); }
+  /// Whether a whole record of the type stands there, which was not met before.
   bool stands(std::int64_t place, RecordType type) {
-    return begins(place) && typeAt(place) == type && sizeAt(place) >= headSize() &&
-           sizeAt(place) <= length_ - place;
+    return begins(place) && typeAt(place) == type && sizeAt(place) <= length_ - place &&
+           isRoom(place, headSize());
   }
+  /// Whether a record that begins there has at least the size and lies in the allocated room. It
+  /// need not be written.
+  bool isRoom(std::int64_t place, std::int64_t least) {
+    const std::int64_t size = sizeAt(place);
+    return size >= least && size <= end_ - place && extents_.add(place, size);
+  }
+  /// Notes a record that may belong to several others, if there is one.
+  void share(std::int64_t place, RecordType type) {
+    if (begins(place) && typeAt(place) == type && sizeAt(place) >= headSize() &&
+        sizeAt(place) <= length_ - place) {
+      extents_.addShared(place, sizeAt(place));
+    }
+  }
+  /// Whether no two of the records that were met overlap.
+  bool areApart() { return extents_.areApart(); }
 
   /// Whether a chain of records has as many as it should, and `fits` says so of each, which gets
   /// its place and the fields behind the link to the next.
@@ -88,8 +107,9 @@ class FileRecords {
  private:
   FileBytes* bytes_;
   std::int64_t length_;
+  std::int64_t end_;
   bool wide_;
-  std::int64_t left_;
+  Extents extents_;
 };
 
 }  // namespace tarvik::cdf

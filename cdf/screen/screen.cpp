@@ -64,6 +64,25 @@ bool attributesFit(FileRecords& records, const Chain& chain) {
   });
 }
 
+// The library looks through the list of free room for each record that it adds, and writes into
+// what it finds there. Its links back, which it follows too, leave no way for a list to be endless.
+bool freeRoomFits(FileRecords& records, std::int64_t head) {
+  const std::int64_t least = records.headSize() + (records.isWide() ? 16 : 8);
+  for (std::int64_t place = head, before = 0; place != 0;) {
+    if (!records.begins(place) || records.typeAt(place) != RecordType::UIR ||
+        !records.isRoom(place, least)) {
+      return false;
+    }
+    Fields links = records.contentAt(place);
+    const std::int64_t next = links.offset();
+    if (links.offset() != before) {
+      return false;
+    }
+    before = std::exchange(place, next);
+  }
+  return true;
+}
+
 bool descriptionsFit(FileRecords& records) {
   if (!records.stands(FileRecords::first, RecordType::CDR)) {
     return false;
@@ -79,14 +98,17 @@ bool descriptionsFit(FileRecords& records) {
   Chain rVariables = {fields.offset(), RecordType::rVDR, 0};
   Chain zVariables = {fields.offset(), RecordType::zVDR, 0};
   Chain attributes = {fields.offset(), RecordType::ADR, 0};
-  rVariables.count = fields.skipOffsets(1).number();
+  records.setEnd(fields.offset());
+  rVariables.count = fields.number();
   attributes.count = fields.number();
   const std::int32_t numRDimensions = fields.skipNumbers(1).number();
   zVariables.count = fields.number();
-  const VariableLayout layout = {{numRDimensions, fields.skipOffsets(1).skipNumbers(3)},
+  const std::int64_t freeRoom = fields.offset();
+  const VariableLayout layout = {{numRDimensions, fields.skipNumbers(3)},
                                  version < 2 || (version == 2 && release < 5)};
   return attributesFit(records, attributes) && variablesFit(records, rVariables, layout) &&
-         variablesFit(records, zVariables, layout);
+         variablesFit(records, zVariables, layout) && freeRoomFits(records, freeRoom) &&
+         records.areApart();
 }
 
 /// Whether the file's own end leaves room for just a checksum.

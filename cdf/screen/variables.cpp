@@ -37,7 +37,8 @@ std::int64_t recordBytes(std::int32_t datatype, std::int32_t numElements, Dimens
 }
 
 /// Goes along the index of a variable's records, and into those below it, as the library does
-/// without end. It also goes through the records of a compressed block one by one.
+/// without end. It also goes through the records of a compressed block one by one, and frees all
+/// that a block says it has.
 class Index {
  public:
   Index(FileRecords& records, std::int64_t recordBytes, std::int64_t tail)
@@ -87,9 +88,11 @@ class Index {
       case RecordType::VXR:
         return partsFit(place, levels - 1);
       case RecordType::VVR:
-        return numRecords <= records_.sizeAt(place) / recordBytes_;
+        return numRecords <= largest &&
+               records_.isRoom(place, records_.headSize() + numRecords * recordBytes_);
       case RecordType::CVVR:
-        return numRecords * recordBytes_ / mostInflation <= records_.sizeAt(place);
+        return numRecords * recordBytes_ / mostInflation <= records_.sizeAt(place) &&
+               records_.isRoom(place, records_.headSize());
       default:
         return false;
     }
@@ -112,7 +115,11 @@ bool variableFits(FileRecords& records, Fields fields, const Chain& chain,
   const std::int32_t flags = fields.number();
   const std::int32_t numElements = fields.skipNumbers(4).skip(layout.hasGap ? 128 : 0).number();
   const std::int32_t number = fields.number();
-  const std::int32_t blockingFactor = fields.skipOffsets(1).number();
+  const std::int64_t parameters = fields.offset();
+  for (const RecordType type : {RecordType::CPR, RecordType::SPR}) {
+    records.share(parameters, type);
+  }
+  const std::int32_t blockingFactor = fields.number();
   fields.skip(records.isWide() ? 256 : 64);
   Dimensions dimensions = layout.ofRVariables;
   if (chain.type == RecordType::zVDR) {

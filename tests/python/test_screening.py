@@ -17,7 +17,8 @@ HUGE = 0x7FFFFFFF
 MARK_2_6 = b"\xcd\xf2\x60\2"  # of the first version that could compress files as a whole
 ITSELF = object()
 
-CDR, GDR, ADR, VXR, ZVDR, AZ_EDR, CCR, CPR = 1, 2, 4, 6, 8, 9, 10, 11
+CDR, GDR, ADR, VXR, VVR, ZVDR, AZ_EDR, CCR, CPR = 1, 2, 4, 6, 7, 8, 9, 10, 11
+UIR = 0xFFFFFFFF
 
 # The type of a record, where a field of 4 bytes stands in it in files of versions 3 and 2, and what
 # is put there; each made the bare library crash, run without end or take all memory.
@@ -38,6 +39,25 @@ DAMAGE = {
     "last index": (ZVDR, 40, 24, 8),
     "next index": (VXR, 16, 8, ITSELF),
     "entries used in an index": (VXR, 24, 16, 0x80000000),
+}
+
+# In the file `gapped`: a type of record and which one of it is meant, where a field of 8 bytes
+# stands in it, and what is put there: a number, or the type and number of the record that it leads
+# to. With such damage edits by the bare library crash, run without end, or lose the file.
+ROOM = {
+    "list in the header": (GDR, 0, 64, (CDR, 0)),
+    "list in a variable": (GDR, 0, 64, (ZVDR, 0)),
+    "list in data": (GDR, 0, 64, (VVR, 1)),
+    "list beyond the file": (GDR, 0, 64, 1 << 40),
+    "next free room": (UIR, 0, 12, (UIR, 0)),
+    "next free room in the header": (UIR, 0, 12, (CDR, 0)),
+    "previous free room": (UIR, 1, 20, (GDR, 0)),
+    "size of free room": (UIR, 0, 0, 1 << 33),
+    "no size of free room": (UIR, 0, 0, 0),
+    "free room over a record": (UIR, 0, 0, 600),
+    "shared block": (VXR, 0, 84, (VVR, 1)),
+    "size of a block": (VVR, 0, 0, 1 << 35),
+    "block over the next": (VVR, 1, 0, 8300),
 }
 
 # What the flags in the header of a file with a checksum are changed to, and whether it is refused.
@@ -75,9 +95,9 @@ def earlier(tmp_path):
     return Path(shutil.copy(EXAMPLE, tmp_path / "earlier.cdf"))
 
 
-def damage(path, place, value):
+def damage(path, place, value, length=4):
     content = bytearray(path.read_bytes())
-    content[place : place + 4] = value.to_bytes(4, "big")
+    content[place : place + length] = value.to_bytes(length, "big")
     path.write_bytes(content)
 
 
@@ -109,6 +129,35 @@ def test_damaged_descriptions_are_refused(generation, what, compressed, request)
         compress(path)
     with pytest.raises(tarvik.CDFError, match=f"CORRUPTED_V{3 if later else 2}_CDF"):
         ops.open(path)
+
+
+@pytest.fixture
+def gapped(tmp_path):
+    """A file with free room in several places: that of a variable that was deleted."""
+    path = tmp_path / "gapped.cdf"
+    with ops.create(path) as file:
+        for name in "abcd":
+            variable = ops.createVar(file, name, constants.CDF_REAL8, 1, [], True, [])
+            ops.hyperPutVarData(file, variable, 0, 100, 1, [], [], [], np.arange(100.0))
+        ops.deleteVar(file, 1)
+    return path
+
+
+@pytest.mark.parametrize("compressed", [False, True], ids=["plain", "compressed"])
+@pytest.mark.parametrize("what", ROOM)
+def test_free_room_and_blocks_that_overlap_are_refused(gapped, what, compressed):
+    ops.close(ops.open(gapped))
+    found = list(record_types(gapped.read_bytes()))
+    *record, field, value = ROOM[what]
+
+    def place(kind, number):
+        return [place for place, its in found if its == kind][number]
+
+    damage(gapped, place(*record) + field, value if isinstance(value, int) else place(*value), 8)
+    if compressed:
+        compress(gapped)
+    with pytest.raises(tarvik.CDFError, match="CORRUPTED_V3_CDF"):
+        ops.open(gapped)
 
 
 @pytest.mark.parametrize("path", sorted(CRASHED.glob("*.cdf")), ids=lambda path: path.stem)
