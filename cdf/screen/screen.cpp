@@ -1,10 +1,10 @@
 #include "cdf/screen/screen.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <utility>
-#include <vector>
 
+#include "cdf/library.h"
+#include "cdf/screen/compressed.h"
 #include "cdf/screen/file_bytes.h"
 #include "cdf/screen/file_records.h"
 #include "cdf/screen/variables.h"
@@ -23,7 +23,6 @@ constexpr std::uint32_t MARK_2_6 = 0xCDF26002;
 constexpr std::uint32_t MARK_3 = 0xCDF30001;
 constexpr std::uint32_t MARK_COMPRESSED = 0xCCCC0001;
 
-constexpr std::int32_t RLE_COMPRESSION = 1;
 /// No encoding that a file can be in; the library crashes in decoding from it.
 constexpr std::int32_t HOST_ENCODING = 8;
 
@@ -32,9 +31,6 @@ constexpr std::int32_t ROW_MAJOR_FLAG = 1;
 constexpr std::int32_t SINGLE = 2;
 constexpr std::int32_t SINGLE_WITH_MD5 = SINGLE | 4 | 8;
 constexpr std::int64_t checksumBytes = 16;
-
-/// Of a file that is compressed as a whole no more than this is decoded.
-constexpr std::int64_t mostOfImage = std::int64_t{16} << 20;
 
 bool entriesFit(FileRecords& records, const Chain& chain, std::int32_t highest,
                 std::int32_t attribute) {
@@ -132,46 +128,19 @@ bool plainFits(FileRecords& records) {
          (!endsBeforeChecksum(records) || flagsFitChecksum(records, false));
 }
 
-/// The compressed data of a file that is compressed as a whole.
-struct Stream {
-  Fields data;
-  std::int64_t size;
-  std::int64_t uncompressedSize;  ///< Without the marks at the start of a file.
-};
-
-// A zero is followed by how many more of them there are. Run lengths that add up to another size
-// than the uncompressed one corrupt the library's memory.
-bool decodeRunLengths(Stream stream, std::vector<std::uint8_t>& image) {
-  std::int64_t place = FileRecords::first;
-  const std::int64_t end = place + stream.uncompressedSize;
-  image.assign(static_cast<std::size_t>(std::min(end, mostOfImage)), 0);
-  for (; stream.size > 0; --stream.size, ++place) {
-    const std::uint8_t byte = stream.data.byte();
-    if (byte == 0) {
-      place += stream.data.byte();
-      --stream.size;
-    } else if (const auto index = static_cast<std::size_t>(place); index < image.size()) {
-      image[index] = byte;
-    }
-  }
-  return stream.size == 0 && place == end;
-}
-
-bool runLengthsFit(const Stream& stream, bool wide, bool hasChecksum) {
-  std::vector<std::uint8_t> image;
-  if (!decodeRunLengths(stream, image)) {
+bool imageFits(Image image, bool wide, bool hasChecksum) {
+  if (image.isDangerous) {
     return false;
   }
-  FileBytes bytes(std::move(image));
+  FileBytes bytes(std::move(image.bytes));
   FileRecords records(bytes, wide);
-  const bool isWhole = stream.uncompressedSize <= mostOfImage - FileRecords::first;
   return (!hasChecksum || flagsFitChecksum(records, true)) &&
-         (!isWhole || descriptionsFit(records));
+         (!image.isWhole || descriptionsFit(records));
 }
 
 // The library allocates as many bytes as the uncompressed size says and reads the record into as
 // many as its own size says.
-bool compressedFits(FileRecords& records) {
+bool compressedFits(FileBytes& bytes, FileRecords& records) {
   const std::int64_t place = FileRecords::first;
   if (!records.stands(place, RecordType::CCR)) {
     return false;
@@ -179,15 +148,23 @@ bool compressedFits(FileRecords& records) {
   Fields fields = records.contentAt(place);
   const std::int64_t parameters = fields.offset();
   const std::int64_t uncompressedSize = fields.offset();
-  const std::int64_t size =
-      records.sizeAt(place) - records.headSize() - (records.isWide() ? 20 : 12);
-  if (!records.stands(parameters, RecordType::CPR) || size < 1 || uncompressedSize < 1 ||
-      uncompressedSize / mostInflation > size) {
+  const std::int64_t headSize = records.headSize() + (records.isWide() ? 20 : 12);
+  const Stream stream = {&bytes, static_cast<std::uint64_t>(place + headSize),
+                         records.sizeAt(place) - headSize, uncompressedSize};
+  if (!records.stands(parameters, RecordType::CPR) || stream.size < 1 || uncompressedSize < 1 ||
+      uncompressedSize / mostInflation > stream.size) {
     return false;
   }
-  return records.contentAt(parameters).number() != RLE_COMPRESSION ||
-         runLengthsFit({fields.skipNumbers(1), size, uncompressedSize}, records.isWide(),
-                       records.length() - parameters - records.sizeAt(parameters) == checksumBytes);
+  const bool hasChecksum =
+      records.length() - parameters - records.sizeAt(parameters) == checksumBytes;
+  switch (records.contentAt(parameters).number()) {
+    case RLE_COMPRESSION:
+      return imageFits(decodeRunLengths(stream), records.isWide(), hasChecksum);
+    case GZIP_COMPRESSION:
+      return imageFits(inflateStream(stream), records.isWide(), hasChecksum);
+    default:
+      return true;
+  }
 }
 
 }  // namespace
@@ -202,7 +179,7 @@ CDFstatus screenFile(const std::string& path) {
     return 0;
   }
   FileRecords records(bytes, wide);
-  const bool fits = kind == MARK_COMPRESSED ? compressedFits(records) : plainFits(records);
+  const bool fits = kind == MARK_COMPRESSED ? compressedFits(bytes, records) : plainFits(records);
   return fits ? 0 : wide ? CORRUPTED_V3_CDF : CORRUPTED_V2_CDF;
 }
 

@@ -1,6 +1,7 @@
 """Damaged files are refused before the library believes what they say of themselves."""
 
 import contextlib
+import gzip
 import re
 import shutil
 from pathlib import Path
@@ -101,32 +102,40 @@ def damage(path, place, value, length=4):
     path.write_bytes(content)
 
 
-def compress(path):
-    """Run-length encode a file as a whole, without a look at what it holds."""
+def run_lengths(data):
+    return re.sub(rb"\0{1,256}", lambda zeros: bytes([0, len(zeros[0]) - 1]), data)
+
+
+ENCODE = {constants.RLE_COMPRESSION: run_lengths, constants.GZIP_COMPRESSION: gzip.compress}
+LEVELS = {constants.RLE_COMPRESSION: 0, constants.GZIP_COMPRESSION: 9}
+
+
+def compress(path, kind=constants.RLE_COMPRESSION):
+    """Encode a file as a whole, without a look at what it holds."""
     content = path.read_bytes()
     width = 8 if is_current(content) else 4
-    stream = re.sub(rb"\0{1,256}", lambda zeros: bytes([0, len(zeros[0]) - 1]), content[8:])
+    stream = ENCODE[kind](content[8:])
     size = 3 * width + 8 + len(stream)
     fields = [
         *((size, width), (CCR, 4), (8 + size, width), (len(content) - 8, width), (0, 4)),
-        *((width + 20, width), (CPR, 4), (constants.RLE_COMPRESSION, 4), (0, 4), (1, 4), (0, 4)),
+        *((width + 20, width), (CPR, 4), (kind, 4), (0, 4), (1, 4), (LEVELS[kind], 4)),
     ]
     numbers = [value.to_bytes(length, "big") for value, length in fields]
     marks = (content[:4] if width == 8 else MARK_2_6) + b"\xcc\xcc\0\1"
     path.write_bytes(b"".join([marks, *numbers[:5], stream, *numbers[5:]]))
 
 
-@pytest.mark.parametrize("compressed", [False, True], ids=["plain", "compressed"])
+@pytest.mark.parametrize("compression", [None, *ENCODE], ids=["plain", "run lengths", "gzip"])
 @pytest.mark.parametrize("what", DAMAGE)
 @pytest.mark.parametrize("generation", ["current", "earlier"])
-def test_damaged_descriptions_are_refused(generation, what, compressed, request):
+def test_damaged_descriptions_are_refused(generation, what, compression, request):
     path = request.getfixturevalue(generation)
     kind, *fields, value = DAMAGE[what]
     later = generation == "current"
     record = next(place for place, found in record_types(path.read_bytes()) if found == kind)
     damage(path, record + fields[not later], record if value is ITSELF else value)
-    if compressed:
-        compress(path)
+    if compression:
+        compress(path, compression)
     with pytest.raises(tarvik.CDFError, match=f"CORRUPTED_V{3 if later else 2}_CDF"):
         ops.open(path)
 
@@ -143,9 +152,9 @@ def gapped(tmp_path):
     return path
 
 
-@pytest.mark.parametrize("compressed", [False, True], ids=["plain", "compressed"])
+@pytest.mark.parametrize("compression", [None, *ENCODE], ids=["plain", "run lengths", "gzip"])
 @pytest.mark.parametrize("what", ROOM)
-def test_free_room_and_blocks_that_overlap_are_refused(gapped, what, compressed):
+def test_free_room_and_blocks_that_overlap_are_refused(gapped, what, compression):
     ops.close(ops.open(gapped))
     found = list(record_types(gapped.read_bytes()))
     *record, field, value = ROOM[what]
@@ -154,8 +163,8 @@ def test_free_room_and_blocks_that_overlap_are_refused(gapped, what, compressed)
         return [place for place, its in found if its == kind][number]
 
     damage(gapped, place(*record) + field, value if isinstance(value, int) else place(*value), 8)
-    if compressed:
-        compress(gapped)
+    if compression:
+        compress(gapped, compression)
     with pytest.raises(tarvik.CDFError, match="CORRUPTED_V3_CDF"):
         ops.open(gapped)
 
@@ -194,14 +203,25 @@ def test_damaged_files_compressed_as_a_whole_are_refused(current, place, value):
         ops.open(current)
 
 
+@pytest.mark.parametrize("size", [1, 500_000])
+def test_gzip_data_are_screened_whatever_their_size_is_said_to_be(current, size):
+    record = next(place for place, kind in record_types(current.read_bytes()) if kind == GDR)
+    damage(current, record + DAMAGE["number of variables"][1], HUGE)
+    compress(current, constants.GZIP_COMPRESSION)
+    damage(current, 32, size)
+    with pytest.raises(tarvik.CDFError, match="CORRUPTED_V3_CDF"):
+        ops.open(current)
+
+
+@pytest.mark.parametrize("kind", ENCODE)
 @pytest.mark.parametrize("generation", ["current", "earlier"])
-def test_whole_files_compressed_as_a_whole_are_opened(generation, request):
+def test_whole_files_compressed_as_a_whole_are_opened(generation, kind, request):
     path = request.getfixturevalue(generation)
     with ops.open(path) as file:
         facts = ops.inquire(file)
-    compress(path)
+    compress(path, kind)
     with ops.open(path) as file:
-        assert ops.getCompression(file)[0] == "RLE_COMPRESSION"
+        assert getattr(constants, ops.getCompression(file)[0]) == kind
         assert str(ops.inquire(file)) == str(facts)
 
 
