@@ -105,6 +105,15 @@ const std::vector<Fault> nameFaults{
        File file;
        return file.fate();
      }},
+    {"pipe-beside-multi-file", "create a variable of a multi-file CDF where a named pipe lies",
+     [] {
+       File file;
+       file.on(PUT_, CDF_FORMAT_, MULTI_FILE);
+       mkfifo("f.z0", 0600);
+       int value = 0;
+       file.value(file.variable(CDF_INT4), PUT_, 0, &value);
+       return file.fate();
+     }},
     {"opened-twice", "write to the same file through two handles",
      [] {
        File first;
