@@ -41,10 +41,10 @@ void Extents::addShared(std::int64_t place, std::int64_t size) {
   shared_.emplace_back(place, place + size);
 }
 
-bool Extents::areApart() {
+bool Extents::areApart(std::int64_t end) {
   std::sort(shared_.begin(), shared_.end());
   added_.insert(added_.end(), shared_.begin(), std::unique(shared_.begin(), shared_.end()));
-  return addedAreApart();
+  return addedAreApart() && (added_.empty() || added_.back().second <= end);
 }
 
 bool Extents::addedAreApart() {

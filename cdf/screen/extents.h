@@ -15,10 +15,10 @@ class Extents {
   /// False if an overlap was seen. It is looked for each time the number has doubled, so that a
   /// chain without end is left soon, and the work is that of sorting once.
   bool add(std::int64_t place, std::int64_t size);
-  /// A record that may be met more than once.
+  /// The same for a record that may be met more than once.
   void addShared(std::int64_t place, std::int64_t size);
-  /// To be asked when all were added.
-  bool areApart();
+  /// To be asked when all were added; also whether none goes beyond the end.
+  bool areApart(std::int64_t end);
 
  private:
   using Extent =

@@ -3,7 +3,6 @@
 /// names are used here.
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
 
 #include "cdf/screen/extents.h"
@@ -24,7 +23,6 @@ enum class RecordType : std::int32_t {
   AzEDR = 9,
   CCR = 10,
   CPR = 11,
-  SPR = 12,
   CVVR = 13
 };
 
@@ -59,31 +57,31 @@ class FileRecords {
   /// The fields behind size and type.
   Fields contentAt(std::int64_t place) { return fieldsAt(place + headSize()); }
 
-  /// Room may be allocated up to there, which may be behind what was written.
-  void setEnd(std::int64_t end) { end_ = std::max(length_, end); }
+  /// Where the file should end; a file that was cut off ends before.
+  void setEnd(std::int64_t end) { end_ = end; }
 
   /// Whether a record could begin there.
   bool begins(std::int64_t place) const { return place >= first && place <= length_ - headSize(); }
   /// Whether a whole record of the type stands there, which was not met before.
   bool stands(std::int64_t place, RecordType type) {
-    return begins(place) && typeAt(place) == type && sizeAt(place) <= length_ - place &&
-           isRoom(place, headSize());
+    return isWhole(place, type) && extents_.add(place, sizeAt(place));
   }
-  /// Whether a record that begins there has at least the size and lies in the allocated room. It
-  /// need not be written.
+  /// The same for a record that may be met more than once.
+  bool standsShared(std::int64_t place, RecordType type) {
+    if (!isWhole(place, type)) {
+      return false;
+    }
+    extents_.addShared(place, sizeAt(place));
+    return true;
+  }
+  /// Whether a record that begins there has at least the size and lies before the file's end. The
+  /// rest of it may be cut off.
   bool isRoom(std::int64_t place, std::int64_t least) {
     const std::int64_t size = sizeAt(place);
     return size >= least && size <= end_ - place && extents_.add(place, size);
   }
-  /// Notes a record that may belong to several others, if there is one.
-  void share(std::int64_t place, RecordType type) {
-    if (begins(place) && typeAt(place) == type && sizeAt(place) >= headSize() &&
-        sizeAt(place) <= length_ - place) {
-      extents_.addShared(place, sizeAt(place));
-    }
-  }
-  /// Whether no two of the records that were met overlap.
-  bool areApart() { return extents_.areApart(); }
+  /// Whether no two of the records that were met overlap, and all lie before the file's end.
+  bool areApart() { return extents_.areApart(end_); }
 
   /// Whether a chain of records has as many as it should, and `fits` says so of each, which gets
   /// its place and the fields behind the link to the next.
@@ -105,6 +103,11 @@ class FileRecords {
   }
 
  private:
+  bool isWhole(std::int64_t place, RecordType type) {
+    return begins(place) && typeAt(place) == type && sizeAt(place) >= headSize() &&
+           sizeAt(place) <= length_ - place;
+  }
+
   FileBytes* bytes_;
   std::int64_t length_;
   std::int64_t end_;

@@ -107,10 +107,10 @@ bool descriptionsFit(FileRecords& records) {
          records.areApart();
 }
 
-/// Whether the file's own end leaves room for just a checksum.
-bool endsBeforeChecksum(FileRecords& records) {
+/// Where the file ends by its own description, which stands.
+std::int64_t describedEnd(FileRecords& records) {
   const std::int64_t place = records.contentAt(FileRecords::first).offset();
-  return records.contentAt(place).skipOffsets(3).offset() == records.length() - checksumBytes;
+  return records.contentAt(place).skipOffsets(3).offset();
 }
 
 // The library verifies the checksum at a file's end only if the flags say that there is one. Taking
@@ -124,10 +124,11 @@ bool flagsFitChecksum(FileRecords& records, bool compressed) {
 }
 
 bool plainFits(FileRecords& records) {
-  return descriptionsFit(records) &&
-         (!endsBeforeChecksum(records) || flagsFitChecksum(records, false));
+  return descriptionsFit(records) && (describedEnd(records) != records.length() - checksumBytes ||
+                                      flagsFitChecksum(records, false));
 }
 
+// The library crashes if a decoded file ends before the end that is described.
 bool imageFits(Image image, bool wide, bool hasChecksum) {
   if (image.isDangerous) {
     return false;
@@ -135,7 +136,8 @@ bool imageFits(Image image, bool wide, bool hasChecksum) {
   FileBytes bytes(std::move(image.bytes));
   FileRecords records(bytes, wide);
   return (!hasChecksum || flagsFitChecksum(records, true)) &&
-         (!image.isWhole || descriptionsFit(records));
+         (!image.isWhole ||
+          (descriptionsFit(records) && describedEnd(records) <= records.length()));
 }
 
 // The library allocates as many bytes as the uncompressed size says and reads the record into as

@@ -57,6 +57,10 @@ ROOM = {
     "no size of free room": (UIR, 0, 0, 0),
     "free room over a record": (UIR, 0, 0, 600),
     "shared block": (VXR, 0, 84, (VVR, 1)),
+    "end of the file": (GDR, 0, 36, 400),
+    "parameters without compression": (ZVDR, 0, 72, (CDR, 0)),
+    "compression without parameters": (ZVDR, 0, 44, 7 << 32),
+    "compressed block without compression": (ZVDR, 2, 44, 3 << 32),
     "size of a block": (VVR, 0, 0, 1 << 35),
     "block over the next": (VVR, 1, 0, 8300),
 }
@@ -142,11 +146,13 @@ def test_damaged_descriptions_are_refused(generation, what, compression, request
 
 @pytest.fixture
 def gapped(tmp_path):
-    """A file with free room in several places: that of a variable that was deleted."""
+    """A file with free room in several places, and a last variable that is compressed."""
     path = tmp_path / "gapped.cdf"
     with ops.create(path) as file:
         for name in "abcd":
             variable = ops.createVar(file, name, constants.CDF_REAL8, 1, [], True, [])
+            if name == "d":
+                ops.setVarCompression(file, variable, constants.GZIP_COMPRESSION, 6)
             ops.hyperPutVarData(file, variable, 0, 100, 1, [], [], [], np.arange(100.0))
         ops.deleteVar(file, 1)
     return path
