@@ -1,6 +1,7 @@
 #include "cdf/screen/compressed.h"
 
 #include <algorithm>
+#include <new>
 
 #define ZLIB_CONST
 #include <zlib.h>
@@ -16,20 +17,16 @@ constexpr int gzipFormat = 31;  // What zlib calls windowBits.
 /// zlib's state while it decodes.
 class Inflater {
  public:
-  Inflater() : isReady_(inflateInit2(&state, gzipFormat) == Z_OK) {}
-  Inflater(const Inflater&) = delete;
-  Inflater& operator=(const Inflater&) = delete;
-  ~Inflater() {
-    if (isReady_) {
-      inflateEnd(&state);
+  Inflater() {
+    if (inflateInit2(&state, gzipFormat) != Z_OK) {
+      throw std::bad_alloc();
     }
   }
-  bool isReady() const { return isReady_; }
+  Inflater(const Inflater&) = delete;
+  Inflater& operator=(const Inflater&) = delete;
+  ~Inflater() { inflateEnd(&state); }
 
   z_stream state = {};
-
- private:
-  bool isReady_;
 };
 
 }  // namespace
@@ -66,7 +63,7 @@ Image inflateStream(const Stream& stream) {
   const std::uint64_t end = place + static_cast<std::uint64_t>(stream.size);
   const std::int64_t expected = std::min(stream.uncompressedSize, mostOfImage) + 1;
   std::size_t filled = FileRecords::first;
-  int result = inflater.isReady() ? Z_OK : Z_MEM_ERROR;
+  int result = Z_OK;
   while (result == Z_OK && (state.avail_in > 0 || place < end)) {
     if (state.avail_in == 0) {
       const ByteRun run = stream.bytes->runAt(place);
