@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <limits>
 #include <string_view>
+#include <sys/stat.h>
 #include <unistd.h>
 
 // What the library does was seen with version 3.9.1, called directly.
@@ -22,6 +23,7 @@ constexpr CDFstatus BAD_DIM_INDEX = -2005;
 constexpr CDFstatus BAD_REC_NUM = -2009;
 constexpr CDFstatus BAD_NUM_ELEMS = -2011;
 constexpr CDFstatus CDF_OPEN_ERROR = -2012;
+constexpr CDFstatus CDF_CREATE_ERROR = -2013;
 constexpr CDFstatus BAD_ALLOCATE_RECS = -2015;
 constexpr CDFstatus BAD_MALLOC = -2026;
 constexpr CDFstatus BAD_REC_COUNT = -2037;
@@ -69,24 +71,51 @@ bool exists(const std::string& path) {
   return access(path.c_str(), F_OK) == 0;
 }
 
+/// A pipe, a socket, a device or a folder, also behind a symbolic link.
+bool isSpecial(const std::string& path) {
+  struct stat facts = {};
+  return ::stat(path.c_str(), &facts) == 0 && !S_ISREG(facts.st_mode);
+}
+
 /// The library appends its extension to a path that does not end in it.
 bool fitsWithExtension(const std::string& path) {
   return path.size() + (hasExtension(path) ? 0 : extension.size()) <= CDF_PATHNAME_LEN;
+}
+
+std::string withoutExtension(const std::string& path) {
+  return hasExtension(path) ? path.substr(0, path.size() - extension.size()) : path;
+}
+
+/// The file that the library creates for a path.
+std::string fileToCreate(const std::string& path) {
+  return withoutExtension(hasExtension(path) ? path : withoutBlanks(path)).append(extension);
 }
 
 }  // namespace
 
 // The library cuts a longer path and makes the file with the cut name, with status -1002. Where the
 // extension no longer fits, the status is 0.
+//
+// It opens a named pipe as a file and crashes. On /dev/null it reports success, and all is lost.
+// A folder or a socket it refuses with the status that is given here.
 CDFstatus checkPathToCreate(const std::string& path) {
-  return fitsWithExtension(path) ? 0 : CDF_NAME_TRUNC;
+  if (!fitsWithExtension(path)) {
+    return CDF_NAME_TRUNC;
+  }
+  return isSpecial(fileToCreate(path)) ? CDF_CREATE_ERROR : 0;
+}
+
+// The library uses some allocations without looking whether it got them. Opening crashes with less
+// than 3.2 MiB left where the file is compressed as a whole.
+CDFstatus checkMemoryToOpen() {
+  constexpr std::size_t needed = std::size_t{8} << 20;
+  return canAllocate(needed) ? 0 : BAD_MALLOC;
 }
 
 // Tried in this order, whichever of the names was asked for.
 std::string fileToOpen(const std::string& path) {
   std::string given = withoutBlanks(path);
-  const std::string stem =
-      hasExtension(given) ? given.substr(0, given.size() - extension.size()) : given;
+  const std::string stem = withoutExtension(given);
   for (const char* end : {".cdf", ".CDF"}) {
     if (exists(stem + end)) {
       return stem + end;
@@ -188,20 +217,32 @@ CDFstatus checkHyperslab(const Hyperslab& slab, const VariableDescription& varia
   return !oneByOne && size * slab.recordCount > largest ? BAD_REC_COUNT : 0;
 }
 
+// A record counts as whole if it is read as it is stored: once along a dimension that does not
+// vary.
+//
 // A read of two whole records or more of a variable whose records do not vary writes past the
-// caller's memory if the record interval is 2 or more. A record counts as whole if it is read as it
-// is stored: once along a dimension that does not vary. A write stays in bounds.
+// caller's memory if the record interval is 2 or more. A write stays in bounds.
+//
+// Whole records that follow each other are read at once, and their characters counted in 32 bits:
+// 2147484 texts of 1000 characters give -2020, and the handle is dead; of 4294968 texts only the
+// first is read, with status 0.
 CDFstatus checkHyperslabToRead(const Hyperslab& slab, const VariableDescription& variable) {
   const CDFstatus status = checkHyperslab(slab, variable);
   if (status < 0) {
     return status;
   }
-  bool overruns = variable.recVary == NOVARY && slab.recordCount > 1 && slab.recordInterval > 1;
+  long elements = variable.numElements;
   for (std::size_t i = 0; i < slab.counts.size(); ++i) {
     const long stored = variable.dimVarys[i] == NOVARY ? 1 : variable.dimSizes[i];
-    overruns = overruns && slab.counts[i] == stored;
+    if (slab.counts[i] != stored) {
+      return 0;
+    }
+    elements *= stored;
   }
-  return overruns ? BAD_REC_INTERVAL : 0;
+  if (variable.recVary == NOVARY) {
+    return slab.recordCount > 1 && slab.recordInterval > 1 ? BAD_REC_INTERVAL : 0;
+  }
+  return slab.recordInterval == 1 && elements * slab.recordCount > largest ? BAD_REC_COUNT : 0;
 }
 
 // Allocating a block up to record 2147483647 crashes in a file that is compressed as a whole, and

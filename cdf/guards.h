@@ -16,6 +16,8 @@ namespace tarvik::cdf {
 
 CDFstatus checkPathToCreate(const std::string& path);
 CDFstatus checkPathToOpen(const std::string& path);
+/// Whether there is memory for opening a file, whatever it holds.
+CDFstatus checkMemoryToOpen();
 /// The file that the library opens for a path.
 std::string fileToOpen(const std::string& path);
 

@@ -36,6 +36,7 @@ find_missing() {
   need cmake has_cmake
   need ninja-build command -v ninja
   need libboost-dev has_header boost/version.hpp
+  need zlib1g-dev has_header zlib.h
   case $1 in run | wheel) return ;; esac
   case $1 in bench | check) need libbenchmark-dev has_header benchmark/benchmark.h ;; esac
   [ "$1" != bench ] || return 0

@@ -13,6 +13,12 @@
 
 namespace tarvik::cdf {
 
+/// Bytes that lie one behind the other.
+struct ByteRun {
+  const std::uint8_t* first;
+  std::size_t count;
+};
+
 /// Reads a file, or an image of one in memory, in pages, of which it keeps some. Reading beyond the
 /// end, or where the system fails, gives zeros.
 class FileBytes {
@@ -27,11 +33,14 @@ class FileBytes {
   /// In bytes; 0 for what is not a readable file.
   std::uint64_t size() const { return size_; }
 
-  std::uint8_t at(std::uint64_t place) {
+  std::uint8_t at(std::uint64_t place) { return *runAt(place).first; }
+  /// What was read together from a place on: at least its byte. It stays until the next call.
+  ByteRun runAt(std::uint64_t place) {
     if (last_ == nullptr || place / pageSize != lastNumber_) {
       turnTo(place / pageSize);
     }
-    return (*last_)[place % pageSize];
+    const std::size_t skipped = place % pageSize;
+    return {last_->data() + skipped, pageSize - skipped};
   }
 
  private:

@@ -5,11 +5,13 @@
 
 #include <cstdint>
 
+#include "cdf/screen/extents.h"
 #include "cdf/screen/file_bytes.h"
 
 namespace tarvik::cdf {
 
 enum class RecordType : std::int32_t {
+  UIR = -1,
   CDR = 1,
   GDR = 2,
   rVDR = 3,
@@ -39,8 +41,8 @@ class FileRecords {
   FileRecords(FileBytes& bytes, bool wide)
       : bytes_(&bytes),
         length_(static_cast<std::int64_t>(bytes.size())),
-        wide_(wide),
-        left_(length_ / headSize() + first) {}
+        end_(length_),
+        wide_(wide) {}
 
   std::int64_t length() const { return length_; }  ///< Of the file.
   bool isWide() const { return wide_; }
@@ -55,16 +57,31 @@ class FileRecords {
   /// The fields behind size and type.
   Fields contentAt(std::int64_t place) { return fieldsAt(place + headSize()); }
 
-  /// Whether a record could begin there. It counts: more records than the file has room for cannot
-  /// be met without meeting some twice, and then there are none any more.
-  bool begins(std::int64_t place) {
-    return place >= first && place <= length_ - headSize() && --left_ >= 0;
-  }
-  /// Whether a whole record of the type stands there.
+  /// Where the file should end; a file that was cut off ends before.
+  void setEnd(std::int64_t end) { end_ = end; }
+
+  /// Whether a record could begin there.
+  bool begins(std::int64_t place) const { return place >= first && place <= length_ - headSize(); }
+  /// Whether a whole record of the type stands there, which was not met before.
   bool stands(std::int64_t place, RecordType type) {
-    return begins(place) && typeAt(place) == type && sizeAt(place) >= headSize() &&
-           sizeAt(place) <= length_ - place;
+    return isWhole(place, type) && extents_.add(place, sizeAt(place));
   }
+  /// The same for a record that may be met more than once.
+  bool standsShared(std::int64_t place, RecordType type) {
+    if (!isWhole(place, type)) {
+      return false;
+    }
+    extents_.addShared(place, sizeAt(place));
+    return true;
+  }
+  /// Whether a record that begins there has at least the size and lies before the file's end. The
+  /// rest of it may be cut off.
+  bool isRoom(std::int64_t place, std::int64_t least) {
+    const std::int64_t size = sizeAt(place);
+    return size >= least && size <= end_ - place && extents_.add(place, size);
+  }
+  /// Whether no two of the records that were met overlap, and all lie before the file's end.
+  bool areApart() { return extents_.areApart(end_); }
 
   /// Whether a chain of records has as many as it should, and `fits` says so of each, which gets
   /// its place and the fields behind the link to the next.
@@ -86,10 +103,16 @@ class FileRecords {
   }
 
  private:
+  bool isWhole(std::int64_t place, RecordType type) {
+    return begins(place) && typeAt(place) == type && sizeAt(place) >= headSize() &&
+           sizeAt(place) <= length_ - place;
+  }
+
   FileBytes* bytes_;
   std::int64_t length_;
+  std::int64_t end_;
   bool wide_;
-  std::int64_t left_;
+  Extents extents_;
 };
 
 }  // namespace tarvik::cdf

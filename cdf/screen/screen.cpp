@@ -1,10 +1,10 @@
 #include "cdf/screen/screen.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <utility>
-#include <vector>
 
+#include "cdf/library.h"
+#include "cdf/screen/compressed.h"
 #include "cdf/screen/file_bytes.h"
 #include "cdf/screen/file_records.h"
 #include "cdf/screen/variables.h"
@@ -23,7 +23,6 @@ constexpr std::uint32_t MARK_2_6 = 0xCDF26002;
 constexpr std::uint32_t MARK_3 = 0xCDF30001;
 constexpr std::uint32_t MARK_COMPRESSED = 0xCCCC0001;
 
-constexpr std::int32_t RLE_COMPRESSION = 1;
 /// No encoding that a file can be in; the library crashes in decoding from it.
 constexpr std::int32_t HOST_ENCODING = 8;
 
@@ -32,9 +31,6 @@ constexpr std::int32_t ROW_MAJOR_FLAG = 1;
 constexpr std::int32_t SINGLE = 2;
 constexpr std::int32_t SINGLE_WITH_MD5 = SINGLE | 4 | 8;
 constexpr std::int64_t checksumBytes = 16;
-
-/// Of a file that is compressed as a whole no more than this is decoded.
-constexpr std::int64_t mostOfImage = std::int64_t{16} << 20;
 
 bool entriesFit(FileRecords& records, const Chain& chain, std::int32_t highest,
                 std::int32_t attribute) {
@@ -64,6 +60,25 @@ bool attributesFit(FileRecords& records, const Chain& chain) {
   });
 }
 
+// The library looks through the list of free room for each record that it adds, and writes into
+// what it finds there. Its links back, which it follows too, leave no way for a list to be endless.
+bool freeRoomFits(FileRecords& records, std::int64_t head) {
+  const std::int64_t least = records.headSize() + (records.isWide() ? 16 : 8);
+  for (std::int64_t place = head, before = 0; place != 0;) {
+    if (!records.begins(place) || records.typeAt(place) != RecordType::UIR ||
+        !records.isRoom(place, least)) {
+      return false;
+    }
+    Fields links = records.contentAt(place);
+    const std::int64_t next = links.offset();
+    if (links.offset() != before) {
+      return false;
+    }
+    before = std::exchange(place, next);
+  }
+  return true;
+}
+
 bool descriptionsFit(FileRecords& records) {
   if (!records.stands(FileRecords::first, RecordType::CDR)) {
     return false;
@@ -79,20 +94,23 @@ bool descriptionsFit(FileRecords& records) {
   Chain rVariables = {fields.offset(), RecordType::rVDR, 0};
   Chain zVariables = {fields.offset(), RecordType::zVDR, 0};
   Chain attributes = {fields.offset(), RecordType::ADR, 0};
-  rVariables.count = fields.skipOffsets(1).number();
+  records.setEnd(fields.offset());
+  rVariables.count = fields.number();
   attributes.count = fields.number();
   const std::int32_t numRDimensions = fields.skipNumbers(1).number();
   zVariables.count = fields.number();
-  const VariableLayout layout = {{numRDimensions, fields.skipOffsets(1).skipNumbers(3)},
+  const std::int64_t freeRoom = fields.offset();
+  const VariableLayout layout = {{numRDimensions, fields.skipNumbers(3)},
                                  version < 2 || (version == 2 && release < 5)};
   return attributesFit(records, attributes) && variablesFit(records, rVariables, layout) &&
-         variablesFit(records, zVariables, layout);
+         variablesFit(records, zVariables, layout) && freeRoomFits(records, freeRoom) &&
+         records.areApart();
 }
 
-/// Whether the file's own end leaves room for just a checksum.
-bool endsBeforeChecksum(FileRecords& records) {
+/// Where the file ends by its own description, which stands.
+std::int64_t describedEnd(FileRecords& records) {
   const std::int64_t place = records.contentAt(FileRecords::first).offset();
-  return records.contentAt(place).skipOffsets(3).offset() == records.length() - checksumBytes;
+  return records.contentAt(place).skipOffsets(3).offset();
 }
 
 // The library verifies the checksum at a file's end only if the flags say that there is one. Taking
@@ -106,50 +124,25 @@ bool flagsFitChecksum(FileRecords& records, bool compressed) {
 }
 
 bool plainFits(FileRecords& records) {
-  return descriptionsFit(records) &&
-         (!endsBeforeChecksum(records) || flagsFitChecksum(records, false));
+  return descriptionsFit(records) && (describedEnd(records) != records.length() - checksumBytes ||
+                                      flagsFitChecksum(records, false));
 }
 
-/// The compressed data of a file that is compressed as a whole.
-struct Stream {
-  Fields data;
-  std::int64_t size;
-  std::int64_t uncompressedSize;  ///< Without the marks at the start of a file.
-};
-
-// A zero is followed by how many more of them there are. Run lengths that add up to another size
-// than the uncompressed one corrupt the library's memory.
-bool decodeRunLengths(Stream stream, std::vector<std::uint8_t>& image) {
-  std::int64_t place = FileRecords::first;
-  const std::int64_t end = place + stream.uncompressedSize;
-  image.assign(static_cast<std::size_t>(std::min(end, mostOfImage)), 0);
-  for (; stream.size > 0; --stream.size, ++place) {
-    const std::uint8_t byte = stream.data.byte();
-    if (byte == 0) {
-      place += stream.data.byte();
-      --stream.size;
-    } else if (const auto index = static_cast<std::size_t>(place); index < image.size()) {
-      image[index] = byte;
-    }
-  }
-  return stream.size == 0 && place == end;
-}
-
-bool runLengthsFit(const Stream& stream, bool wide, bool hasChecksum) {
-  std::vector<std::uint8_t> image;
-  if (!decodeRunLengths(stream, image)) {
+// The library crashes if a decoded file ends before the end that is described.
+bool imageFits(Image image, bool wide, bool hasChecksum) {
+  if (image.isDangerous) {
     return false;
   }
-  FileBytes bytes(std::move(image));
+  FileBytes bytes(std::move(image.bytes));
   FileRecords records(bytes, wide);
-  const bool isWhole = stream.uncompressedSize <= mostOfImage - FileRecords::first;
   return (!hasChecksum || flagsFitChecksum(records, true)) &&
-         (!isWhole || descriptionsFit(records));
+         (!image.isWhole ||
+          (descriptionsFit(records) && describedEnd(records) <= records.length()));
 }
 
 // The library allocates as many bytes as the uncompressed size says and reads the record into as
 // many as its own size says.
-bool compressedFits(FileRecords& records) {
+bool compressedFits(FileBytes& bytes, FileRecords& records) {
   const std::int64_t place = FileRecords::first;
   if (!records.stands(place, RecordType::CCR)) {
     return false;
@@ -157,15 +150,23 @@ bool compressedFits(FileRecords& records) {
   Fields fields = records.contentAt(place);
   const std::int64_t parameters = fields.offset();
   const std::int64_t uncompressedSize = fields.offset();
-  const std::int64_t size =
-      records.sizeAt(place) - records.headSize() - (records.isWide() ? 20 : 12);
-  if (!records.stands(parameters, RecordType::CPR) || size < 1 || uncompressedSize < 1 ||
-      uncompressedSize / mostInflation > size) {
+  const std::int64_t headSize = records.headSize() + (records.isWide() ? 20 : 12);
+  const Stream stream = {&bytes, static_cast<std::uint64_t>(place + headSize),
+                         records.sizeAt(place) - headSize, uncompressedSize};
+  if (!records.stands(parameters, RecordType::CPR) || stream.size < 1 || uncompressedSize < 1 ||
+      uncompressedSize / mostInflation > stream.size) {
     return false;
   }
-  return records.contentAt(parameters).number() != RLE_COMPRESSION ||
-         runLengthsFit({fields.skipNumbers(1), size, uncompressedSize}, records.isWide(),
-                       records.length() - parameters - records.sizeAt(parameters) == checksumBytes);
+  const bool hasChecksum =
+      records.length() - parameters - records.sizeAt(parameters) == checksumBytes;
+  switch (records.contentAt(parameters).number()) {
+    case RLE_COMPRESSION:
+      return imageFits(decodeRunLengths(stream), records.isWide(), hasChecksum);
+    case GZIP_COMPRESSION:
+      return imageFits(inflateStream(stream), records.isWide(), hasChecksum);
+    default:
+      return true;
+  }
 }
 
 }  // namespace
@@ -180,7 +181,7 @@ CDFstatus screenFile(const std::string& path) {
     return 0;
   }
   FileRecords records(bytes, wide);
-  const bool fits = kind == MARK_COMPRESSED ? compressedFits(records) : plainFits(records);
+  const bool fits = kind == MARK_COMPRESSED ? compressedFits(bytes, records) : plainFits(records);
   return fits ? 0 : wide ? CORRUPTED_V3_CDF : CORRUPTED_V2_CDF;
 }
 

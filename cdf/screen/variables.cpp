@@ -37,11 +37,12 @@ std::int64_t recordBytes(std::int32_t datatype, std::int32_t numElements, Dimens
 }
 
 /// Goes along the index of a variable's records, and into those below it, as the library does
-/// without end. It also goes through the records of a compressed block one by one.
+/// without end. It also goes through the records of a compressed block one by one, and frees all
+/// that a block says it has.
 class Index {
  public:
-  Index(FileRecords& records, std::int64_t recordBytes, std::int64_t tail)
-      : records_(records), recordBytes_(recordBytes), tail_(tail) {}
+  Index(FileRecords& records, std::int64_t recordBytes, bool isCompressed, std::int64_t tail)
+      : records_(records), recordBytes_(recordBytes), isCompressed_(isCompressed), tail_(tail) {}
 
   /// Both ends are 0 or -1 where there is no index; else the tail is one of its parts.
   bool fits(std::int64_t head) {
@@ -87,9 +88,12 @@ class Index {
       case RecordType::VXR:
         return partsFit(place, levels - 1);
       case RecordType::VVR:
-        return numRecords <= records_.sizeAt(place) / recordBytes_;
+        return numRecords <= largest &&
+               records_.isRoom(place, records_.headSize() + numRecords * recordBytes_);
       case RecordType::CVVR:
-        return numRecords * recordBytes_ / mostInflation <= records_.sizeAt(place);
+        return isCompressed_ &&
+               numRecords * recordBytes_ / mostInflation <= records_.sizeAt(place) &&
+               records_.isRoom(place, records_.headSize());
       default:
         return false;
     }
@@ -97,12 +101,14 @@ class Index {
 
   FileRecords& records_;
   std::int64_t recordBytes_;
+  bool isCompressed_;
   std::int64_t tail_;
   bool tailSeen_ = false;
 };
 
 // A compressed block is of as many records as the blocking factor says. The library counts its
-// bytes in 32 bits and then writes beyond its room.
+// bytes in 32 bits and then writes beyond its room. Deleting a variable frees the parameters of its
+// compression, also where the flags say that it has none.
 bool variableFits(FileRecords& records, Fields fields, const Chain& chain,
                   const VariableLayout& layout) {
   const std::int32_t datatype = fields.number();
@@ -110,9 +116,11 @@ bool variableFits(FileRecords& records, Fields fields, const Chain& chain,
   const std::int64_t indexHead = fields.offset();
   const std::int64_t indexTail = fields.offset();
   const std::int32_t flags = fields.number();
+  const bool isCompressed = (flags & COMPRESSED) != 0;
   const std::int32_t numElements = fields.skipNumbers(4).skip(layout.hasGap ? 128 : 0).number();
   const std::int32_t number = fields.number();
-  const std::int32_t blockingFactor = fields.skipOffsets(1).number();
+  const std::int64_t parameters = fields.offset();
+  const std::int32_t blockingFactor = fields.number();
   fields.skip(records.isWide() ? 256 : 64);
   Dimensions dimensions = layout.ofRVariables;
   if (chain.type == RecordType::zVDR) {
@@ -123,8 +131,10 @@ bool variableFits(FileRecords& records, Fields fields, const Chain& chain,
   const std::int64_t bytes = recordBytes(datatype, numElements, dimensions, fields);
   return lastRecord >= -1 && number >= 0 && number < chain.count && blockingFactor >= 0 &&
          bytes > 0 && bytes <= largest &&
-         ((flags & COMPRESSED) == 0 || blockingFactor <= largest / bytes) &&
-         Index(records, bytes, indexTail).fits(indexHead);
+         (isCompressed ? blockingFactor <= largest / bytes &&
+                             records.standsShared(parameters, RecordType::CPR)
+                       : parameters == 0 || parameters == nowhere) &&
+         Index(records, bytes, isCompressed, indexTail).fits(indexHead);
 }
 
 }  // namespace

@@ -1,6 +1,10 @@
 // Names, paths, texts, handles and whole files.
 #include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <malloc.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "faults/library/harness.h"
 
@@ -95,6 +99,21 @@ const std::vector<Fault> nameFaults{
        upper.on(GET_, CDF_NUMzVARS_, &variables);
        return variables == 1 ? Seen::nothing : Seen::otherObject;
      }},
+    {"pipe-created", "create a file where a named pipe lies",
+     [] {
+       mkfifo("f.cdf", 0600);
+       File file;
+       return file.fate();
+     }},
+    {"pipe-beside-multi-file", "create a variable of a multi-file CDF where a named pipe lies",
+     [] {
+       File file;
+       file.on(PUT_, CDF_FORMAT_, MULTI_FILE);
+       mkfifo("f.z0", 0600);
+       int value = 0;
+       file.value(file.variable(CDF_INT4), PUT_, 0, &value);
+       return file.fate();
+     }},
     {"opened-twice", "write to the same file through two handles",
      [] {
        File first;
@@ -165,6 +184,20 @@ const std::vector<Fault> nameFaults{
        file.on(CDF_READONLY_MODE_, -1L);
        file.value(x, GET_, 8, &value);
        return file.fate();
+     }},
+    {"open-without-memory", "open a file compressed as a whole with 1 MiB of memory left",
+     [] {
+       File file;
+       CompressionParameters level{6};
+       file.on(PUT_, CDF_COMPRESSION_, GZIP_COMPRESSION, level.data());
+       file.variable(CDF_INT4);
+       file.close();
+       std::size_t pages = 0;
+       std::ifstream("/proc/self/statm") >> pages;
+       malloc_trim(0);
+       limitMemory(pages * static_cast<std::size_t>(getpagesize()) + (std::size_t{1} << 20));
+       file.reopen();
+       return Seen::nothing;
      }},
     {"full-disk-checksum", "a disk that lacks 8 bytes for the checksum",
      [] {

@@ -41,6 +41,7 @@ void open(int, vlArray* outputs[], int, const vlArray* inputs[], const Operation
   const std::string name = unpackString(inputs[0]);
   CDFid file = nullptr;
   check(entry, cdf::checkPathToOpen(name));
+  check(entry, cdf::checkMemoryToOpen());
   check(entry, cdf::screenFile(cdf::fileToOpen(name)));
   check(entry, cdf::call(OPEN_, CDF_, name.c_str(), &file));
 

@@ -1,6 +1,11 @@
 // Guards that scripts cannot try: entries of more elements than memory holds, short memory, and
 // long paths.
+#include <fstream>
+#include <functional>
+#include <malloc.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "tests/gateway/gateway_test.h"
 
@@ -11,7 +16,7 @@ namespace {
 using GuardsTest = GatewayTest;
 
 constexpr long CDF_NAME_TRUNC = -1002, BAD_NUM_ELEMS = -2011, BAD_MALLOC = -2026,
-               CDF_OPEN_ERROR = -2012;
+               CDF_OPEN_ERROR = -2012, CDF_CREATE_ERROR = -2013;
 
 TEST_F(GuardsTest, EntriesOfMoreElementsThanTheLibraryCounts) {
   const File file = create("a");
@@ -47,6 +52,28 @@ TEST_F(GuardsTest, ValuesThatTheLibraryCannotAllocate) {
   setrlimit(RLIMIT_DATA, &before);
   EXPECT_EQ(refusal, failureOf("createVar", BAD_MALLOC));
   close(file);
+}
+
+TEST_F(GuardsTest, OpeningWithoutMemory) {
+  if (underSanitizer) GTEST_SKIP() << "a sanitizer needs address space of its own";
+  const File made = create("a");
+  call("setCompression", made, 5.0, 6.0);
+  createVar(made, "x", 4);
+  close(made);
+  malloc_trim(0);
+  std::size_t pages = 0;
+  std::ifstream("/proc/self/statm") >> pages;
+  const std::size_t used = pages * static_cast<std::size_t>(getpagesize());
+  rlimit before{};
+  getrlimit(RLIMIT_AS, &before);
+  for (const std::size_t left : {1U << 10, 1U << 18, 1U << 20, 1U << 21, 3U << 20}) {
+    const rlimit short_{used + left, before.rlim_max};
+    setrlimit(RLIMIT_AS, &short_);
+    const Raised refusal = raised("open", path("a"));
+    setrlimit(RLIMIT_AS, &before);
+    EXPECT_EQ(refusal, failureOf("open", BAD_MALLOC)) << left;
+  }
+  close(open("a"));
 }
 
 class PathsTest : public GatewayTest {
@@ -93,6 +120,32 @@ TEST_F(PathsTest, AreRefusedWhereTheLibraryWouldCutThem) {
   const std::string bare = longPath(511, "");
   fs::rename(name, bare);
   call("close", call("open", bare).at(0).get());
+}
+
+// A pipe crashed the library, and /dev/null took all that was written.
+TEST_F(PathsTest, AreRefusedWhereNoFileCanBe) {
+  const std::string name = path("x.cdf");
+  const std::function<void(const std::string&)> kinds[] = {
+      [](auto& place) { ASSERT_EQ(mkfifo(place.c_str(), 0600), 0); },
+      [](auto& place) { ASSERT_EQ(mknod(place.c_str(), S_IFSOCK | 0600, 0), 0); },
+      [](auto& place) { fs::create_directory(place); },
+      [](auto& place) { fs::create_symlink("/dev/null", place); },
+  };
+  for (const auto& make : kinds) {
+    for (const bool linked : {false, true}) {
+      make(linked ? path("kept") : name);
+      if (linked) fs::create_symlink("kept", name);
+      for (const std::string& spelling : {path("x"), name, path("x.Cdf"), path("x ")}) {
+        EXPECT_EQ(raised("create", spelling), failureOf("create", CDF_CREATE_ERROR)) << spelling;
+        EXPECT_NE(raised("open", spelling).message.find("NO_SUCH_CDF"), std::string::npos);
+      }
+      EXPECT_FALSE(anyFile());
+      for (const auto& entry : fs::directory_iterator(path(""))) fs::remove(entry);
+    }
+  }
+  // A link to nothing yet becomes a file.
+  fs::create_symlink("kept.cdf", name);
+  call("delete", call("create", name).at(0).get());
 }
 
 // Of two files whose names differ in the spelling of the extension alone, the library opens one.

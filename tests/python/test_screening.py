@@ -1,6 +1,7 @@
 """Damaged files are refused before the library believes what they say of themselves."""
 
 import contextlib
+import gzip
 import re
 import shutil
 from pathlib import Path
@@ -17,7 +18,8 @@ HUGE = 0x7FFFFFFF
 MARK_2_6 = b"\xcd\xf2\x60\2"  # of the first version that could compress files as a whole
 ITSELF = object()
 
-CDR, GDR, ADR, VXR, ZVDR, AZ_EDR, CCR, CPR = 1, 2, 4, 6, 8, 9, 10, 11
+CDR, GDR, ADR, VXR, VVR, ZVDR, AZ_EDR, CCR, CPR = 1, 2, 4, 6, 7, 8, 9, 10, 11
+UIR = 0xFFFFFFFF
 
 # The type of a record, where a field of 4 bytes stands in it in files of versions 3 and 2, and what
 # is put there; each made the bare library crash, run without end or take all memory.
@@ -38,6 +40,29 @@ DAMAGE = {
     "last index": (ZVDR, 40, 24, 8),
     "next index": (VXR, 16, 8, ITSELF),
     "entries used in an index": (VXR, 24, 16, 0x80000000),
+}
+
+# In the file `gapped`: a type of record and which one of it is meant, where a field of 8 bytes
+# stands in it, and what is put there: a number, or the type and number of the record that it leads
+# to. With such damage edits by the bare library crash, run without end, or lose the file.
+ROOM = {
+    "list in the header": (GDR, 0, 64, (CDR, 0)),
+    "list in a variable": (GDR, 0, 64, (ZVDR, 0)),
+    "list in data": (GDR, 0, 64, (VVR, 1)),
+    "list beyond the file": (GDR, 0, 64, 1 << 40),
+    "next free room": (UIR, 0, 12, (UIR, 0)),
+    "next free room in the header": (UIR, 0, 12, (CDR, 0)),
+    "previous free room": (UIR, 1, 20, (GDR, 0)),
+    "size of free room": (UIR, 0, 0, 1 << 33),
+    "no size of free room": (UIR, 0, 0, 0),
+    "free room over a record": (UIR, 0, 0, 600),
+    "shared block": (VXR, 0, 84, (VVR, 1)),
+    "end of the file": (GDR, 0, 36, 400),
+    "parameters without compression": (ZVDR, 0, 72, (CDR, 0)),
+    "compression without parameters": (ZVDR, 0, 44, 7 << 32),
+    "compressed block without compression": (ZVDR, 2, 44, 3 << 32),
+    "size of a block": (VVR, 0, 0, 1 << 35),
+    "block over the next": (VVR, 1, 0, 8300),
 }
 
 # What the flags in the header of a file with a checksum are changed to, and whether it is refused.
@@ -75,40 +100,79 @@ def earlier(tmp_path):
     return Path(shutil.copy(EXAMPLE, tmp_path / "earlier.cdf"))
 
 
-def damage(path, place, value):
+def damage(path, place, value, length=4):
     content = bytearray(path.read_bytes())
-    content[place : place + 4] = value.to_bytes(4, "big")
+    content[place : place + length] = value.to_bytes(length, "big")
     path.write_bytes(content)
 
 
-def compress(path):
-    """Run-length encode a file as a whole, without a look at what it holds."""
+def run_lengths(data):
+    return re.sub(rb"\0{1,256}", lambda zeros: bytes([0, len(zeros[0]) - 1]), data)
+
+
+ENCODE = {constants.RLE_COMPRESSION: run_lengths, constants.GZIP_COMPRESSION: gzip.compress}
+LEVELS = {constants.RLE_COMPRESSION: 0, constants.GZIP_COMPRESSION: 9}
+
+
+def compress(path, kind=constants.RLE_COMPRESSION):
+    """Encode a file as a whole, without a look at what it holds."""
     content = path.read_bytes()
     width = 8 if is_current(content) else 4
-    stream = re.sub(rb"\0{1,256}", lambda zeros: bytes([0, len(zeros[0]) - 1]), content[8:])
+    stream = ENCODE[kind](content[8:])
     size = 3 * width + 8 + len(stream)
     fields = [
         *((size, width), (CCR, 4), (8 + size, width), (len(content) - 8, width), (0, 4)),
-        *((width + 20, width), (CPR, 4), (constants.RLE_COMPRESSION, 4), (0, 4), (1, 4), (0, 4)),
+        *((width + 20, width), (CPR, 4), (kind, 4), (0, 4), (1, 4), (LEVELS[kind], 4)),
     ]
     numbers = [value.to_bytes(length, "big") for value, length in fields]
     marks = (content[:4] if width == 8 else MARK_2_6) + b"\xcc\xcc\0\1"
     path.write_bytes(b"".join([marks, *numbers[:5], stream, *numbers[5:]]))
 
 
-@pytest.mark.parametrize("compressed", [False, True], ids=["plain", "compressed"])
+@pytest.mark.parametrize("compression", [None, *ENCODE], ids=["plain", "run lengths", "gzip"])
 @pytest.mark.parametrize("what", DAMAGE)
 @pytest.mark.parametrize("generation", ["current", "earlier"])
-def test_damaged_descriptions_are_refused(generation, what, compressed, request):
+def test_damaged_descriptions_are_refused(generation, what, compression, request):
     path = request.getfixturevalue(generation)
     kind, *fields, value = DAMAGE[what]
     later = generation == "current"
     record = next(place for place, found in record_types(path.read_bytes()) if found == kind)
     damage(path, record + fields[not later], record if value is ITSELF else value)
-    if compressed:
-        compress(path)
+    if compression:
+        compress(path, compression)
     with pytest.raises(tarvik.CDFError, match=f"CORRUPTED_V{3 if later else 2}_CDF"):
         ops.open(path)
+
+
+@pytest.fixture
+def gapped(tmp_path):
+    """A file with free room in several places, and a last variable that is compressed."""
+    path = tmp_path / "gapped.cdf"
+    with ops.create(path) as file:
+        for name in "abcd":
+            variable = ops.createVar(file, name, constants.CDF_REAL8, 1, [], True, [])
+            if name == "d":
+                ops.setVarCompression(file, variable, constants.GZIP_COMPRESSION, 6)
+            ops.hyperPutVarData(file, variable, 0, 100, 1, [], [], [], np.arange(100.0))
+        ops.deleteVar(file, 1)
+    return path
+
+
+@pytest.mark.parametrize("compression", [None, *ENCODE], ids=["plain", "run lengths", "gzip"])
+@pytest.mark.parametrize("what", ROOM)
+def test_free_room_and_blocks_that_overlap_are_refused(gapped, what, compression):
+    ops.close(ops.open(gapped))
+    found = list(record_types(gapped.read_bytes()))
+    *record, field, value = ROOM[what]
+
+    def place(kind, number):
+        return [place for place, its in found if its == kind][number]
+
+    damage(gapped, place(*record) + field, value if isinstance(value, int) else place(*value), 8)
+    if compression:
+        compress(gapped, compression)
+    with pytest.raises(tarvik.CDFError, match="CORRUPTED_V3_CDF"):
+        ops.open(gapped)
 
 
 @pytest.mark.parametrize("path", sorted(CRASHED.glob("*.cdf")), ids=lambda path: path.stem)
@@ -145,14 +209,25 @@ def test_damaged_files_compressed_as_a_whole_are_refused(current, place, value):
         ops.open(current)
 
 
+@pytest.mark.parametrize("size", [1, 500_000])
+def test_gzip_data_are_screened_whatever_their_size_is_said_to_be(current, size):
+    record = next(place for place, kind in record_types(current.read_bytes()) if kind == GDR)
+    damage(current, record + DAMAGE["number of variables"][1], HUGE)
+    compress(current, constants.GZIP_COMPRESSION)
+    damage(current, 32, size)
+    with pytest.raises(tarvik.CDFError, match="CORRUPTED_V3_CDF"):
+        ops.open(current)
+
+
+@pytest.mark.parametrize("kind", ENCODE)
 @pytest.mark.parametrize("generation", ["current", "earlier"])
-def test_whole_files_compressed_as_a_whole_are_opened(generation, request):
+def test_whole_files_compressed_as_a_whole_are_opened(generation, kind, request):
     path = request.getfixturevalue(generation)
     with ops.open(path) as file:
         facts = ops.inquire(file)
-    compress(path)
+    compress(path, kind)
     with ops.open(path) as file:
-        assert ops.getCompression(file)[0] == "RLE_COMPRESSION"
+        assert getattr(constants, ops.getCompression(file)[0]) == kind
         assert str(ops.inquire(file)) == str(facts)
 
 
