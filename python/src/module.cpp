@@ -5,7 +5,7 @@
 #include "python/src/file_id.h"
 #include "python/src/function.h"
 #include "python/src/gateway.h"
-#include "python/src/shared_memory.h"
+#include "python/src/remote.h"
 #include "python/src/visit.h"
 #include "runtime/host.h"
 
@@ -39,11 +39,12 @@ operation : str
 *inputs
     The operation's inputs. A `str` or `bytes` is a char row, one element a byte
     (a `str` in UTF-8); `True` and `False` and arrays of them are logical; Python
-    numbers, and lists of them, are double; NumPy arrays and scalars keep their
-    class; arrays of `S` or `U` strings are char arrays whose first dimension is
-    the string length, shorter strings filled with blanks; a path is a file name;
-    a `FileId` is the file that it stands for. A one-dimensional array is a
-    column. A Fortran-contiguous array of numbers is passed without a copy.
+    numbers, and lists of them, are double; NumPy's integers and floats, and arrays
+    of them, keep their class as values, and become double where the operation
+    wants a number; arrays of `S` or `U` strings are char arrays whose first
+    dimension is the string length, shorter strings filled with blanks; a path is a
+    file name; a `FileId` is the file that it stands for. A one-dimensional array is
+    a column. A Fortran-contiguous array of values is passed without a copy.
 
 Returns
 -------
@@ -132,9 +133,8 @@ void addRemoteFiles(nb::module_& m) {
         return Gateway::numberOf(file, gateway, argumentsIn(arguments));
       },
       "The file's number, 0 for a closed one; file, gateway, then the call's arguments.");
-  m.def("map_memory", &pyhost::mapMemory,
-        "A writable uint8 array over a copy of so many bytes of a memory file, which are read when "
-        "they are looked at; the file must never get smaller.");
+  pyhost::addTurn(m);
+  pyhost::addChannel(m);
 }
 
 }  // namespace

@@ -5,18 +5,18 @@ on its standard error belongs to whoever started it.
 """
 
 import contextlib
+import math
 import os
 import resource
 import select
 import signal
-import socket
 import threading
 import time
 
 import numpy as np
 
-from tarvik import _errors, _host
-from tarvik._wire import NobodyError, describe, from_request, read, receive, send, to_answer
+from tarvik import _convert, _errors, _host
+from tarvik._wire import LONGEST_MESSAGE, Memory, describe, from_request, read, to_answer
 
 __all__ = ["main"]
 
@@ -39,25 +39,35 @@ def main(descriptor, plugin, patience):
     for number in (signal.SIGINT, signal.SIGTERM):
         signal.signal(number, signal.SIG_IGN)
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
-    channel = socket.socket(fileno=descriptor)
-    threading.Thread(target=_watch, args=(channel, patience), daemon=True).start()
+    scratch = os.environ["CDF_TMP"]
+    os.mkdir(scratch, 0o700)
+    threading.Thread(target=_watch, args=(descriptor, patience, scratch), daemon=True).start()
     # When nobody is there any more, the files are closed nonetheless.
-    with contextlib.suppress(NobodyError):
-        _Server(channel, plugin).run()
-    # Where the library unpacked files; whoever started this may be gone.
-    with contextlib.suppress(OSError):
-        os.rmdir(os.environ["CDF_TMP"])
+    with contextlib.suppress(_host.NobodyError):
+        _Server(_host.Channel(descriptor, serves=True), plugin).run()
+    _remove(scratch)
     # What Python would take apart goes with the process.
     os._exit(0)
 
 
-def _watch(channel, patience):
+def _watch(descriptor, patience, scratch):
     """End a call that hangs when nobody waits for it."""
     alone = select.poll()
-    alone.register(channel, 0)
+    alone.register(descriptor, 0)
     alone.poll()
     time.sleep(patience)
+    _remove(scratch)
     os.kill(os.getpid(), signal.SIGKILL)
+
+
+def _remove(folder):
+    """Remove what the library unpacked; whoever started this may be gone."""
+    try:
+        os.rmdir(folder)
+    except OSError:
+        import shutil  # takes long
+
+        shutil.rmtree(folder, ignore_errors=True)
 
 
 class _Server:
@@ -71,46 +81,49 @@ class _Server:
             "file": lambda number: self._files.get(number, _CLOSED),
             "characters": _characters,
         }
-        # Warnings are shown, and errors become what they are, where the call was made.
+        # Inputs were converted where the call was made. Warnings are shown, and errors become what
+        # they are, there too.
+        _convert.number_inputs = lambda _operation: 0
         _errors.warn = self._take_warning
         _errors.gateway_error = _bare_error
 
     def run(self):
-        self._reply(0, self._load, ())
+        self._reply(0, self._load)
         try:
             while self._gateway:
                 self._serve()
+                self._channel.done()
                 # Answers go out as copies: what they were copied from is not kept, out of sight.
                 _host.give_back_memory()
         finally:
             self._unload()
 
     def _serve(self):
-        document, memory, folders = receive(self._channel, None)
+        document, buffer = self._channel.receive(math.inf)
         number, task, inputs = from_request(document)
-        for folder in folders:
-            os.fchdir(folder)
-            os.close(folder)
-        work = self._gateway.call if task == "call" else self._unload
-        self._reply(number, work, [read(each, memory, self._readers) for each in inputs])
+        work = self._call if task == "call" else self._unload
+        self._reply(number, work, inputs, Memory(document, buffer))
+
+    def _call(self, inputs, memory):
+        return self._gateway.call(*(read(each, memory, self._readers) for each in inputs))
 
     def _load(self):
         self._gateway = _host.Gateway(self._plugin)
 
-    def _unload(self):
+    def _unload(self, *_):
         if self._gateway:
             self._gateway.unload()
         self._gateway = None
 
     def _take_warning(self, identifier, message):
-        self._warned.append([identifier, message.decode("utf-8", "surrogateescape")])
+        self._warned.append(_cut(identifier, message.decode("utf-8", "surrogateescape")))
 
-    def _reply(self, number, work, inputs):
+    def _reply(self, number, work, *request):
         parts = []
         try:
-            answer = self._described(number, work(*inputs), parts)
+            answer = self._described(number, work(*request), parts)
         except _errors.CDFError as error:
-            answer = ["refused", [error.identifier, error.message]]
+            answer = ["refused", _cut(error.identifier, error.message)]
         except Exception as error:
             parts.clear()
             answer = _failure(error)
@@ -124,7 +137,7 @@ class _Server:
             self._send([number, *_failure(MemoryError(str(error))), warned, closed], [])
 
     def _send(self, answer, parts):
-        send(self._channel, to_answer(answer).encode(), parts)
+        self._channel.send(to_answer(answer).encode(), parts, None, math.inf, False)
 
     def _described(self, number, value, parts):
         if isinstance(value, _host.FileId):
@@ -133,7 +146,7 @@ class _Server:
         return ["value", describe(value, parts)]
 
 
-def _bare_error(identifier, message, _arguments):
+def _bare_error(identifier, message, *_):
     return _errors.CDFError(identifier, message.decode("utf-8", "surrogateescape"))
 
 
@@ -143,4 +156,8 @@ def _characters(text, shape):
 
 
 def _failure(error):
-    return ["failed", [type(error).__name__, str(error)]]
+    return ["failed", _cut(type(error).__name__, str(error))]
+
+
+def _cut(identifier, message):
+    return [identifier[:LONGEST_MESSAGE], message[:LONGEST_MESSAGE]]

@@ -5,7 +5,6 @@ import fcntl
 import json
 import math
 import os
-import select
 import shutil
 import socket
 import subprocess
@@ -17,7 +16,6 @@ import numpy as np
 
 import tarvik
 from tarvik import _host
-from tarvik._wire import LateError, close_all, receive, send
 
 __all__ = ["ChildProcess"]
 
@@ -31,10 +29,10 @@ made.__path__ = package
 from tarvik._child import main
 main(*rest)
 """
+_START_SECONDS = 60.0
 _PATIENCE = 600.0  # with a call that has no limit, and nobody left to wait for it
-_LAST_SECONDS = 5.0  # to end when all is done, or when it was killed
+_LAST_SECONDS = 1.0  # to end when all is done, or when it was killed
 _PIPE_BYTES = 1 << 16
-_LONGEST_WAIT = (1 << 31) - 1
 
 
 class ChildProcess:
@@ -48,86 +46,64 @@ class ChildProcess:
     plugin : str
     limit : float or None
         The seconds that a call may last.
+
+    Attributes
+    ----------
+    channel : Channel
+        Where its answers come, that to its start first.
+    limit, deadline : float
+        The seconds that the next one may take, and until when, as a time of `time.monotonic`.
+    given_up : bool
+        Whether it is to be ended.
     """
 
     def __init__(self, plugin, limit):
-        ours, theirs = socket.socketpair(socket.AF_UNIX, socket.SOCK_SEQPACKET)
-        # Whoever writes to a full one goes on without: nobody need read it.
-        self._words, words = os.pipe2(os.O_CLOEXEC | os.O_NONBLOCK)
-        ours.settimeout(limit)
-        self._channel = ours
-        self._answers = select.poll()
-        self._answers.register(ours, select.POLLIN)
+        self.given_up = False
+        self.limit = _START_SECONDS
+        self.deadline = time.monotonic() + self.limit
+        self._limit_of_calls = math.inf if limit is None else limit
         self._folder = _here()
         self._scratch = _scratch_folder()
-        with theirs, os.fdopen(words, "wb", 0):
+        # Whoever writes to a full one goes on without: nobody need read it.
+        reader, writer = os.pipe2(os.O_CLOEXEC | os.O_NONBLOCK)
+        self._words = os.fdopen(reader, "rb", 0)
+        ours, theirs = socket.socketpair(socket.AF_UNIX, socket.SOCK_SEQPACKET)
+        with ours, theirs, os.fdopen(writer, "wb", 0) as words:
+            self.channel = _host.Channel(ours.fileno(), serves=False)
             self._process = _started(theirs, words, self._scratch, plugin, limit)
 
     @property
     def pid(self):
         return self._process.pid
 
-    def ask(self, document, parts):
+    def ask(self, number, document, parts):
         """Send a request, with this process's current folder where that has changed."""
+        self.limit = self._limit_of_calls
+        self.deadline = time.monotonic() + self.limit
         folder = _here()
-        if folder == self._folder or folder is None:
-            send(self._channel, document, parts)
-            return
-        descriptor = os.open(".", os.O_PATH | os.O_CLOEXEC)
-        try:
-            send(self._channel, document, parts, [descriptor])
-        finally:
-            os.close(descriptor)
-        self._folder = folder
-
-    def answer(self, deadline):
-        """Wait for the next answer, at most until a time of `time.monotonic`.
-
-        The waiting is such that what a signal's handler raises meanwhile is no error of the
-        waiting.
-
-        Returns
-        -------
-        tuple
-            The document's bytes and the `Memory` of its arrays.
-
-        Raises
-        ------
-        NobodyError, LateError, MessageError, OSError
-            As `receive` does.
-        """
-        if not self._answers.poll(_milliseconds_to(deadline)):
-            raise LateError
-        document, memory, descriptors = receive(self._channel)
-        if descriptors:
-            close_all(descriptors)
-        return document, memory
+        moved = folder is not None and folder != self._folder
+        self.channel.send(document, parts, number, self.deadline, moved)
+        if moved:
+            self._folder = folder
 
     def words(self):
         """What it said on its standard error since this was asked last."""
-        with contextlib.suppress(BlockingIOError):
-            return os.read(self._words, _PIPE_BYTES)
-        return b""
+        return self._words.read(_PIPE_BYTES) or b""
 
     def kill(self):
         self._process.kill()
 
     def bury(self, kill):
-        """Wait a moment for its end; give exit code or minus signal, and words.
-
-        Parameters
-        ----------
-        kill : bool
-            Whether it is killed when it does not end; otherwise that is left to it.
-        """
-        self._channel.close()
-        if kill and not self._ended():
+        """Have it ended, at once or soon; give the exit code or minus the signal, and words."""
+        self.channel.close()
+        if kill or not self._ended():
             self._process.kill()
             self._ended()  # the kernel may keep even a killed process for a while
         words = self.words()
-        os.close(self._words)
+        self._words.close()
         if self._process.returncode is not None:
-            shutil.rmtree(self._scratch, ignore_errors=True)
+            with contextlib.suppress(RecursionError):  # a folder that is made deep
+                shutil.rmtree(self._scratch, ignore_errors=True)
         return self._process.returncode or 0, words
 
     def _ended(self):
@@ -135,18 +111,25 @@ class ChildProcess:
             self._process.wait(_LAST_SECONDS)
         return self._process.returncode is not None
 
+    def leave(self):
+        """Leave it to itself: it closes its files and ends."""
+        self.channel.close()
+        self._words.close()
+
     def forget(self):
         """Leave it to the parent of this process, which is a fork."""
-        self._channel.close()
-        os.close(self._words)
+        self.leave()
         self._process.returncode = 0
 
 
 def _scratch_folder():
-    """Make a folder for what the library unpacks; it leaves that behind with files it gives up."""
+    """Name a folder for what the library unpacks; it leaves that behind with files it gives up.
+
+    The process makes it, and removes it when nobody else can.
+    """
     wanted = os.environ.get("CDF_TMP", "")
-    folder = os.path.abspath(wanted) if os.path.isdir(wanted) else None
-    return tempfile.mkdtemp(prefix="tarvik-", dir=folder)
+    folder = wanted if os.path.isdir(wanted) else tempfile.gettempdir()
+    return os.path.join(os.path.abspath(folder), f"tarvik-{os.urandom(8).hex()}")
 
 
 def _started(theirs, words, scratch, plugin, limit):
@@ -177,12 +160,6 @@ def _bytecode_options():
         yield "-B"
     if sys.pycache_prefix:
         yield from ("-X", f"pycache_prefix={sys.pycache_prefix}")
-
-
-def _milliseconds_to(deadline):
-    if deadline is None:
-        return None
-    return min(max(0, math.ceil((deadline - time.monotonic()) * 1000)), _LONGEST_WAIT)
 
 
 def _here():

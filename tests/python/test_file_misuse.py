@@ -151,7 +151,7 @@ def test_what_needs_a_copy(act, saved):
 @pytest.mark.parametrize("isolated", [False, True])
 def test_validation(isolated, saved):
     damaged = bytearray(saved.read_bytes())
-    damaged[15] ^= 1  # the size of the first internal record
+    damaged[28] ^= 1  # the version of the format
     saved.write_bytes(damaged)
     for _ in range(2):
         with pytest.raises(CDFError, match="CORRUPTED"):

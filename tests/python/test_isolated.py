@@ -13,7 +13,7 @@ from pathlib import Path
 import numpy as np
 import pytest
 import tarvik
-from tarvik import _answer, constants, ops
+from tarvik import constants, ops
 from tarvik.cli import content
 from test_files import WRITE, run_python, written
 from test_real_files import FOLDER, NAMES
@@ -284,6 +284,12 @@ def test_exit_closes_files_with_one_warning(tmp_path):
     assert written(tmp_path / "x.cdf") == [0, 1, 2]
 
 
+def wait_for_end(pid):
+    deadline = time.monotonic() + 20
+    while os.path.exists(f"/proc/{pid}") and time.monotonic() < deadline:
+        time.sleep(0.02)
+
+
 def test_files_are_closed_when_the_session_is_killed(tmp_path):
     program = """
     gateway = tarvik.Gateway(isolated=True)
@@ -293,10 +299,22 @@ def test_files_are_closed_when_the_session_is_killed(tmp_path):
     os.kill(os.getpid(), 9)
     """
     done = run_python(WRITE + program, tmp_path)
-    deadline = time.monotonic() + 20
-    while os.path.exists(f"/proc/{int(done.stdout)}") and time.monotonic() < deadline:
-        time.sleep(0.02)
+    wait_for_end(int(done.stdout))
     assert written(tmp_path / "x.cdf") == [0, 1, 2]
+
+
+@pytest.mark.parametrize("seconds", [0.1, 60])
+def test_no_folder_is_left_when_the_session_is_killed(probe_file, monkeypatch, tmp_path, seconds):
+    monkeypatch.setenv("CDF_TMP", str(tmp_path))
+    program = f"""
+    gateway = tarvik.Gateway({probe_file!r}, isolated=True, limit=0.5)
+    print(gateway.pid, len(os.listdir()), flush=True)
+    threading.Timer(0.05, os.kill, (os.getpid(), 9)).start()
+    gateway.call("sleep", {seconds})
+    """
+    pid, folders = map(int, run_python(WRITE + program, tmp_path).stdout.split())
+    wait_for_end(pid)
+    assert (folders, list(tmp_path.iterdir())) == (1, [])
 
 
 def test_a_fork_has_no_files_and_a_process_of_its_own(tmp_path):
@@ -321,49 +339,6 @@ def test_a_fork_has_no_files_and_a_process_of_its_own(tmp_path):
     assert done.stdout == "<tarvik.ops.FileId 'parent.cdf' closed>\n"
     assert written(tmp_path / "parent.cdf") == [0, 7, 2]
     assert written(tmp_path / "child.cdf") == [0, 1, 2]
-
-
-# What a process whose memory a file overwrote may answer to request 3, with 8 bytes of an array.
-FORGED = [
-    None,
-    [],
-    ["3", "value", None, [], []],
-    [4, "value", None, [], []],
-    [3, "opened", None, [], []],
-    [3, "value", 5, [], []],
-    [3, "value", ["array", "f8", [2]], [], []],
-    [3, "value", ["array", "f8", [-1]], [], []],
-    [3, "value", ["array", "f8", [1.0]], [], []],
-    [3, "value", ["array", "O", [1]], [], []],
-    [3, "value", ["array", "f8", [0] * 99], [], []],
-    [3, "value", ["array", "f8", [2**62, 2**62]], [], []],
-    [3, "value", ["text", -8], [], []],
-    [3, "value", ["text", 9], [], []],
-    [3, "value", ["number", 4], [], []],
-    [3, "value", ["file", 1], [], []],
-    [3, "value", ["list", 5], [], []],
-    [3, "value", ["no such", 1], [], []],
-    [3, "refused", ["\ud800", ""], [], []],
-    [3, "failed", ["MemoryError", 1], [], []],
-    [3, "value", None, [["a"]], []],
-    [3, "value", None, [], [[1]]],
-]
-
-
-def test_no_answer_is_believed(probe_file, monkeypatch):
-    with tarvik.Gateway(probe_file, isolated=True) as gateway:
-        for document in FORGED:
-            if gateway.pid is None:
-                gateway.call("echo", 1)
-            number = next(gateway._remote._numbers)
-            forged = document
-            if document and isinstance(document[0], int):
-                forged = [document[0] + number - 2, *document[1:]]
-            with monkeypatch.context() as patch:
-                patch.setattr(_answer, "from_answer", lambda _, forged=forged: forged)
-                with pytest.raises(tarvik.CDFProcessError, match="to echo that is none") as caught:
-                    gateway.call("echo", np.nan)
-            assert caught.value.identifier == "VORLAN:badAnswer", document
 
 
 class Doomed(tarvik.Gateway):
