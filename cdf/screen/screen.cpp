@@ -79,7 +79,13 @@ bool freeRoomFits(FileRecords& records, std::int64_t head) {
   return true;
 }
 
-bool descriptionsFit(FileRecords& records) {
+/// The library takes the gap out of the descriptions of a file that it writes to, and gives the
+/// file another mark; the version stays.
+bool hasGap(std::uint32_t mark, std::int32_t version, std::int32_t release) {
+  return mark == MARK_OLDEST && (version < 2 || (version == 2 && release < 5));
+}
+
+bool descriptionsFit(FileRecords& records, std::uint32_t mark) {
   if (!records.stands(FileRecords::first, RecordType::CDR)) {
     return false;
   }
@@ -101,7 +107,7 @@ bool descriptionsFit(FileRecords& records) {
   zVariables.count = fields.number();
   const std::int64_t freeRoom = fields.offset();
   const VariableLayout layout = {{numRDimensions, fields.skipNumbers(3)},
-                                 version < 2 || (version == 2 && release < 5)};
+                                 hasGap(mark, version, release)};
   return attributesFit(records, attributes) && variablesFit(records, rVariables, layout) &&
          variablesFit(records, zVariables, layout) && freeRoomFits(records, freeRoom) &&
          records.areApart();
@@ -123,26 +129,27 @@ bool flagsFitChecksum(FileRecords& records, bool compressed) {
          (!compressed && (flags & ~(ROW_MAJOR_FLAG | SINGLE)) == 0);
 }
 
-bool plainFits(FileRecords& records) {
-  return descriptionsFit(records) && (describedEnd(records) != records.length() - checksumBytes ||
-                                      flagsFitChecksum(records, false));
+bool plainFits(FileRecords& records, std::uint32_t mark) {
+  return descriptionsFit(records, mark) &&
+         (describedEnd(records) != records.length() - checksumBytes ||
+          flagsFitChecksum(records, false));
 }
 
 // The library crashes if a decoded file ends before the end that is described.
-bool imageFits(Image image, bool wide, bool hasChecksum) {
+bool imageFits(Image image, std::uint32_t mark, bool hasChecksum) {
   if (image.isDangerous) {
     return false;
   }
   FileBytes bytes(std::move(image.bytes));
-  FileRecords records(bytes, wide);
+  FileRecords records(bytes, mark == MARK_3);
   return (!hasChecksum || flagsFitChecksum(records, true)) &&
          (!image.isWhole ||
-          (descriptionsFit(records) && describedEnd(records) <= records.length()));
+          (descriptionsFit(records, mark) && describedEnd(records) <= records.length()));
 }
 
 // The library allocates as many bytes as the uncompressed size says and reads the record into as
 // many as its own size says.
-bool compressedFits(FileBytes& bytes, FileRecords& records) {
+bool compressedFits(FileBytes& bytes, FileRecords& records, std::uint32_t mark) {
   const std::int64_t place = FileRecords::first;
   if (!records.stands(place, RecordType::CCR)) {
     return false;
@@ -161,9 +168,9 @@ bool compressedFits(FileBytes& bytes, FileRecords& records) {
       records.length() - parameters - records.sizeAt(parameters) == checksumBytes;
   switch (records.contentAt(parameters).number()) {
     case RLE_COMPRESSION:
-      return imageFits(decodeRunLengths(stream), records.isWide(), hasChecksum);
+      return imageFits(decodeRunLengths(stream), mark, hasChecksum);
     case GZIP_COMPRESSION:
-      return imageFits(inflateStream(stream), records.isWide(), hasChecksum);
+      return imageFits(inflateStream(stream), mark, hasChecksum);
     default:
       return true;
   }
@@ -181,7 +188,8 @@ CDFstatus screenFile(const std::string& path) {
     return 0;
   }
   FileRecords records(bytes, wide);
-  const bool fits = kind == MARK_COMPRESSED ? compressedFits(bytes, records) : plainFits(records);
+  const bool fits =
+      kind == MARK_COMPRESSED ? compressedFits(bytes, records, mark) : plainFits(records, mark);
   return fits ? 0 : wide ? CORRUPTED_V3_CDF : CORRUPTED_V2_CDF;
 }
 

@@ -40,7 +40,7 @@ _INVALID_FILE = "VORLAN:tarvik:unpackCDFId:invalidFileId"
 _LOST = (
     'The CDF file ID argument is invalid: the process in which the file "{}" was open has ended.'
 )
-_all = weakref.WeakSet()
+_all: "weakref.WeakSet[Remote]" = weakref.WeakSet()
 
 
 class Remote:

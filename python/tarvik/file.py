@@ -33,6 +33,7 @@ from tarvik.variable import Variable
 __all__ = ["File", "open_file"]
 
 _MODES = ("r", "r+", "w", "x", "a")
+_OLD = (2.0, 5.0)  # files of versions before this one have descriptions of another form
 # Files that are open when Python ends are closed then: written ones, which are kept until they are
 # saved, and those that are only read.
 _written: set[File] = set()
@@ -146,6 +147,8 @@ class File(Contents):
             self._id = self._opened(present)
         self._row_major = self._call("getMajority", self._id) == "ROW_MAJOR"
         self._find_variables()
+        if self._writable and not self._in_place and self._call("getVersion", self._id)[:2] < _OLD:
+            self._rebuild()  # the library cannot open again what it edits of these
 
     def _begin_edit(self, present: str | None, atomic: bool, settings: tuple) -> None:
         if self.mode == "x" and present is not None:

@@ -49,6 +49,33 @@ def test_variables(path, reader):
                 np.testing.assert_array_equal(ours, values, name)
 
 
+@for_every_file
+def test_edits(path):
+    """Attributes and records are written again and again, and all else stays."""
+    with tarvik.open(path) as file:
+        before = {name: (v.raw[...], dict(v.attrs)) for name, v in file.items()}
+    for count in range(1, 4):
+        with tarvik.open(path, "r+") as file:
+            file.attrs["edit"] = [f"number {n}" for n in range(count)]
+            file[f"new{count}"] = [1.0, 2.0]
+    with tarvik.open(path) as file:
+        assert len(file.attrs["edit"]) == 3
+        assert [*file] == [*before, "new1", "new2", "new3"]
+        for name, (values, attributes) in before.items():
+            np.testing.assert_array_equal(file[name].raw[...], values, name)
+            np.testing.assert_equal(dict(file[name].attrs), attributes)
+
+
+@pytest.mark.parametrize("path", ["ge_k0_cpi_19921231_v02.cdf"], indirect=True)
+def test_what_the_library_made_of_an_old_file(path):
+    """It takes room out of the descriptions of variables, and leaves the version."""
+    with ops.open(path) as file:
+        ops.createAttr(file, "new", 1)
+    with ops.open(path) as file:
+        assert ops.inquire(file).numVariables == 25
+        ops.getAttrNum(file, "new")
+
+
 def entries_of_cdflib(path, attributes):
     """Give the attribute's number and name, the entry's number, its datatype and value."""
     file = pytest.importorskip("cdflib").CDF(path, string_encoding="latin-1")
