@@ -1,17 +1,21 @@
 """Trials with damaged copies of files."""
 
 import collections
+import shutil
 import time
 from pathlib import Path
 
+import originals
+import structures
 import tarvik
 from mutations import is_current, mutate
 from reading import read
+from records import Image, unpacked
 from tarvik import File, constants, ops
-from worker import Worker
+from worker import TASKS, Worker
 
 
-def damaged_copies(files, count, folder):
+def damaged_copies(files, count, folder, mutate=mutate):
     """Damage `count` copies of the files in turn; give for each its file, seed, words and path."""
     contents = {file: file.read_bytes() for file in files}
     path = Path(folder, "damaged.cdf")
@@ -25,7 +29,7 @@ def damaged_copies(files, count, folder):
 def in_process(files, count, folder):
     """Read damaged copies in a process that opens them itself."""
     with Worker() as worker:
-        return _read_all(worker.read, files, count, folder)
+        return _read_all(lambda path: worker.do("read", path), files, count, folder)
 
 
 def isolated(files, count, folder):
@@ -60,6 +64,45 @@ def _read_all(read_copy, files, count, folder):
     return {"count": count, "endings": endings, "memory": memory << 10, "bad": bad}
 
 
+def in_structures(files, count, folder, keep=None):
+    """Read damaged copies, and edit copies of these; the damage is to how records are linked.
+
+    Copies that went wrong are kept in the folder `keep`.
+    """
+    files = [*files, *originals.make(Path(folder))]
+    for content in map(Path.read_bytes, files):
+        Image(content).check()
+        Image(unpacked(content) or content).check()
+    endings = {task: collections.Counter() for task in TASKS}
+    bad, memory = [], 0
+    with Worker() as worker:
+        for file, seed, words, path in damaged_copies(files, count, folder, structures.damaged):
+            for task in TASKS:
+                outcome = worker.do(task, path, seed)
+                endings[task][outcome.ending] += 1
+                memory = max(memory, outcome.memory)
+                if not outcome.survived:
+                    row = _describe(file, seed, words, outcome.ending, outcome.problems[0])
+                    bad.append({**row, "task": task, "alone": _is_alone(task, path, seed, outcome)})
+                    _keep(path, bad[-1], keep)
+    result = {"count": count, "files": len(files), "endings": endings, "bad": bad}
+    return {**result, "memory": memory << 10}
+
+
+def _is_alone(task, path, seed, outcome):
+    """Whether the file has this ending in a new process too, without those before it."""
+    with Worker() as worker:
+        return worker.do(task, path, seed).ending == outcome.ending
+
+
+def _keep(path, row, folder):
+    if folder is not None:
+        name = f"{row['ending']}_{row['task']}_{Path(row['file']).stem[:12]}_{row['seed']}.cdf"
+        shutil.copyfile(path, folder / name)
+        with open(folder / "README", "a") as readme:
+            readme.write(f"{name}: {row['damage']} | {row['why']}{' | alone' * row['alone']}\n")
+
+
 def with_checksum(files, count, folder):
     """Read damaged copies of files with a checksum; find those read as if they were whole."""
     summed = [
@@ -69,9 +112,9 @@ def with_checksum(files, count, folder):
     ]
     unnoticed = []
     with Worker() as worker:
-        whole = {file: worker.read(file) for file in summed}
+        whole = {file: worker.do("read", file) for file in summed}
         for file, seed, words, path in damaged_copies(summed, count, folder):
-            outcome = worker.read(path)
+            outcome = worker.do("read", path)
             same = outcome.digest == whole[file].digest
             if outcome.survived and outcome.problems == whole[file].problems and not same:
                 unnoticed.append(_describe(file, seed, words, "unnoticed", ""))

@@ -27,16 +27,18 @@ def main():
     parser.add_argument("--files", type=Path, required=True, help="the folder of CDF files")
     parser.add_argument("--fuzzer", type=Path, required=True, help="the program that makes calls")
     parser.add_argument("--count", type=int, help="of each trial, instead of the usual number")
+    parser.add_argument("--keep", type=Path, help="a folder for copies with damaged structures")
     parser.add_argument("--trial", action="store_true", help="as small as it goes")
     options = parser.parse_args()
     files = [path.resolve() for path in sorted(options.files.glob("*.cdf"))]
     files = [path for path in files if path.stat().st_size > 100]
     fuzzer = options.fuzzer.resolve()
+    keep = options.keep and options.keep.resolve()
     count = 1 if options.trial else options.count
     results = {"versions": _versions(), "files": len(files)}
     with tempfile.TemporaryDirectory() as folder:
         os.chdir(folder)  # where the library makes its scratch files
-        given = Given(files, folder, fuzzer)
+        given = Given(files, folder, fuzzer, keep)
         for name in options.trials or TRIALS:
             print(f"{name} ...", file=sys.stderr, flush=True)
             start = time.perf_counter()
@@ -53,6 +55,7 @@ class Given:
     files: list
     folder: str
     fuzzer: Path
+    keep: Path | None  # for damaged copies that went wrong
 
     def with_own(self):
         """The files, and one that is made here."""
@@ -63,6 +66,7 @@ COUNTS = {
     "calls": 5_000_000,
     "in process": 60_000,
     "isolated": 60_000,
+    "structures": 20_000,
     "checksum": 20_000,
     "opening": 51,
     "killed": 20,
@@ -74,6 +78,9 @@ TRIALS = {
     "calls": lambda given, count: _fuzz(given.fuzzer, count),
     "in process": lambda given, count: damage.in_process(given.files, count, given.folder),
     "isolated": lambda given, count: damage.isolated(given.files, count, given.folder),
+    "structures": lambda given, count: damage.in_structures(
+        given.files, count, given.folder, given.keep
+    ),
     "checksum": lambda given, count: damage.with_checksum(given.with_own(), count, given.folder),
     "opening": lambda given, count: damage.opening(given.files, count),
     "killed": lambda given, count: writers.killed(count, given.folder),

@@ -1,9 +1,11 @@
 """Reads all that a file holds, whatever state it is in."""
 
 import hashlib
+import traceback
 from collections.abc import Iterator
 from dataclasses import dataclass, field
 from itertools import islice
+from pathlib import Path
 
 import numpy as np
 from tarvik import CDFError, CDFProcessError, File
@@ -24,9 +26,10 @@ class Outcome:
     Attributes
     ----------
     ending : str
-        "read", "refused" by open, "crashed" or "hung".
+        "read", "edited", "refused" by open or close; or else "crashed", "hung", "large" if it
+        took too much memory, "lost" by an edit, "odd" if an exception is none that callers expect.
     problems : list of str
-        The texts of the errors, or the signal.
+        The texts of the errors, or the signal; those of odd exceptions first.
     digest : str
         Of all that was read; files with the same content have the same.
     memory : int
@@ -40,7 +43,7 @@ class Outcome:
 
     @property
     def survived(self):
-        return self.ending in ("read", "refused")
+        return self.ending in ("read", "edited", "refused")
 
 
 def read(path, gateway=None):
@@ -48,7 +51,7 @@ def read(path, gateway=None):
 
     What cannot be read is a problem, and the rest is read nevertheless.
     """
-    ending, problems, digest = "refused", [], hashlib.sha256()
+    ending, problems, odd, digest = "refused", [], [], hashlib.sha256()
 
     def take(get, *arguments):
         try:
@@ -62,6 +65,8 @@ def read(path, gateway=None):
             raise
         except CDFError as error:
             problems.append(str(error))
+        except Exception as error:
+            odd.append(where(error))
 
     try:
         with File(path, gateway=gateway) as file:
@@ -72,7 +77,16 @@ def read(path, gateway=None):
         problems = [str(error)]
     except CDFError as error:
         problems.append(str(error))
-    return Outcome(ending, problems, digest.hexdigest())
+    except Exception as error:
+        odd.append(where(error))
+    return Outcome("odd" if odd else ending, odd + problems, digest.hexdigest())
+
+
+def where(error):
+    """An exception and the lines that it came through."""
+    frames = traceback.extract_tb(error.__traceback__)
+    lines = [f"{Path(frame.filename).name}:{frame.lineno}" for frame in frames]
+    return f"{error!r} at {', '.join(lines)}"
 
 
 # Each of these gives the functions that read its parts, with their arguments.

@@ -50,6 +50,19 @@ it is by default.
 
 {bad}
 
+Further copies, of {originals} files, have damage to the links between their records: places that
+lead to themselves, to each other, into data or beyond the end, counts and sizes that are off, lists
+and indices in rings, indices of many levels, blocks of two variables, blocks that hold more or less
+than they should, free room that is in use. Files that are compressed as a whole are damaged within
+too. Of {linked} such copies each is read, and a copy of it is edited in a transaction: an attribute
+or a compressed variable made, an attribute or a variable deleted, renamed, or its records appended,
+overwritten or deleted. "Lost" is what could be read before, was not edited, and reads otherwise
+after a close that reported success; "odd" are exceptions that no caller expects.
+
+{structures}
+
+{structures_bad}
+
 The screen looks at what the library believes blindly: the chains of descriptions and indices and
 their counts, blocking factors, the sizes of a file that is compressed as a whole. It takes no
 data from there. Opening a file took {opening} with the screen. It looks through
@@ -131,6 +144,10 @@ def main(results, folder):
         files=faults["files"],
         damaged=_damaged(faults),
         bad=_bad(faults["in process"]["bad"]),
+        originals=faults["structures"]["files"],
+        linked=f"{faults['structures']['count']:,}",
+        structures=_structures(faults["structures"]),
+        structures_bad=_bad(faults["structures"]["bad"]),
         opening=f"at most {duration(slowest)}",
         checksum_count=f"{faults['checksum']['count']:,}",
         unnoticed=len(faults["checksum"]["unnoticed"]),
@@ -165,7 +182,7 @@ def _machine(faults):
 
 
 def _aims(faults, leaks):
-    calls, damaged = faults["calls"], faults["in process"]
+    calls, damaged, linked = faults["calls"], faults["in process"], faults["structures"]
     hung = sum(row["ending"] == "hung" for row in damaged["bad"])
     full, killed = faults["full disk"]["kinds"], faults["killed"]["kinds"]
     always = [kind for kind in killed if kind["kind"] in ("plain", "compressed variable")]
@@ -182,6 +199,11 @@ def _aims(faults, leaks):
         ),
         ("damaged files that take over 10 s", "none", f"{hung}"),
         ("memory at its peak", "512 MiB", f"{damaged['memory'] / 2**20:.0f} MiB"),
+        (
+            "damaged links in files that crash, hang, lose data or take over 512 MiB",
+            "none of 20,000",
+            f"{len({(row['file'], row['seed']) for row in linked['bad']})} of {linked['count']:,}",
+        ),
         (
             "the same in a process of its own: the caller survives",
             "all",
@@ -241,11 +263,20 @@ def _damaged(faults):
     return table(["", "files", "opened", "refused", "crashed", "hung"], rows)
 
 
+def _structures(linked):
+    endings = ("read", "edited", "refused", "crashed", "hung", "large", "lost", "odd")
+    rows = [
+        [task, *(f"{counts.get(ending, 0):,}" for ending in endings)]
+        for task, counts in linked["endings"].items()
+    ]
+    return table(["", *endings], rows)
+
+
 def _bad(rows):
     if not rows:
-        return "None crashed."
+        return "None went wrong."
     cells = [[row["file"], row["damage"], row["ending"], row["why"]] for row in rows]
-    return "Those that crashed or hung:\n\n" + table(["file", "damage", "ending", ""], cells)
+    return "Those that went wrong:\n\n" + table(["file", "damage", "ending", ""], cells)
 
 
 def _unnoticed(rows):

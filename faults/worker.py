@@ -1,4 +1,4 @@
-"""A process that reads files for another one, which outlives whatever they do to it."""
+"""A process that reads and edits files for another one, which outlives whatever they do to it."""
 
 import json
 import resource
@@ -9,14 +9,18 @@ import sys
 import warnings
 from pathlib import Path
 
+from editing import edit
 from reading import Outcome, read
 
 _TIRED = 128 << 10  # KiB of memory at which a worker is replaced
 _LIMIT = 10  # seconds for a file
+_MOST_MEMORY = 4 << 30  # bytes that a worker may ask for
+_MOST_RESIDENT = 512 << 10  # KiB that it should have
+TASKS = {"read": lambda path, _seed: read(path), "edit": edit}
 
 
 class Worker:
-    """Reads one file after the other; a process that died is replaced for the next."""
+    """Takes one file after the other; a process that died is replaced for the next."""
 
     def __init__(self):
         self._process = None
@@ -27,7 +31,8 @@ class Worker:
     def __exit__(self, *exception):
         self.close()
 
-    def read(self, path):
+    def do(self, task, path, seed=0):
+        """Give the outcome of a task with a file; the seed says which edit is made."""
         if self._process is None:
             self._process = subprocess.Popen(
                 [sys.executable, __file__],
@@ -37,7 +42,7 @@ class Worker:
                 cwd=path.parent,  # the library makes scratch files where it runs
                 text=True,
             )
-        self._process.stdin.write(f"{path}\n")
+        self._process.stdin.write(json.dumps([task, str(path), seed]) + "\n")
         self._process.stdin.flush()
         ready, _, _ = select.select([self._process.stdout], [], [], _LIMIT)
         if not ready:
@@ -53,6 +58,8 @@ class Worker:
         outcome = Outcome(**json.loads(line))
         if outcome.memory > _TIRED:
             self.close()
+        if outcome.survived and outcome.memory > _MOST_RESIDENT:
+            return Outcome("large", [f"{outcome.memory} KiB"], memory=outcome.memory)
         return outcome
 
     def close(self):
@@ -64,8 +71,10 @@ class Worker:
 
 def _serve():
     warnings.simplefilter("ignore")
+    resource.setrlimit(resource.RLIMIT_AS, (_MOST_MEMORY, _MOST_MEMORY))
     for line in sys.stdin:
-        outcome = read(Path(line.rstrip("\n")))
+        task, path, seed = json.loads(line)
+        outcome = TASKS[task](Path(path), seed)
         outcome.memory = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
         print(json.dumps(vars(outcome)), flush=True)
 
