@@ -10,6 +10,7 @@ import numpy as np
 
 from tarvik._errors import CDFError
 from tarvik._handle import Handle
+from tarvik._order import turned
 from tarvik._settings import for_gateway, kind_of, storage_of
 from tarvik.attributes import Attributes, check_name, unknown_name
 from tarvik.datatypes import Datatype, as_given, to_stored
@@ -225,7 +226,7 @@ class Contents(Handle, MutableMapping):
     ) -> Variable:
         """Make a variable with its settings, before anything is written to it."""
         extents, record_vary, varys = shape
-        order = slice(None, None, -1 if self._row_major else 1)
+        order = turned(self._row_major)
         number = self._call(
             "createVar",
             self.id,

@@ -37,7 +37,12 @@ def to_gateway(values, item, row_major):
     return np.asfortranarray(values.transpose(np.argsort(_axes(len(item), rank, row_major))))
 
 
+def turned(row_major):
+    """A slice that turns lists of dimensions from a reader's order into the gateway's, or back."""
+    return slice(None, None, -1 if row_major else 1)
+
+
 def _axes(parts, rank, row_major):
     """Which axes of the gateway's array become those of a reader's."""
-    dimensions = range(parts, parts + rank)[:: -1 if row_major else 1]
+    dimensions = range(parts, parts + rank)[turned(row_major)]
     return (parts + rank, *dimensions, *range(parts))

@@ -24,8 +24,8 @@ _MOST_MISSING = 100_000_000
 
 def existing_records(variable: Variable) -> list[range]:
     """The records of a variable that exist, in order."""
-    everything = range(int(variable._ask("getVarMaxWrittenRecNum")) + 1)
-    missing = len(everything) - int(variable._ask("getVarNumRecsWritten"))
+    everything = range(variable._record_count)
+    missing = len(everything) - variable._existing_count
     if variable.sparse is None or missing <= 0:
         return [everything] if everything else []
     check_not_too_many(variable)
@@ -43,8 +43,7 @@ def check_not_too_many(variable: Variable) -> None:
     ------
     OSError
     """
-    records = int(variable._ask("getVarMaxWrittenRecNum")) + 1
-    existing = int(variable._ask("getVarNumRecsWritten"))
+    records, existing = variable._record_count, variable._existing_count
     if variable.sparse is not None and records - existing > _MOST_MISSING:
         raise OSError(
             errno.EFBIG,
@@ -73,14 +72,14 @@ def _found_missing(variable: Variable, doubtful: np.ndarray, missing: int) -> np
     found: list[int] = []
     with variable._file._trial() as file:
         trial = file[variable.name]
-        count = trial._ask("getVarNumRecsWritten")
+        count = trial._existing_count
         runs = trial._stored_runs(range(1))
         anything = np.zeros(tuple(map(len, runs)), trial._stored)
         for record in doubtful.tolist():
             if len(found) == missing:
                 break
             trial._write_stored([range(record, record + 1), *runs[1:]], anything)
-            before, count = count, trial._ask("getVarNumRecsWritten")
+            before, count = count, trial._existing_count
             if count > before:
                 found.append(record)
     return np.array(found, dtype=np.int64)

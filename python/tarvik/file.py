@@ -317,7 +317,7 @@ class File(Contents):
                 "some of it, or operations of tarvik.ops wrote to the file meanwhile"
             )
         transaction.commit()
-        for path in set(self._others) - set(files_of_variables(transaction.target)):
+        for path in self._others:  # the new file is a single one
             os.unlink(path)
 
     def _close_id(self) -> None:

@@ -11,7 +11,7 @@ import numpy as np
 
 from tarvik._entries import Entry
 from tarvik._handle import Handle
-from tarvik._order import to_gateway, to_reader
+from tarvik._order import to_gateway, to_reader, turned
 from tarvik._settings import SPARSE_NAMES, compression_name
 from tarvik._sparse import existing_records, same_bits
 from tarvik.attributes import Attributes
@@ -60,7 +60,7 @@ class Variable:
         name, datatype, elements, extents, record_vary, dim_vary = file._call(
             "inquireVar", file.id, number
         )
-        order = slice(None, None, -1 if file._row_major else 1)
+        order = turned(file._row_major)
         self._file = file
         self._datatype = datatype_named(datatype)
         self._elements = int(elements)
@@ -305,8 +305,18 @@ class Variable:
     def _ask(self, operation: str) -> Any:
         return self._file._call(operation, self._file.id, self.number)
 
+    @property
+    def _record_count(self) -> int:
+        """The records in the file up to the last one, also those that are missing."""
+        return int(self._ask("getVarMaxWrittenRecNum")) + 1
+
+    @property
+    def _existing_count(self) -> int:
+        """The records that are not missing."""
+        return int(self._ask("getVarNumRecsWritten"))
+
     def _records(self) -> int:
-        records = int(self._ask("getVarMaxWrittenRecNum")) + 1
+        records = self._record_count
         return min(records, self._file._lengths.get(self.number, records))
 
     def _pad(self) -> np.ndarray:
@@ -423,7 +433,7 @@ class Variable:
     def _place(self, runs: list[range]) -> list[Any]:
         """A hyperslab as the gateway takes it."""
         record, rest = (runs[0], runs[1:]) if self.record_vary else (range(1), runs)
-        rest = rest[:: -1 if self._file._row_major else 1]
+        rest = rest[turned(self._file._row_major)]
         return [
             record.start,
             len(record),

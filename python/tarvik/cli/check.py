@@ -114,11 +114,11 @@ def _of_variables(file):
 
 
 def _of_variable(subject, variable):
-    records = range(int(variable._ask("getVarMaxWrittenRecNum")) + 1)
+    records = range(variable._record_count)
     if not records:
         yield Remark(subject, "no records")
     if variable.sparse is not None:
-        written = int(variable._ask("getVarNumRecsWritten"))
+        written = variable._existing_count
         yield Remark(subject, f"sparse: {written} of {len(records)} records are written")
         try:
             check_not_too_many(variable)

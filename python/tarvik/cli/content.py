@@ -12,6 +12,7 @@ import numpy as np
 from tarvik import CDFError, CDFProcessError, Variable
 from tarvik._contents import Unreadable
 from tarvik._iso8601 import as_text
+from tarvik._order import turned
 from tarvik.cli.errors import check_variables
 from tarvik.cli.files import opened
 
@@ -167,7 +168,7 @@ def _described(found):
     content["name"] = found.name
     if isinstance(found, Unreadable):
         return {**content, "problem": found.problem.message}
-    order = _order(found)
+    order = turned(found._file._row_major)
     content.update(
         datatype=found._datatype.inquired,
         elements=found._elements,
@@ -203,11 +204,6 @@ def _stored(file, found):
     return content
 
 
-def _order(variable):
-    """From the order of dimensions that readers in C have to the gateway's, or back."""
-    return slice(None, None, -1 if variable._file.majority == "row" else 1)
-
-
 def _add_values(variable, content):
     """Add the first records' values."""
     each = max(1, int(np.prod(variable._extents, dtype=object)))
@@ -226,5 +222,5 @@ def _add_values(variable, content):
         content["problem"] = error.message
         return
     values = values.reshape((records, *variable._extents))
-    values = values.transpose(0, *range(1, values.ndim)[_order(variable)])
+    values = values.transpose(0, *range(1, values.ndim)[turned(variable._file._row_major)])
     content["values"], content["times"] = _plain(values, variable._datatype)

@@ -119,9 +119,7 @@ def _tell_of_lost_text(origin, names):
 
 
 def _copy_variables(origin, copy, names, changes):
-    total = sum(
-        int(origin[n]._ask("getVarNumRecsWritten")) * origin[n]._stored_bytes for n in names
-    )
+    total = sum(origin[n]._existing_count * origin[n]._stored_bytes for n in names)
     with progress(f"Copying {visible(origin.path)}", total) as advance:
         for name in names:
             variable = origin[name]

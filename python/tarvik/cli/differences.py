@@ -43,7 +43,7 @@ def content_differences(first, second, names=None):
     yield from _attribute_differences(first, second, chosen)
     yield from _presence("variable", chosen, second)
     shared = [name for name in chosen if name in second]
-    total = sum(_records(chosen[name]) * chosen[name]._stored_bytes for name in shared)
+    total = sum(chosen[name]._record_count * chosen[name]._stored_bytes for name in shared)
     with progress(f"Comparing {visible(first.path)}", total) as advance:
         for name in shared:
             yield from _variable_differences(chosen[name], second[name], advance)
@@ -85,7 +85,7 @@ def _storage(variable):
     return {
         "number": variable.number,
         "sparse": variable._ask("getVarSparseRecords"),
-        "written": int(variable._ask("getVarNumRecsWritten")),
+        "written": variable._existing_count,
         "compression": _compression(variable._ask("getVarCompression")),
         "blocking_factor": variable.blocking_factor,
     }
@@ -98,7 +98,7 @@ def _description(variable):
         "dimensions": variable._extents,
         "record_variance": variable.record_vary,
         "dimension_variances": variable.dim_vary,
-        "records": _records(variable),
+        "records": variable._record_count,
     }
 
 
@@ -106,10 +106,6 @@ def _compression(outputs):
     """The library's name, and for gzip the level."""
     kind, parameter, _ = outputs
     return f"{kind} {parameter:.0f}" if isinstance(parameter, float) else kind
-
-
-def _records(variable):
-    return int(variable._ask("getVarMaxWrittenRecNum")) + 1
 
 
 def _unequal(subject, first, second):
@@ -202,7 +198,7 @@ def _value_differences(ours, others, advance):
     places = []
     count = 0
     subject, first = f"variable {ours.name}", [] if ours.record_vary else [0]
-    for runs in ours._stored_blocks(range(min(_records(ours), _records(others)))):
+    for runs in ours._stored_blocks(range(min(ours._record_count, others._record_count))):
         values = [_read(variable, runs) for variable in (ours, others)]
         differs = ~same_bits(*values)
         count += np.count_nonzero(differs)
