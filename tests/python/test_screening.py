@@ -18,7 +18,7 @@ HUGE = 0x7FFFFFFF
 MARK_2_6 = b"\xcd\xf2\x60\2"  # of the first version that could compress files as a whole
 ITSELF = object()
 
-CDR, GDR, ADR, VXR, VVR, ZVDR, AZ_EDR, CCR, CPR = 1, 2, 4, 6, 7, 8, 9, 10, 11
+CDR, GDR, ADR, VXR, VVR, ZVDR, AZ_EDR, CCR, CPR, CVVR = 1, 2, 4, 6, 7, 8, 9, 10, 11, 13
 UIR = 0xFFFFFFFF
 
 # The type of a record, where a field of 4 bytes stands in it in files of versions 3 and 2, and what
@@ -171,6 +171,18 @@ def test_free_room_and_blocks_that_overlap_are_refused(gapped, what, compression
     damage(gapped, place(*record) + field, value if isinstance(value, int) else place(*value), 8)
     if compression:
         compress(gapped, compression)
+    with pytest.raises(tarvik.CDFError, match="CORRUPTED_V3_CDF"):
+        ops.open(gapped)
+
+
+@pytest.mark.parametrize("records", [0, 99, 101])
+def test_a_gzip_block_of_another_length_is_refused(gapped, records):
+    """The bare library finds out when it reads the block, and an edit of the file is lost."""
+    content = gapped.read_bytes()
+    block = next(place for place, kind in record_types(content) if kind == CVVR)
+    size = int.from_bytes(content[block + 16 : block + 24], "big")
+    length = (8 * records).to_bytes(4, "little")
+    damage(gapped, block + 24 + size - 4, int.from_bytes(length, "big"))
     with pytest.raises(tarvik.CDFError, match="CORRUPTED_V3_CDF"):
         ops.open(gapped)
 
