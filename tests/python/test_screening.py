@@ -221,6 +221,18 @@ def test_damaged_files_compressed_as_a_whole_are_refused(current, place, value):
         ops.open(current)
 
 
+@pytest.mark.parametrize("compression", ["huffman", "ahuffman", "gzip", None])
+def test_huffman_coded_files_are_opened_in_a_process_of_their_own(tmp_path, compression):
+    """Damage in them is seen by nobody before the library crashes."""
+    path = tmp_path / "whole.cdf"
+    with tarvik.File(path, "w", compression=compression) as file:
+        file["a"] = np.arange(10)
+    for mode in ("r", "r+"):
+        with tarvik.File(path, mode) as file:
+            assert (file._gateway is not None) == (compression in ("huffman", "ahuffman"))
+            assert file["a"][-1] == 9
+
+
 @pytest.mark.parametrize("size", [1, 500_000])
 def test_gzip_data_are_screened_whatever_their_size_is_said_to_be(current, size):
     record = next(place for place, kind in record_types(current.read_bytes()) if kind == GDR)
