@@ -65,7 +65,7 @@ class Index {
     Fields fields = records_.contentAt(place).skipOffsets(1);
     const std::int32_t numEntries = fields.number();
     const std::int32_t numUsed = fields.number();
-    if (numUsed < 0 || numUsed > numEntries) {
+    if (numUsed < 1 || numUsed > numEntries) {
       return false;
     }
     const auto entries = static_cast<std::uint64_t>(numEntries);

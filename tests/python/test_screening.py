@@ -40,6 +40,7 @@ DAMAGE = {
     "last index": (ZVDR, 40, 24, 8),
     "next index": (VXR, 16, 8, ITSELF),
     "entries used in an index": (VXR, 24, 16, 0x80000000),
+    "no entry used in an index": (VXR, 24, 16, 0),
 }
 
 # In the file `gapped`: a type of record and which one of it is meant, where a field of 8 bytes
