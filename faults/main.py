@@ -70,7 +70,7 @@ COUNTS = {
     "checksum": 20_000,
     "opening": 51,
     "killed": 20,
-    "full disk": 20,
+    "full disk": 64,
     "copies": 20,
     "opens": 10_000,
 }
