@@ -15,6 +15,7 @@ import time
 from dataclasses import dataclass
 from pathlib import Path
 
+import commands
 import damage
 import writers
 from tarvik import ops
@@ -67,6 +68,7 @@ COUNTS = {
     "in process": 60_000,
     "isolated": 60_000,
     "structures": 20_000,
+    "commands": 20_000,
     "checksum": 20_000,
     "opening": 51,
     "killed": 20,
@@ -81,6 +83,7 @@ TRIALS = {
     "structures": lambda given, count: damage.in_structures(
         given.files, count, given.folder, given.keep
     ),
+    "commands": lambda given, count: commands.with_damage(given.files, count, given.folder),
     "checksum": lambda given, count: damage.with_checksum(given.with_own(), count, given.folder),
     "opening": lambda given, count: damage.opening(given.files, count),
     "killed": lambda given, count: writers.killed(count, given.folder),
