@@ -311,8 +311,9 @@ def check(files, istp, as_json):
     Each file is read in a process of its own: where it crashes the CDF library, or takes longer
     than the time limit, that file alone is refused.
 
-    The exit code is 0 when all files are clean, 1 when something is odd or an ISTP error was found, 2
-    for wrong usage, 3 for a file that is missing or unreadable, 4 when the CDF library refused a file.
+    The exit code is 0 when all files are clean, 1 when something is odd or there is an ISTP error,
+    2 for wrong usage, 3 for a file that is missing or unreadable, 4 when the CDF library refused a
+    file.
     """
     from tarvik.cli.check import check_files
 
