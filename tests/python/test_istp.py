@@ -6,6 +6,7 @@ import shutil
 
 import numpy as np
 import pytest
+from conftest import ROOT
 from tarvik import File, istp, ops
 from test_real_files import FOLDER, NAMES, path
 
@@ -314,6 +315,12 @@ def test_file_names(good, name, rules):
 def test_every_rule_is_tried():
     tried = {rule for _, rule, *_ in PLANTED}
     assert {rule.name for rule in istp.RULES} - tried == {"unreadable"}  # that needs a forged file
+
+
+def test_the_page_lists_the_rules():
+    page = (ROOT / "docs/istp.md").read_text(encoding="utf-8")
+    rows = re.findall(r"^\| `([a-z0-9-]+)` \| (error|warning) \|", page, re.MULTILINE)
+    assert rows == [*dict.fromkeys((rule.name, rule.severity) for rule in istp.RULES)]
 
 
 def test_command(good, command):

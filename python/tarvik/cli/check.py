@@ -64,7 +64,7 @@ def _document(path, with_istp, gateway):
 
 
 def _print(document):
-    state = counted(len(document["remarks"]), "remark") if document["remarks"] else "clean"
+    state = "clean" if document["clean"] else counted(len(document["remarks"]), "remark")
     checksum = "no checksum" if document["checksum"] == "NO_CHECKSUM" else "checksum verified"
     variables = counted(document["variables"], "variable")
     attributes = counted(document["attributes"], "attribute")

@@ -49,8 +49,8 @@ class _Needed(NamedTuple):
 
 
 _NEEDED = (
-    _Needed("CATDESC", (), _every, "describe the variable in up to 80 characters"),
-    _Needed("FIELDNAM", (), _every, "set it to the name of the variable"),
+    _Needed("CATDESC", (), _every, "a description in up to 80 characters"),
+    _Needed("FIELDNAM", (), _every, "the name of the variable"),
     _Needed("VAR_TYPE", (), _every, f"one of {', '.join(_VAR_TYPES)}"),
     _Needed("FORMAT", ("FORM_PTR",), _every, "a Fortran format, such as F10.3, I5 or A16"),
     _Needed(
