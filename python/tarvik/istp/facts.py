@@ -15,6 +15,8 @@ from tarvik.variable import Variable
 
 __all__ = ["FileFacts", "Values", "VariableFacts"]
 
+_MOST_BYTES = 1 << 28  # of a record, of which there are some copies in memory
+
 
 class Values:
     """The values of a variable of numbers, but for fill values and NaN.
@@ -158,8 +160,8 @@ class VariableFacts:
 
     @cached_property
     def values(self) -> Values | None:
-        """None for text, and for more missing records than can be read."""
-        if self.is_text or self.is_virtual:
+        """None for text, and for records or missing records that are too many bytes to read."""
+        if self.is_text or self.is_virtual or self.variable._record_bytes > _MOST_BYTES:
             return None
         try:
             return Values(self.variable)
