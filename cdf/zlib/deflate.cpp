@@ -2,7 +2,6 @@
 // known. zlib takes over where that cannot be: for a stream of more than `kMostGathered` bytes,
 // a flush, or a lack of memory.
 #include <algorithm>
-#include <cstring>
 #include <libdeflate.h>
 
 #include "cdf/zlib/stream.h"
@@ -14,29 +13,8 @@ namespace {
 constexpr std::size_t kFirstCapacity = std::size_t{256} << 10;
 constexpr std::size_t kMostGathered = std::size_t{256} << 20;
 constexpr int kDefaultLevel = 6;
-
-/// Bytes in the memory of a stream.
-struct Bytes {
-  std::uint8_t* first = nullptr;
-  std::size_t size = 0;
-  std::size_t capacity = 0;
-  std::size_t passed = 0;  ///< How many were passed on.
-};
-
-bool grow(z_stream& stream, Bytes& bytes, std::size_t capacity) {
-  auto* const larger = static_cast<std::uint8_t*>(allocate(stream, capacity));
-  if (larger == nullptr) return false;
-  if (bytes.size > 0) std::memcpy(larger, bytes.first, bytes.size);
-  release(stream, bytes.first);
-  bytes.first = larger;
-  bytes.capacity = capacity;
-  return true;
-}
-
-void discard(z_stream& stream, Bytes& bytes) {
-  release(stream, bytes.first);
-  bytes = {};
-}
+/// What libdeflate calls the level that gives files as small as zlib's.
+constexpr int kLevels[] = {0, 1, 2, 2, 3, 4, 4, 6, 7, 10};
 
 int fail(z_stream& stream, int result) {
   stream.msg = zError(result);
@@ -108,7 +86,7 @@ bool Deflater::keepInput(z_stream& stream) {
 }
 
 bool Deflater::compress(z_stream& stream) {
-  libdeflate_compressor* const compressor = libdeflate_alloc_compressor(level_);
+  libdeflate_compressor* const compressor = libdeflate_alloc_compressor(kLevels[level_]);
   if (compressor == nullptr) return false;
   if (grow(stream, output_, libdeflate_gzip_compress_bound(compressor, input_.size))) {
     output_.size = libdeflate_gzip_compress(compressor, input_.first, input_.size, output_.first,
@@ -122,11 +100,7 @@ bool Deflater::compress(z_stream& stream) {
 
 int Deflater::drain(z_stream& stream) {
   if (stream.avail_in > 0) return fail(stream, Z_BUF_ERROR);
-  const std::size_t count = std::min<std::size_t>(output_.size - output_.passed, stream.avail_out);
-  std::copy_n(output_.first + output_.passed, count, stream.next_out);
-  output_.passed += count;
-  advanceOutput(stream, count);
-  return output_.passed == output_.size ? Z_STREAM_END : Z_OK;
+  return passOn(stream, output_) ? Z_STREAM_END : Z_OK;
 }
 
 int Deflater::startStreaming(z_stream& stream, int flush) {

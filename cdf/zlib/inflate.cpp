@@ -1,4 +1,5 @@
-// z_inflate and its kin: ISA-L decodes, the gzip wrapper is read here.
+// z_inflate and its kin. A short stream that the first input holds whole goes through libdeflate in
+// one piece; otherwise ISA-L decodes, and the gzip wrapper is read here.
 #include <algorithm>
 #include <cstring>
 #include <isa-l/igzip_lib.h>
@@ -6,6 +7,7 @@
 
 #include "cdf/zlib/gzip_header.h"
 #include "cdf/zlib/stream.h"
+#include "cdf/zlib/whole.h"
 
 namespace tarvik::zlib {
 
@@ -15,14 +17,14 @@ class Inflater : public State {
  public:
   static constexpr Kind kKind = Kind::inflater;
 
-  Inflater() { isal_inflate_init(&decoder_); }
-
   /// Decodes as far as input and output go. Gives Z_OK, Z_STREAM_END or Z_DATA_ERROR.
   int run(z_stream& stream);
+  void end(z_stream& stream) { whole_.end(stream); }
 
  private:
-  enum class Phase { header, body, trailer, end, invalid };
+  enum class Phase { start, whole, header, body, trailer, end, invalid };
 
+  void begin(z_stream& stream);
   void readHeader(z_stream& stream);
   void decode(z_stream& stream);
   void finishBody();
@@ -32,8 +34,9 @@ class Inflater : public State {
   bool trailerHas(std::size_t place, std::uint32_t value) const;
   void refuse(const char* message);
 
-  Phase phase_ = Phase::header;
+  Phase phase_ = Phase::start;
   const char* message_ = nullptr;
+  Whole whole_;
   GzipHeader header_;
   std::uint32_t crc_ = 0;
   std::uint32_t length_ = 0;  ///< Of what was decoded, modulo 2^32 as in the trailer.
@@ -43,6 +46,8 @@ class Inflater : public State {
 };
 
 int Inflater::run(z_stream& stream) {
+  if (phase_ == Phase::start && stream.avail_in > 0) begin(stream);
+  if (phase_ == Phase::whole && whole_.drain(stream)) phase_ = Phase::end;
   if (phase_ == Phase::header) readHeader(stream);
   if (phase_ == Phase::body) decode(stream);
   if (phase_ == Phase::trailer) readTrailer(stream);
@@ -50,6 +55,15 @@ int Inflater::run(z_stream& stream) {
   if (phase_ != Phase::invalid) return Z_OK;
   stream.msg = message_;
   return Z_DATA_ERROR;
+}
+
+void Inflater::begin(z_stream& stream) {
+  if (whole_.take(stream)) {
+    phase_ = Phase::whole;
+    return;
+  }
+  isal_inflate_init(&decoder_);
+  phase_ = Phase::header;
 }
 
 void Inflater::refuse(const char* message) {
@@ -148,6 +162,7 @@ TARVIK_ZLIB_API int z_inflate(z_stream* stream, int flush) {
 TARVIK_ZLIB_API int z_inflateEnd(z_stream* stream) {
   auto* const inflater = tarvik::zlib::stateOf<Inflater>(stream);
   if (inflater == nullptr) return Z_STREAM_ERROR;
+  inflater->end(*stream);
   tarvik::zlib::release(*stream, inflater);
   stream->state = nullptr;
   return Z_OK;

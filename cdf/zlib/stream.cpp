@@ -1,5 +1,6 @@
 #include "cdf/zlib/stream.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace tarvik::zlib {
@@ -40,6 +41,29 @@ int prepare(z_stream* stream, int windowBits, const char* version, int streamSiz
   }
   if (stream->zfree == nullptr) stream->zfree = &releaseDefault;
   return windowBits == kGzip ? Z_OK : Z_STREAM_ERROR;
+}
+
+bool grow(z_stream& stream, Bytes& bytes, std::size_t capacity) {
+  auto* const larger = static_cast<std::uint8_t*>(allocate(stream, capacity));
+  if (larger == nullptr) return false;
+  std::copy_n(bytes.first, bytes.size, larger);
+  release(stream, bytes.first);
+  bytes.first = larger;
+  bytes.capacity = capacity;
+  return true;
+}
+
+void discard(z_stream& stream, Bytes& bytes) {
+  release(stream, bytes.first);
+  bytes = {};
+}
+
+bool passOn(z_stream& stream, Bytes& bytes) {
+  const std::size_t count = std::min<std::size_t>(bytes.size - bytes.passed, stream.avail_out);
+  std::copy_n(bytes.first + bytes.passed, count, stream.next_out);
+  bytes.passed += count;
+  advanceOutput(stream, count);
+  return bytes.passed == bytes.size;
 }
 
 }  // namespace tarvik::zlib

@@ -71,4 +71,18 @@ inline void advanceOutput(z_stream& stream, std::size_t count) {
   stream.total_out += count;
 }
 
+/// Bytes in the memory of a stream; `discard` gives it back.
+struct Bytes {
+  std::uint8_t* first = nullptr;
+  std::size_t size = 0;
+  std::size_t capacity = 0;
+  std::size_t passed = 0;  ///< How many were passed on.
+};
+
+/// False, and nothing changed, where the memory cannot be had.
+bool grow(z_stream& stream, Bytes& bytes, std::size_t capacity);
+void discard(z_stream& stream, Bytes& bytes);
+/// Copies what was not passed on to the stream's output; true if nothing is left.
+bool passOn(z_stream& stream, Bytes& bytes);
+
 }  // namespace tarvik::zlib
