@@ -8,7 +8,8 @@ from pathlib import Path
 
 import click
 
-from tarvik import __version__
+from tarvik import __version__, _host
+from tarvik._gateway import EXTENDED_PLUGIN
 from tarvik._text import visible
 from tarvik.cli.commands import COMMANDS
 from tarvik.cli.errors import INTERRUPTED, NO_READER, WRONG_FILE, Failure, complain, say
@@ -84,10 +85,18 @@ def _leave_stdout():
     os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
 
 
+def _zlib():
+    """Tell what the CDF library compresses with, as the loader has bound its calls."""
+    provider = _host.provider_of(EXTENDED_PLUGIN, "CDFlib", "z_inflate")
+    is_fast = Path(provider).name.startswith("libtarvik_zlib")
+    return _host.ZLIB_VERSIONS if is_fast else "the CDF library's own"
+
+
 def _version(context, _parameter, asked):
     if asked:
         library = ".".join(f"{part:.0f}" for part in call("getLibraryVersion"))
         click.echo(f"tarvik {__version__}, CDF library {library}")
+        click.echo(f"zlib: {_zlib()}")
         click.echo(f"licences: {Path(__file__).parents[1] / 'licenses'}")
         context.exit()
 
@@ -99,7 +108,7 @@ def _version(context, _parameter, asked):
     is_eager=True,
     expose_value=False,
     callback=_version,
-    help="Show the versions of this program and the CDF library, and where their licences are.",
+    help="Show this program's version, the CDF library's and its zlib's, and where the licences are.",
 )
 def tarvik():
     """Look at CDF files, edit attributes, check, compare, copy, export and plot.
