@@ -53,8 +53,8 @@ Image decodeRunLengths(const Stream& stream) {
   return image;
 }
 
-// The library takes what comes out, whatever the uncompressed size says. ISA-L decodes a few streams
-// that zlib refuses, so that nothing is known of what the library would take out of those.
+// The library takes what comes out, whatever the uncompressed size says. ISA-L decodes a few
+// streams that zlib refuses, so that nothing is known of what the library would take out of those.
 Image inflateStream(const Stream& stream) {
   Image image;
   Inflater inflater;

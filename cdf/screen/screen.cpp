@@ -148,8 +148,8 @@ CDFstatus imageStatus(Image image, std::uint32_t mark, bool hasChecksum) {
   FileBytes bytes(std::move(image.bytes));
   FileRecords records(bytes, mark == MARK_3);
   const bool fits = !image.isDangerous && (!hasChecksum || flagsFitChecksum(records, true)) &&
-                    (!image.isWhole || (descriptionsFit(records, mark) &&
-                                        describedEnd(records) <= records.length()));
+                    (!image.isWhole ||
+                     (descriptionsFit(records, mark) && describedEnd(records) <= records.length()));
   return statusOf(fits, mark);
 }
 

@@ -1,5 +1,5 @@
-// z_deflate and its kin. libdeflate compresses whole streams: the input is gathered until its end is
-// known. zlib takes over where that cannot be: for a stream of more than `kMostGathered` bytes,
+// z_deflate and its kin. libdeflate compresses whole streams: the input is gathered until its end
+// is known. zlib takes over where that cannot be: for a stream of more than `kMostGathered` bytes,
 // a flush, or a lack of memory.
 #include <algorithm>
 #include <libdeflate.h>

@@ -102,13 +102,14 @@ void Inflater::decode(z_stream& stream) {
   }
 }
 
-// ISA-L reads up to eight bytes ahead, which need not lie in the current input any more; the trailer
-// has as many.
+// ISA-L reads up to eight bytes ahead, which need not lie in the current input any more; the
+// trailer has as many.
 void Inflater::finishBody() {
   phase_ = Phase::trailer;
   const std::uint64_t ahead = decoder_.read_in >> (decoder_.read_in_length % 8);
   std::uint8_t bytes[sizeof ahead];
-  for (std::size_t i = 0; i < sizeof bytes; ++i) bytes[i] = static_cast<std::uint8_t>(ahead >> 8 * i);
+  for (std::size_t i = 0; i < sizeof bytes; ++i)
+    bytes[i] = static_cast<std::uint8_t>(ahead >> 8 * i);
   takeTrailer(bytes, static_cast<std::size_t>(decoder_.read_in_length) / 8);
 }
 

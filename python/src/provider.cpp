@@ -23,8 +23,7 @@ ElfW(Addr) dynamicValue(const link_map& library, ElfW(Sxword) tag) {
 const void* targetIn(const link_map& library, ElfW(Sxword) table, ElfW(Sxword) size,
                      const std::string& function) {
   const auto* const first = reinterpret_cast<const Entry*>(dynamicValue(library, table));
-  const auto* const symbols =
-      reinterpret_cast<const ElfW(Sym)*>(dynamicValue(library, DT_SYMTAB));
+  const auto* const symbols = reinterpret_cast<const ElfW(Sym)*>(dynamicValue(library, DT_SYMTAB));
   const auto* const names = reinterpret_cast<const char*>(dynamicValue(library, DT_STRTAB));
   const Entry* const end = first + dynamicValue(library, size) / sizeof(Entry);
   for (const Entry* entry = first; entry != end; ++entry) {

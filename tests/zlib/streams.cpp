@@ -78,9 +78,8 @@ class Exchange {
     const std::uint8_t* const first = out_.last(room_);
     outcome.output.insert(outcome.output.end(), first, first + (room_ - stream.avail_out));
     outcome.consumed = given_ - stream.avail_in;
-    if (stream.total_in != outcome.consumed || stream.total_out != outcome.output.size()) {
-      outcome.message = "wrong totals";
-    }
+    outcome.totalsFit = outcome.totalsFit && stream.total_in == outcome.consumed &&
+                        stream.total_out == outcome.output.size();
   }
 
   bool isAllGiven() const { return given_ == input_.size(); }
@@ -98,19 +97,18 @@ class Exchange {
 
 }  // namespace
 
-Outcome inflateBytes(const Functions& functions, const Bytes& bytes, const Pieces& pieces,
-                     std::size_t most) {
+Outcome inflateBytes(const Functions& functions, const Bytes& bytes, const Pieces& pieces) {
   Exchange exchange(bytes, pieces);
   z_stream& stream = exchange.stream;
   int& result = exchange.outcome.result;
   result = functions.startInflate(&stream, kGzip, ZLIB_VERSION, sizeof stream);
-  while (result == Z_OK && exchange.outcome.output.size() < most) {
+  while (result == Z_OK) {
     exchange.refill();
     result = functions.inflate(&stream, Z_NO_FLUSH);
     exchange.collect();
     if (result == Z_BUF_ERROR && !exchange.isAllGiven()) result = Z_OK;
   }
-  if (stream.msg != nullptr) exchange.outcome.message += stream.msg;
+  if (stream.msg != nullptr) exchange.outcome.message = stream.msg;
   functions.endInflate(&stream);
   return exchange.outcome;
 }
@@ -121,7 +119,7 @@ Outcome deflateBytes(const Functions& functions, const Bytes& data, int level,
   z_stream& stream = exchange.stream;
   int& result = exchange.outcome.result;
   result = functions.startDeflate(&stream, level, Z_DEFLATED, kGzip, 8, Z_DEFAULT_STRATEGY,
-                                 ZLIB_VERSION, sizeof stream);
+                                  ZLIB_VERSION, sizeof stream);
   while (result == Z_OK) {
     exchange.refill();
     result = functions.deflate(&stream, exchange.isAllGiven() ? Z_FINISH : Z_NO_FLUSH);
@@ -145,48 +143,60 @@ Bytes deflateRaw(const Bytes& data, int level, int strategy) {
   return raw;
 }
 
-Bytes wrap(const Bytes& raw) {
-  constexpr std::size_t most = 1 << 20;
+namespace {
+
+/// Decodes raw data and gives the bytes of the input behind them.
+std::size_t inflateRaw(const Bytes& raw, Bytes& data) {
   z_stream stream = {};
   inflateInit2(&stream, -15);
-  Bytes data(most);
   stream.next_in = raw.data();
   stream.avail_in = static_cast<uInt>(raw.size());
   stream.next_out = data.data();
-  stream.avail_out = most;
+  stream.avail_out = static_cast<uInt>(data.size());
   inflate(&stream, Z_FINISH);
-  const std::size_t rest = stream.avail_in;
-  const uLong size = stream.total_out;
+  data.resize(stream.total_out);
   inflateEnd(&stream);
+  return stream.avail_in;
+}
 
+}  // namespace
+
+Bytes wrap(const Bytes& raw) {
+  Bytes data(1 << 20);
+  const auto end = raw.end() - static_cast<std::ptrdiff_t>(inflateRaw(raw, data));
   Bytes member = {0x1f, 0x8b, Z_DEFLATED, 0, 0, 0, 0, 0, 0, 3};
-  member.insert(member.end(), raw.begin(), raw.end() - static_cast<std::ptrdiff_t>(rest));
-  const uLong crc = crc32(0, data.data(), static_cast<uInt>(size));
-  for (const uLong number : {crc, size}) {
+  member.insert(member.end(), raw.begin(), end);
+  const uLong crc = crc32(0, data.data(), static_cast<uInt>(data.size()));
+  for (const uLong number : {crc, static_cast<uLong>(data.size())}) {
     for (int i = 0; i < 4; ++i) member.push_back(static_cast<std::uint8_t>(number >> 8 * i));
   }
-  member.insert(member.end(), raw.end() - static_cast<std::ptrdiff_t>(rest), raw.end());
+  member.insert(member.end(), end, raw.end());
   return member;
 }
 
-// Where data is damaged, the two need not notice it at the same byte.
+// Where data is damaged, the two need not notice it at the same byte or with the same words. ISA-L
+// accepts codes that are not complete, and keeps up to two literals at the end of a cut stream.
 std::string difference(const Outcome& expected, const Outcome& actual) {
-  const std::string both =
-      std::to_string(expected.result) + " (" + expected.message + ") and " +
-      std::to_string(actual.result) + " (" + actual.message + ")";
-  if (expected.result != actual.result) return "results " + both;
-  const std::size_t common = std::min(expected.output.size(), actual.output.size());
-  if (!std::equal(expected.output.begin(), expected.output.begin() + static_cast<std::ptrdiff_t>(common), actual.output.begin())) {
-    return "other bytes, " + both;
+  const std::size_t sizes[] = {expected.output.size(), actual.output.size()};
+  const auto both = [](auto first, auto second) {
+    return std::to_string(first) + " and " + std::to_string(second);
+  };
+  if (!actual.totalsFit) return "totals";
+  const auto common = static_cast<std::ptrdiff_t>(std::min(sizes[0], sizes[1]));
+  if (!std::equal(expected.output.begin(), expected.output.begin() + common,
+                  actual.output.begin())) {
+    return "other bytes";
   }
-  if (expected.result == Z_DATA_ERROR) return "";
-  if (expected.output.size() != actual.output.size()) {
-    return std::to_string(expected.output.size()) + " and " + std::to_string(actual.output.size()) + " bytes, " + both;
+  for (const char* incomplete : {"invalid distances set", "invalid literal/lengths set"}) {
+    if (expected.message == incomplete) return "";
   }
-  if (expected.consumed != actual.consumed) {
-    return std::to_string(expected.consumed) + " and " + std::to_string(actual.consumed) + " bytes consumed, " + both;
-  }
-  return expected.message == actual.message ? "" : "messages " + both;
+  if (expected.result != actual.result) return "results " + both(expected.result, actual.result);
+  if (expected.result == Z_DATA_ERROR) return actual.message.empty() ? "no message" : "";
+  const std::size_t kept = expected.result == Z_BUF_ERROR ? 2 : 0;
+  if (sizes[1] > sizes[0] || sizes[1] + kept < sizes[0]) return "sizes " + both(sizes[0], sizes[1]);
+  return expected.consumed == actual.consumed
+             ? ""
+             : "consumed bytes " + both(expected.consumed, actual.consumed);
 }
 
 }  // namespace zlib_test

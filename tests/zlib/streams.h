@@ -30,9 +30,10 @@ struct Functions {
   decltype(&::deflateEnd) endDeflate;
 };
 
-constexpr Functions ours = {z_inflateInit2_, z_inflate,  z_inflateEnd,
+constexpr Functions ours = {z_inflateInit2_, z_inflate, z_inflateEnd,
                             z_deflateInit2_, z_deflate, z_deflateEnd};
-constexpr Functions systems = {inflateInit2_, inflate, inflateEnd, deflateInit2_, deflate, deflateEnd};
+constexpr Functions systems = {inflateInit2_, inflate, inflateEnd,
+                               deflateInit2_, deflate, deflateEnd};
 
 using Bytes = std::vector<std::uint8_t>;
 /// Gives the size of the next piece of input or output, at least 1.
@@ -46,19 +47,22 @@ struct Outcome {
   Bytes output;
   std::size_t consumed = 0;
   std::string message;
+  bool totalsFit = true;
 };
 
-/// Inflates until an end, an error, or the lack of input, for at most `most` bytes of output. Every
-/// piece of input and output and the stream's state end before a page that cannot be touched.
-Outcome inflateBytes(const Functions& functions, const Bytes& stream, const Pieces& pieces,
-                     std::size_t most = SIZE_MAX);
-Outcome deflateBytes(const Functions& functions, const Bytes& data, int level, const Pieces& pieces);
+/// Inflates until an end, an error, or the lack of input. Every piece of input and output and the
+/// stream's memory end before a page that cannot be touched.
+Outcome inflateBytes(const Functions& functions, const Bytes& stream, const Pieces& pieces);
+Outcome deflateBytes(const Functions& functions, const Bytes& data, int level,
+                     const Pieces& pieces);
 
 /// Raw deflate data by the system's zlib.
 Bytes deflateRaw(const Bytes& data, int level, int strategy);
-/// A gzip member of raw deflate data, with the trailer that belongs to it if the data is whole.
+/// A gzip member with the trailer that belongs to raw deflate data, or to what can be decoded of
+/// it; what follows the data follows the trailer.
 Bytes wrap(const Bytes& raw);
-/// What differs where zlib's behaviour is prescribed; empty if nothing does.
+
+/// What ours does differently where it should not; empty if nothing.
 std::string difference(const Outcome& expected, const Outcome& actual);
 
 }  // namespace zlib_test
