@@ -83,7 +83,7 @@ TEST(ZlibTest, RandomAndDamagedStreamsAreInflatedAlike) {
     const Outcome actual = inflateBytes(ours, stream, randomPieces(seed));
     ASSERT_EQ(difference(expected, actual), "") << "seed " << seed << ", " << expected.message;
     if (expected.result != Z_STREAM_END) continue;
-    for (const std::size_t less : {0, 1}) {
+    for (const std::size_t less : {0u, 1u}) {
       if (less > expected.output.size()) continue;
       const std::size_t room = expected.output.size() - less;
       for (const int flush : {Z_NO_FLUSH, Z_FINISH}) {
@@ -114,7 +114,7 @@ TEST(ZlibTest, GzipHeadersAreReadAlike) {
         whole.push_back(static_cast<std::uint8_t>(crc >> 8));
       }
       whole.insert(whole.end(), tail.begin(), tail.end());
-      for (const std::size_t piece : {1, 1000}) {
+      for (const std::size_t piece : {1u, 1000u}) {
         const Outcome expected = inflateBytes(systems, whole, [=] { return piece; });
         const Outcome actual = inflateBytes(ours, whole, [=] { return piece; });
         ASSERT_EQ(difference(expected, actual), "") << flags;

@@ -108,7 +108,7 @@ def _version(context, _parameter, asked):
     is_eager=True,
     expose_value=False,
     callback=_version,
-    help="Show this program's version, the CDF library's and its zlib's, and where the licences are.",
+    help="Show the versions of this program, the CDF library and its zlib, and where licences are.",
 )
 def tarvik():
     """Look at CDF files, edit attributes, check, compare, copy, export and plot.
