@@ -19,8 +19,9 @@ look_at() {
     plugin=$libraries/$name
     exported=$(nm -D --defined-only "$plugin" | cut -d' ' -f3)
     [ "$exported" = vlpFunction ] || die "$name exports $exported"
-    ldd "$plugin" | grep -F 'libcdf' | grep -qF "=> $libraries/" ||
-      die "$name does not find the CDF library beside it"
+    for library in "$libraries"/lib*; do
+      ldd "$plugin" | grep -qF "=> $library " || die "$name does not find $library beside it"
+    done
   done
   [ -s "$(find "$tree" -path '*/licenses/CDF.txt')" ] || die "the terms of the CDF library are missing"
   while read -r library; do

@@ -31,7 +31,8 @@ fi
 
 # Every library once, unchanged beside the others.
 found=$(cd "$site" && find . -path './tarvik*' -name '*.so*' | sort | tr '\n' ' ')
-[[ $found =~ ^./tarvik/_host[^/]*.so\ ./tarvik/lib/libcdf.so[.0-9]*\ ./tarvik/lib/libvlhost.so\ \
+[[ $found =~ ^./tarvik/_host[^/]*.so\ ./tarvik/lib/libcdf.so[.0-9]*\ \
+(./tarvik/lib/lib(deflate|isal|tarvik_zlib).so[.0-9]*\ ){0,3}./tarvik/lib/libvlhost.so\ \
 ./tarvik/lib/tarvik.so\ ./tarvik/lib/tarvik_extended.so\ $ ]] || die "other libraries: $found"
 
 # The tag promises no older system than the C library's symbols allow.
@@ -45,7 +46,12 @@ needed=$(cd "$site" && objdump -T $found | sed -n 's/.*(GLIBC_2\.\([0-9]*\).*/\1
 
 # Licences, and where the CDF library comes from.
 licenses=$(alone tarvik --version | sed -n 's/^licences: //p')
-for name in Boost CDF nanobind robin_map; do
+names=(Boost CDF nanobind robin_map)
+if [ -e "$site/tarvik/lib/libtarvik_zlib.so" ]; then
+  names+=(ISA-L libdeflate)
+  alone tarvik --version | grep -q '^zlib: ISA-L' || die "the zlib that lies there is not called"
+fi
+for name in "${names[@]}"; do
   [ -s "$licenses/$name.txt" ] || die "the licence of $name is missing"
 done
 sum=$(sha256sum "$site"/tarvik/lib/libcdf*)
