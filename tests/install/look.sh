@@ -10,7 +10,7 @@ die() {
 # tree may name a folder of the project, and the libraries may look for others beside them only. The
 # terms of the CDF library lie in the tree.
 look_at() {
-  local tree=$1 project=$2 name plugin library exported
+  local tree=$1 project=$2 name plugin library exported found
   plugin=$(find "$tree" -name tarvik.so)
   [ -f "$plugin" ] || die "there is not one tarvik.so in $tree"
   libraries=$(dirname -- "$plugin")
@@ -19,8 +19,9 @@ look_at() {
     plugin=$libraries/$name
     exported=$(nm -D --defined-only "$plugin" | cut -d' ' -f3)
     [ "$exported" = vlpFunction ] || die "$name exports $exported"
+    found=$(ldd "$plugin")
     for library in "$libraries"/lib*; do
-      ldd "$plugin" | grep -qF "=> $library " || die "$name does not find $library beside it"
+      [[ $found == *"=> $library "* ]] || die "$name does not find $library beside it"
     done
   done
   [ -s "$(find "$tree" -path '*/licenses/CDF.txt')" ] || die "the terms of the CDF library are missing"
