@@ -88,7 +88,7 @@ void provideFunctions() {
     dlclose(handle);  // it stays global
   }
   const Dl_info found = libraryOf(dlsym(RTLD_DEFAULT, "vlErrMsgIdAndTxt"));
-  if (found.dli_fbase != own.dli_fbase) {
+  if (found.dli_fname != nullptr && found.dli_fbase != own.dli_fbase) {
     raiseInvalid(std::string("another host is in this process already, ") + found.dli_fname);
   }
 }
