@@ -51,6 +51,7 @@ find_missing() {
     return
   fi
   need git command -v git
+  need pkgconf command -v pkg-config
   need clang-tidy command -v clang-tidy
   need shellcheck command -v shellcheck
 }

@@ -44,7 +44,7 @@ promised=${BASH_REMATCH[1]}
 needed=$(cd "$site" && objdump -T $found | sed -n 's/.*(GLIBC_2\.\([0-9]*\).*/\1/p' | sort -n | tail -n 1)
 ((needed <= promised)) || die "$tag promises too much: glibc 2.$needed is needed"
 
-# Licences, and where the CDF library comes from.
+# Licences, also in the metadata, and where the CDF library comes from.
 versions=$(alone tarvik --version)
 licenses=$(sed -n 's/^licences: //p' <<<"$versions")
 names=(Boost CDF nanobind robin_map)
@@ -55,6 +55,9 @@ fi
 for name in "${names[@]}"; do
   [ -s "$licenses/$name.txt" ] || die "the licence of $name is missing"
 done
+grep -qxF 'License-Expression: BSD-3-Clause' "$site"/tarvik-*.dist-info/METADATA ||
+  die "the metadata name another licence"
+cmp "$project/LICENSE" "$site"/tarvik-*.dist-info/licenses/LICENSE
 sum=$(sha256sum "$site"/tarvik/lib/libcdf*)
 grep -qxF "SHA-256: ${sum%% *}" "$licenses/CDF-origin.txt" || die "another CDF library is described"
 
