@@ -24,6 +24,7 @@ install(FILES ${PROJECT_BINARY_DIR}/tarvikConfig.cmake
   ${PROJECT_BINARY_DIR}/tarvikConfigVersion.cmake DESTINATION ${package})
 
 file(RELATIVE_PATH up_to_prefix /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+string(REGEX REPLACE "/$" "" up_to_prefix "${up_to_prefix}")
 configure_file(cmake/tarvik.pc.in ${PROJECT_BINARY_DIR}/tarvik.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/tarvik.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 

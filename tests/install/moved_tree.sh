@@ -49,7 +49,7 @@ mkdir use/pkg-config
 eval "g++ -std=c++17 -Wall -Wextra -Werror use/use.cpp -o use/pkg-config/use \
   $(pkg-config --cflags --libs tarvik)"
 for name in plugin extended_plugin; do
-  pkg-config --variable="$name" tarvik
+  eval "printf '%s\n' $(pkg-config --variable="$name" tarvik)" # It escapes blanks for the shell.
 done >use/pkg-config/plugins
 
 for way in cmake pkg-config; do
