@@ -6,7 +6,7 @@ from collections.abc import Sequence
 from contextlib import suppress
 from dataclasses import dataclass, field
 from itertools import chain
-from typing import Any, Callable
+from typing import Any, Callable, NamedTuple
 
 import numpy as np
 
@@ -19,12 +19,14 @@ __all__ = ["GLOBAL", "VARIABLE", "Attribute", "Entry", "read_attributes"]
 _Call = Callable[..., Any]
 
 GLOBAL, VARIABLE = "GLOBAL_SCOPE", "VARIABLE_SCOPE"
+# The operations for entries of the file, "g", and of variables.
+_INQUIRE = {"g": "inquireAttrgEntry", "": "inquireAttrEntry"}
+_GET = {"g": "getAttrgEntry", "": "getAttrEntry"}
 _TEXT = DATATYPES["CDF_CHAR"]
 _MOST_TRIED = 10_000
 
 
-@dataclass(frozen=True)
-class Entry:
+class Entry(NamedTuple):
     """One entry.
 
     Attributes
@@ -59,7 +61,8 @@ class Entry:
     @property
     def text(self) -> str:
         """A text with the blanks at its end."""
-        return decode_text(self.value.encode("utf-8", "surrogateescape"))
+        text = self.value
+        return text if text.isascii() else decode_text(text.encode("utf-8", "surrogateescape"))
 
     @property
     def stored(self) -> np.ndarray:
@@ -199,9 +202,9 @@ def _read_entries(
 def _read_entry(call: _Call, place: tuple[Any, int, int], kind: str) -> Entry:
     datatype, elements = _TEXT, 0
     try:
-        name, found = call(f"inquireAttr{kind}Entry", *place)
+        name, found = call(_INQUIRE[kind], *place)
         datatype, elements = datatype_named(name), int(found)
-        return Entry(datatype, call(f"getAttr{kind}Entry", *place), elements)
+        return Entry(datatype, call(_GET[kind], *place), elements)
     except (CDFProcessError, KeyError):
         raise
     except CDFError as error:

@@ -19,10 +19,10 @@ from tarvik.datatypes import (
     to_stored,
 )
 
-__all__ = ["Attributes", "check_name", "did_you_mean", "unknown_name"]
+__all__ = ["OF_VALUES", "Attributes", "check_name", "did_you_mean", "unknown_name"]
 
 # Attributes that hold values of their variable.
-_OF_VALUES = frozenset({"FILLVAL", "VALIDMIN", "VALIDMAX", "SCALEMIN", "SCALEMAX"})
+OF_VALUES = frozenset({"FILLVAL", "VALIDMIN", "VALIDMAX", "SCALEMIN", "SCALEMAX"})
 
 
 def check_name(what: str, name: Any) -> None:
@@ -258,7 +258,7 @@ class Attributes(MutableMapping):
     def _datatype_for(self, name: str) -> str | None:
         """That of the variable for an attribute that holds values of it."""
         owner = self._variable
-        return owner.datatype if owner is not None and name in _OF_VALUES else None
+        return owner.datatype if owner is not None and name in OF_VALUES else None
 
     def _made(self, name: str, value: Any, datatype: Any) -> Entry:
         given = np.asarray(value)

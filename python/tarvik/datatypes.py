@@ -74,6 +74,7 @@ _CODES = {
     "CDF_UCHAR": (52, "S1"),
 }
 DATATYPES = {name: Datatype(name, code, np.dtype(d)) for name, (code, d) in _CODES.items()}
+_BY_INQUIRED = {datatype.inquired: datatype for datatype in DATATYPES.values()}
 _BY_CODE = {datatype.code: datatype for datatype in DATATYPES.values()}
 # What values of a dtype are stored as unless a datatype is named.
 _DEFAULTS = {
@@ -99,7 +100,10 @@ def datatype_named(name: Any) -> Datatype:
     """
     if isinstance(name, Datatype):
         return name
-    found = DATATYPES.get(name.upper()) if isinstance(name, str) else _BY_CODE.get(name)
+    if isinstance(name, str):
+        found = _BY_INQUIRED.get(name) or DATATYPES.get(name.upper())
+    else:
+        found = _BY_CODE.get(name)
     if found is None:
         raise ValueError(f"{name!r} is no CDF datatype; there are {', '.join(DATATYPES)}")
     return found
