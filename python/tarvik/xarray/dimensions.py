@@ -14,7 +14,10 @@ from typing import NamedTuple, Union
 
 from tarvik._dimensions import fits_records, same_records
 
-__all__ = ["Layout", "Names", "name_dimensions"]
+__all__ = ["POINTING", "Layout", "Names", "name_dimensions"]
+
+# How the attributes begin that name other variables, or say how values are computed of them.
+POINTING = ("DEPEND_", "LABL_PTR_", "DELTA_", "COMPONENT_", "VIRTUAL", "FUNCT")
 
 
 class Layout(NamedTuple):

@@ -24,7 +24,7 @@ from tarvik._iso8601 import as_text
 from tarvik.attributes import OF_VALUES
 from tarvik.file import File
 from tarvik.variable import Variable
-from tarvik.xarray.dimensions import Layout, name_dimensions
+from tarvik.xarray.dimensions import POINTING, Layout, name_dimensions
 from tarvik.xarray.marks import ATTRIBUTE, Marks, from_text
 from tarvik.xarray.values import LOCK, Values, VirtualTimes
 from tarvik.xarray.virtual import virtual_times, without_times
@@ -35,8 +35,6 @@ __all__ = ["TarvikBackendEntrypoint"]
 _VERSIONS = ("cdf30001", "cdf26002", "0000ffff")
 _KINDS = ("0000ffff", "cccc0001")
 _MAGIC = frozenset(bytes.fromhex(version + kind) for version in _VERSIONS for kind in _KINDS)
-# The attributes of variables that name other variables, or say how to compute values of them.
-_POINTING = ("DEPEND_", "LABL_PTR_", "DELTA_", "COMPONENT_", "VIRTUAL", "FUNCT")
 # Datatypes that do not follow from the value of an attribute.
 _UNUSUAL = frozenset(
     "CDF_BYTE CDF_FLOAT CDF_DOUBLE CDF_UCHAR CDF_EPOCH CDF_EPOCH16 CDF_TIME_TT2000".split()
@@ -222,7 +220,7 @@ def _coordinates(
 def _layouts(file: File) -> dict[str, Layout]:
     words: dict[int, dict[str, str]] = {v.number: {} for v in file._variables.values()}
     for title, attribute in file._attributes.items():
-        if title.startswith(_POINTING):
+        if title.startswith(POINTING):
             for number, entry in attribute.of_variables.items():
                 if entry.is_text and number in words:
                     words[number][title] = entry.text.strip()
