@@ -133,9 +133,10 @@ def _record_dims(dataset: xarray.Dataset, given: str | Iterable[str] | None) -> 
         if unknown:
             raise ValueError(f"record_dim={sorted(unknown)}: the dataset has no such dimension")
         return named
-    read = set(dataset.encoding.get("cdf", {}).get("record_dims", ())) & set(dataset.sizes)
-    times = {n for n, v in dataset.variables.items() if v.dims == (n,) and v.dtype.kind == "M"}
-    return read or {str(name) for name in times}
+    read = dataset.encoding.get("cdf", {}).get("record_dims")
+    if read is not None:
+        return set(read) & set(dataset.sizes)
+    return {n for n, v in dataset.variables.items() if v.dims == (n,) and v.dtype.kind == "M"}
 
 
 def _in_order(dataset: xarray.Dataset, records: set[str]) -> list[Any]:
@@ -149,7 +150,8 @@ def _is_record_varying(name: str, variable: xarray.Variable, records: set[str]) 
         if dim in records and not record_vary:
             raise ValueError(
                 f"the variable {name!r} has the dimensions {variable.dims}, and {dim!r}, the one "
-                f"of the records, is not the first; write dataset.transpose({dim!r}, ...)"
+                f"of the records, is not the first; write dataset.transpose({dim!r}, ...), or choose "
+                "another record_dim"
             )
         if size == 0:
             raise ValueError(
