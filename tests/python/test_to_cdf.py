@@ -81,7 +81,9 @@ def random_dataset(rng):
     """With or without coordinates of dimensions, of several, and of none; records may be missing."""
     dims = [d for d in DIMS if rng.random() < 0.5]
     sizes = {d: int(rng.integers(0 if d == "time" else 1, 5)) for d in dims}
-    coords = {d: random_variable(rng, sizes, [d]) for d in dims if d.isascii() and rng.random() < 0.6}
+    coords = {
+        d: random_variable(rng, sizes, [d]) for d in dims if d.isascii() and rng.random() < 0.6
+    }
     if "time" in dims:
         coords["time"] = ("time", NOON + np.arange(sizes["time"]) * np.timedelta64(1, "s"))
     variables = {}
@@ -120,6 +122,9 @@ def test_real_files_come_back(path, tmp_path):  # noqa: F811
                 xr.testing.assert_identical(found, dataset)
                 for name, variable in dataset.variables.items():
                     before, after = variable.encoding["cdf"], found[name].encoding["cdf"]
-                    assert (before["datatype"], before["sparse"]) == (after["datatype"], after["sparse"])
+                    assert (before["datatype"], before["sparse"]) == (
+                        after["datatype"],
+                        after["sparse"],
+                    )
                     is_time = "EPOCH" in before["datatype"] or "TT2000" in before["datatype"]
                     assert after["compression"] == (None if is_time else before["compression"])

@@ -53,7 +53,9 @@ def from_text(text: Any) -> Marks:
     if not isinstance(said, dict):
         return NOTHING
     coords = said.get("coords")
-    return Marks(_lists(said.get("dims")), coords if _is_list(coords) else None, _lists(said.get("added")))
+    return Marks(
+        _lists(said.get("dims")), coords if _is_list(coords) else None, _lists(said.get("added"))
+    )
 
 
 def _lists(value: Any) -> dict[str, list[str]]:
