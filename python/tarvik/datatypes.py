@@ -49,6 +49,11 @@ class Datatype:
         """The name as inquiries give it, "cdf_real4" for example."""
         return self.name.lower()
 
+    @property
+    def is_default(self) -> bool:
+        """Whether values of its dtype are stored so unless a datatype is named."""
+        return self.name == "CDF_CHAR" or self.name in _DEFAULTS.values()
+
     def dtype(self, elements: int) -> np.dtype:
         """The dtype of stored values with so many characters."""
         return np.dtype(f"S{elements}") if self.is_text else self.stored

@@ -146,7 +146,8 @@ def day(**changes):
 
 
 def test_what_a_file_holds(tmp_path):
-    dataset = day(when=("time", np.array([NOON, "NaT", NOON], "M8[ns]"), {"VALIDMIN": "2020-01-01"}))
+    when = np.array([NOON, "NaT", NOON], "M8[ns]")
+    dataset = day(when=("time", when, {"VALIDMIN": "2020-01-01"}))
     coded = {"datatype": "CDF_INT2", "_FillValue": -1, "compression": "rle", "pad": 5}
     dataset["coded"] = ("time", [1.0, np.nan, 3.0])
     to_cdf(
@@ -202,7 +203,7 @@ REFUSED = {
         "'n': 1400.* CDF_TIME_TT2000",
     ),
     "two owners": (lambda: day().assign_attrs(UNITS="x"), {}, ValueError, "'UNITS' belongs to"),
-    "a name": (lambda: day(**{"größe": 1}), {}, ValueError, "'größe' cannot be used"),
+    "a name": (lambda: day(größe=1), {}, ValueError, "'größe' cannot be used"),
     "nested": (lambda: day(n=((), 1, {"a": np.ones((2, 2))})), {}, ValueError, "one dimension"),
     "the fill value": (lambda: day(n=("x", [-1e31])), {}, ValueError, "-1e.*another _FillValue"),
     "not whole": (
@@ -237,7 +238,7 @@ def test_a_failing_block_leaves_the_file(tmp_path):
     to_cdf(day(), tmp_path / "day.cdf")
     before = (tmp_path / "day.cdf").read_bytes()
 
-    def fail(block):
+    def fail(_):
         raise RuntimeError("no such block")
 
     broken = array.ones((3,), chunks=1).map_blocks(fail, dtype="f8", meta=np.ones(0))

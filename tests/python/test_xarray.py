@@ -157,6 +157,122 @@ def test_a_dataset(sample):
         assert found.sel(axis="y", energy=4, Epoch=noon).flux == FLUX[0, 2, 1]
 
 
+def named(dims, **attributes):
+    """Zeros whose shape tells the dimensions: of the records (20), or of the letters."""
+    sizes = {"r": 20, "e": 3, "f": 3, "c": 2}
+    return np.zeros([sizes[d] for d in dims]), dims.startswith("r"), attributes
+
+
+# Variables, and the dimensions that they get; all others are a coordinate's own.
+NAMINGS = {
+    "made names are of no variable": (
+        {
+            "energy": named("e"),
+            "energy_2": named("c"),
+            "cov": named("ee", DEPEND_1="energy", DEPEND_2="energy"),
+            "dim_2": named("e"),
+            "plain": named("c"),
+        },
+        {"cov": ("energy", "energy_3"), "plain": ("dim_2_2",), "energy_2": ("dim_2_2",)},
+    ),
+    "uncertainties": (
+        {
+            "t": named("r"),
+            "B": named("re", DEPEND_0="t", DELTA_PLUS_VAR="dB", DELTA_MINUS_VAR="dB"),
+            "dB": named("re"),
+            "E": named("e", DELTA_PLUS_VAR="dE"),
+            "dE": named("e"),
+            "flux": named("re", DEPEND_0="t", DEPEND_1="E"),
+            "free": named("r", DELTA_PLUS_VAR="dfree"),
+            "dfree": named("r"),
+        },
+        {"B": ("t", "dim_3"), "dB": ("t", "dim_3"), "dE": ("E",), "dfree": ("free_record",)},
+    ),
+    "labels of a coordinate": (
+        {
+            "E": named("e", LABL_PTR_1="names"),
+            "names": (np.array(["a", "b", "c"], "S1"), False, {}),
+            "flux": named("re", DEPEND_1="E"),
+        },
+        {"names": ("E",), "flux": ("record", "E")},
+    ),
+    "axes that vary by record": (
+        {
+            "t": named("r"),
+            "E1": named("re", DEPEND_0="t"),
+            "E2": named("re", DEPEND_0="t"),
+            "f1": named("re", DEPEND_0="t", DEPEND_1="E1"),
+            "f2": named("re", DEPEND_0="t", DEPEND_1="E2"),
+        },
+        {n: ("t", f"E{n[1]}_dim") for n in ("E1", "E2", "f1", "f2")},
+    ),
+    "axes of several dimensions": (
+        {
+            "c": named("c"),
+            "E": named("ce"),
+            "flux": named("rce", DEPEND_1="c", DEPEND_2="E"),
+        },
+        {"E": ("c", "E_dim"), "flux": ("record", "c", "E_dim")},
+    ),
+}
+
+
+@pytest.mark.parametrize("case", NAMINGS)
+def test_names_of_dimensions(tmp_path, case):
+    variables, expected = NAMINGS[case]
+    samples.write(tmp_path / "named.cdf", variables)
+    found = xr.open_dataset(tmp_path / "named.cdf", engine="tarvik")
+    assert {name: found[name].dims for name in expected} == expected
+    pointers = [item for _, _, attributes in variables.values() for item in attributes.items()]
+    assert set(found.coords) == {v for k, v in pointers if k.startswith(("DEPEND", "LABL"))}
+
+
+def test_times_that_are_computed(tmp_path):
+    seconds = np.array([0.0, 1.5, np.nan, 86400])
+    virtual = {"VIRTUAL": "TRUE", "FUNCT": "comp_themis_epoch"}
+    inputs = {"COMPONENT_0": "zero", "COMPONENT_1": "seconds"}
+    pointing = {"DEPEND_TIME": "seconds", "DEPEND_EPOCH0": "zero"}
+    none = np.zeros(0)
+    variables = {
+        "zero": (np.float64(62167219200000.0), False, {}, c.CDF_EPOCH),
+        "seconds": (seconds, True, {"DEPEND_0": "by_function"}),
+        "by_function": (none, True, {**virtual, **inputs}, c.CDF_EPOCH),
+        "by_pointer": (none, True, {}, c.CDF_EPOCH),
+        "unknown": (none, True, virtual, c.CDF_EPOCH),
+        "B": (np.arange(4.0), True, {"DEPEND_0": "by_function"}),
+        "C": (np.arange(4.0), True, {"DEPEND_0": "by_pointer", **pointing}),
+        "D": (np.arange(4.0), True, {"DEPEND_0": "unknown"}),
+        "E": (np.arange(4.0), True, {"DEPEND_TIME": "seconds"}),
+    }
+    samples.write(tmp_path / "virtual.cdf", variables)
+    expected = np.array(["1970-01-01", "1970-01-01T00:00:01.5", "NaT", "1970-01-02"], "M8[ns]")
+    with pytest.warns(CDFWarning, match="the variable 'D' has no times: 'unknown'") as warned:
+        found = xr.open_dataset(tmp_path / "virtual.cdf", engine="tarvik")
+    assert len(warned) == 1
+    for name, times in (("B", "by_function"), ("C", "by_pointer"), ("seconds", "by_function")):
+        assert found[name].dims == (times,)
+        np.testing.assert_array_equal(found[times], expected)
+    assert (found.D.dims, found.E.dims) == (("record",), ("by_function",))
+    raw = xr.open_dataset(tmp_path / "virtual.cdf", engine="tarvik", decode_times=False)
+    np.testing.assert_array_equal(raw.by_function[1::2] - 62167219200000, [1500, 86400000])
+
+
+STORED = [
+    "no JSON",
+    "[1]",
+    '{"dims": {"flux": ["a", "b"], "none": ["x", "x"], "counts": ["energy", "c"]}}',
+    '{"dims": {"flux": 5, "big": ["Epoch"], "Epoch": ["t"]}, "coords": ["nothing"], "added": 1}',
+]
+
+
+@pytest.mark.parametrize("text", STORED)
+def test_stored_names_that_do_not_fit(tmp_path, text):
+    samples.write(tmp_path / "sample.cdf", VARIABLES, texts=[("XARRAY", text)])
+    with xr.open_dataset(tmp_path / "sample.cdf", engine="tarvik") as found:
+        assert "XARRAY" not in found.attrs
+        assert found.load().flux.shape == FLUX.shape
+
+
 def test_options(sample):
     raw = xr.open_dataset(sample, engine="tarvik", decode_cf=False, drop_variables=["axis", "big"])
     assert not {"axis", "big"} & raw.variables.keys()

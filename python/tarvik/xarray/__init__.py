@@ -1,4 +1,4 @@
-"""CDF files and xarray: `xarray.open_dataset("x.cdf", engine="tarvik")` and `to_cdf(dataset, path)`.
+"""CDF files in xarray: `xarray.open_dataset("x.cdf", engine="tarvik")`, `to_cdf(dataset, path)`.
 
 docs/xarray.md describes what becomes of a file and of a dataset.
 """

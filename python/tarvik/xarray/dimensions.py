@@ -80,6 +80,7 @@ def name_dimensions(
     axes = _Axes(layouts)
     axes.take(stored or {})
     axes.follow_depends()
+    axes.follow_seconds()
     axes.follow_varying_depends()
     axes.follow_labels()
     axes.follow_deltas()
@@ -94,6 +95,7 @@ class _Axes:
         self._axes: dict[str, list[_Axis]] = {n: [None] * len(v.shape) for n, v in layouts.items()}
         self._sizes: dict[str, int] = {}
         self._coordinates: set[str] = set()
+        self._stored: dict[str, list[str]] = {}
 
     def take(self, stored: Mapping[str, Sequence[str]]) -> None:
         """Use the names of dimensions that are stored in a file."""
@@ -104,6 +106,7 @@ class _Axes:
             sizes = dict(zip(names, layout.shape))
             if all(map(self._can_be, sizes, sizes.values())):
                 self._sizes.update(sizes)
+                self._stored[name] = [*names]
                 self._axes[name] = [*names]
 
     def _can_be(self, name: str, size: int) -> bool:
@@ -113,34 +116,41 @@ class _Axes:
 
     def follow_depends(self) -> None:
         """Name axes after variables of one dimension that are the same for all records."""
-        found: dict[str, None] = {}
+        named: dict[str, None] = {}
         for layout in self._layouts.values():
             axes = self._axes[layout.name]
-            times = self._times(layout)
+            times = self._times(layout, "DEPEND_0")
             if times is not None:
-                self._coordinates.add(times.name)
-                axes[0] = axes[0] or self._own_axis(times, found)
-            for number, target, place in self._pointed_at(layout, "DEPEND"):
+                axes[0] = axes[0] or self._own_axis(times, named)
+            for number, target, _ in self._pointed_at(layout, "DEPEND"):
                 self._coordinates.add(target.name)
                 axis = number - 1 + layout.record_vary
-                if place == 0 and len(target.shape) == 1:
-                    axes[axis] = axes[axis] or self._own_axis(target, found)
-        for name in found:
+                if len(target.shape) == 1:
+                    axes[axis] = axes[axis] or self._own_axis(target, named)
+        for name in named:
             self._axes[name] = [name]
 
-    def _times(self, layout: Layout) -> Layout | None:
-        for attribute in ("DEPEND_0", "DEPEND_TIME"):
-            target = self._layouts.get(layout.words.get(attribute, ""))
-            if target is not None and fits_records(target, layout):
-                return target
-        return None
+    def follow_seconds(self) -> None:
+        """Name records after DEPEND_TIME where there are no times of DEPEND_0."""
+        for layout in self._layouts.values():
+            seconds = self._times(layout, "DEPEND_TIME")
+            if seconds is not None and self._axes[layout.name][0] is None:
+                others = self._axes[seconds.name]
+                self._axes[layout.name][0] = others[0] = others[0] or seconds.name
 
-    def _own_axis(self, target: Layout, found: dict[str, None]) -> _Axis:
+    def _times(self, layout: Layout, attribute: str) -> Layout | None:
+        target = self._layouts.get(layout.words.get(attribute, ""))
+        if target is None or not fits_records(target, layout):
+            return None
+        self._coordinates.add(target.name)
+        return target
+
+    def _own_axis(self, target: Layout, named: dict[str, None]) -> str:
         """That of a variable of one dimension: its name, unless a file has another one."""
-        axis = self._axes[target.name][0]
-        if axis is None:
-            found[target.name] = None
-        return axis or target.name
+        if target.name in self._stored:
+            return self._stored[target.name][0]
+        named[target.name] = None
+        return target.name
 
     def _pointed_at(self, layout: Layout, attribute: str) -> Iterator[tuple[int, Layout, int]]:
         """The numbers of dimensions, what is along them, and which dimension of that it is."""
@@ -175,7 +185,7 @@ class _Axes:
         for only_named in (True, False):
             for layout in self._layouts.values():
                 axes = self._axes[layout.name]
-                for number, target, place in self._pointed_at(layout, "LABL_PTR"):
+                for number, target, _ in self._pointed_at(layout, "LABL_PTR"):
                     if len(target.extents) != 1:
                         continue
                     axis, labels = number - 1 + layout.record_vary, self._axes[target.name]

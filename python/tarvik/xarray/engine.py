@@ -22,10 +22,11 @@ from tarvik._entries import Entry
 from tarvik._errors import CDFWarning
 from tarvik._iso8601 import as_text
 from tarvik.attributes import OF_VALUES
+from tarvik.datatypes import DATATYPES
 from tarvik.file import File
 from tarvik.variable import Variable
 from tarvik.xarray.dimensions import POINTING, Layout, name_dimensions
-from tarvik.xarray.marks import ATTRIBUTE, Marks, from_text
+from tarvik.xarray.marks import ATTRIBUTE, from_text
 from tarvik.xarray.values import LOCK, Values, VirtualTimes
 from tarvik.xarray.virtual import virtual_times, without_times
 
@@ -36,9 +37,7 @@ _VERSIONS = ("cdf30001", "cdf26002", "0000ffff")
 _KINDS = ("0000ffff", "cccc0001")
 _MAGIC = frozenset(bytes.fromhex(version + kind) for version in _VERSIONS for kind in _KINDS)
 # Datatypes that do not follow from the value of an attribute.
-_UNUSUAL = frozenset(
-    "CDF_BYTE CDF_FLOAT CDF_DOUBLE CDF_UCHAR CDF_EPOCH CDF_EPOCH16 CDF_TIME_TT2000".split()
-)
+_UNUSUAL = frozenset(name for name, found in DATATYPES.items() if not found.is_default)
 
 
 class TarvikBackendEntrypoint(BackendEntrypoint):
@@ -179,7 +178,7 @@ class _Opened:
         return xarray.Variable(self._dimensions[name], lazy, attributes, encoding, fastpath=True)
 
     def _encoding(self, variable: Variable) -> dict[str, Any]:
-        found = {
+        found: dict[str, Any] = {
             "datatype": variable.datatype,
             "compression": variable.compression,
             "sparse": variable.sparse,

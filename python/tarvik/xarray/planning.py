@@ -17,11 +17,11 @@ import xarray
 from tarvik._settings import kind_of
 from tarvik.attributes import check_name
 from tarvik.datatypes import Datatype, datatype_named, datatype_of, text_length
-from tarvik.indexing import BLOCK_BYTES, blocks
+from tarvik.indexing import blocks
 from tarvik.xarray.dimensions import POINTING, Layout, name_dimensions
 from tarvik.xarray.marks import ATTRIBUTE, Marks, as_text
 
-__all__ = ["Plan", "Planned", "plan"]
+__all__ = ["Plan", "Planned", "plan", "value_blocks"]
 
 # What may stand in the encoding of a variable; the engine reports these too.
 _SETTINGS = {"datatype", "compression", "sparse", "pad", "elements", "attributes"}
@@ -126,9 +126,9 @@ def _checked_encoding(dataset: xarray.Dataset, encoding: Mapping) -> Mapping:
     return encoding
 
 
-def _record_dims(dataset: xarray.Dataset, given: str | Iterable[str] | None) -> set[str]:
+def _record_dims(dataset: xarray.Dataset, given: str | Iterable[str] | None) -> set[Any]:
     if given is not None:
-        named = {given} if isinstance(given, str) else set(given)
+        named: set[Any] = {given} if isinstance(given, str) else set(given)
         unknown = named - set(dataset.sizes)
         if unknown:
             raise ValueError(f"record_dim={sorted(unknown)}: the dataset has no such dimension")
@@ -139,7 +139,7 @@ def _record_dims(dataset: xarray.Dataset, given: str | Iterable[str] | None) -> 
     return {n for n, v in dataset.variables.items() if v.dims == (n,) and v.dtype.kind == "M"}
 
 
-def _in_order(dataset: xarray.Dataset, records: set[str]) -> list[Any]:
+def _in_order(dataset: xarray.Dataset, records: set[Any]) -> list[Any]:
     """The coordinates of records first, as is usual for times."""
     return sorted(dataset.variables, key=lambda name: name not in records)
 
@@ -150,8 +150,8 @@ def _is_record_varying(name: str, variable: xarray.Variable, records: set[str]) 
         if dim in records and not record_vary:
             raise ValueError(
                 f"the variable {name!r} has the dimensions {variable.dims}, and {dim!r}, the one "
-                f"of the records, is not the first; write dataset.transpose({dim!r}, ...), or choose "
-                "another record_dim"
+                f"of the records, is not the first; write dataset.transpose({dim!r}, ...), or "
+                "choose another record_dim"
             )
         if size == 0:
             raise ValueError(
