@@ -154,7 +154,7 @@ class _Axes:
 
     def _pointed_at(self, layout: Layout, attribute: str) -> Iterator[tuple[int, Layout, int]]:
         """The numbers of dimensions, what is along them, and which dimension of that it is."""
-        for number in range(1, len(layout.extents) + 1):
+        for number in range(1, len(layout.extents) + 1) if layout.words else ():
             target = self._layouts.get(layout.words.get(f"{attribute}_{number}", ""))
             if target is not None:
                 offset = _offset(target, layout, number)

@@ -69,7 +69,8 @@ class Values(BackendArray):
         # Within the shape at opening: records may have been added to the file since.
         parts = zip(key, self.shape)
         key = tuple(slice(*p.indices(n)) if isinstance(p, slice) else p for p, n in parts)
-        with LOCK, self._manager.acquire_context(needs_lock=False) as file:
+        with LOCK:
+            file = self._manager.acquire(needs_lock=False)
             return self._masked(np.asarray(self._values(file, key)))
 
     def _values(self, file: File, key: tuple) -> Any:
@@ -86,7 +87,7 @@ class Values(BackendArray):
     def _masked(self, values: np.ndarray) -> np.ndarray:
         if self._fill is None:
             return values
-        masked = values.astype(self.dtype)
+        masked = values.astype(self.dtype, copy=not values.flags.writeable)
         masked[values == self._fill] = np.nan
         return masked
 
