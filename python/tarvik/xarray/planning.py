@@ -18,6 +18,7 @@ from tarvik._settings import kind_of
 from tarvik.attributes import check_name
 from tarvik.datatypes import Datatype, datatype_named, datatype_of, text_length
 from tarvik.indexing import blocks
+from tarvik.istp.decisions import fill_value
 from tarvik.xarray.dimensions import POINTING, Layout, name_dimensions
 from tarvik.xarray.marks import ATTRIBUTE, Marks, as_text
 
@@ -226,7 +227,7 @@ def _fill(variable: xarray.Variable, datatype: Datatype, attrs: dict, given: Any
     value = attrs.get("FILLVAL", given)
     if value is None or isinstance(value, str):
         may_lack = variable.dtype.kind in "fM"
-        return datatype.usual_fill if may_lack else None
+        return datatype.stored.type(fill_value(datatype)) if may_lack else None
     with np.errstate(over="ignore", invalid="ignore"):
         fill = np.ravel(value)[:1].astype(datatype.stored)
     same = datatype.stored.kind == "f" or np.array_equal(fill, np.ravel(value)[:1])

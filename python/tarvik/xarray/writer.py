@@ -9,11 +9,13 @@ from typing import Any
 import numpy as np
 import xarray
 
-from tarvik._iso8601 import from_text
+from tarvik import times
+from tarvik._iso8601 import as_text
 from tarvik._settings import storage_of
 from tarvik.attributes import OF_VALUES, Attributes
-from tarvik.datatypes import datatype_named, datatype_of, to_stored
+from tarvik.datatypes import Datatype, datatype_named, datatype_of, to_stored
 from tarvik.file import File
+from tarvik.istp.decisions import fill_value
 from tarvik.variable import Variable
 from tarvik.xarray.planning import Plan, Planned, plan, value_blocks
 
@@ -164,6 +166,22 @@ def _typed(value: Any, name: str | None) -> tuple[Any, str | None]:
         return value, None
     datatype, given = datatype_named(name), np.asarray(value)
     if datatype.is_time and given.dtype.kind == "U":
-        return from_text(given.ravel().tolist(), datatype), name
+        return _times(given.ravel().tolist(), datatype), name
     fits = given.dtype.kind in "SU" if datatype.is_text else given.dtype == datatype.stored
     return value, name if fits or datatype.is_time else None
+
+
+def _times(texts: list[str], datatype: Datatype) -> np.ndarray:
+    """The stored times that the engine shows as these texts: fill values and NaN have texts too."""
+    fill = datatype.stored.type(fill_value(datatype))
+    known = {as_text(np.array([fill]), datatype)[0]: fill}
+    if datatype.stored.kind in "fc":
+        known[""] = datatype.stored.type(np.nan)
+    read = [known.get(text) for text in texts]
+    return np.array(
+        [
+            times.from_text(text, datatype.inquired) if found is None else found
+            for text, found in zip(texts, read)
+        ],
+        datatype.stored,
+    )
