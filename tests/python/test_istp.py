@@ -298,6 +298,27 @@ def test_the_good_file_is_one_for_spacepy(good):
     assert assert_all_of_spacepy_is_found(good) == []
 
 
+def test_datasets_that_are_written_by_the_guidelines(tmp_path):
+    xarray = pytest.importorskip("xarray")
+    to_cdf = pytest.importorskip("tarvik.xarray").to_cdf
+    flux = np.array([[1, 2], [np.nan, 3], [4, 5]], "f4")
+    axes = {"Epoch": ("Epoch", HOURS[:3], about("ns")), "energy": ("energy", [1.5, 2.5], about())}
+    attrs = {**GLOBAL, **dict.fromkeys(RECOMMENDED, "x")}
+    dataset = xarray.Dataset({"flux": (("Epoch", "energy"), flux, about())}, axes, attrs)
+    path = tmp_path / NAME
+    to_cdf(dataset, path, istp=True)
+    before = path.read_bytes()
+    assert istp.check(path) == []
+    assert assert_all_of_spacepy_is_found(path) == []
+    del dataset["flux"].attrs["CATDESC"]
+    with pytest.raises(istp.ISTPError, match="flux: CATDESC is missing") as caught:
+        to_cdf(dataset, path, istp=True)
+    assert [(each.variable, each.attribute) for each in caught.value.findings] == [
+        ("flux", "CATDESC")
+    ]
+    assert path.read_bytes() == before
+
+
 @pytest.mark.parametrize(
     ("name", "rules"),
     [

@@ -13,12 +13,21 @@ from tarvik.istp.completion import complete_file
 from tarvik.istp.decisions import fill_value
 from tarvik.istp.facts import FileFacts
 from tarvik.istp.file_rules import FILE_RULES
-from tarvik.istp.findings import ERROR, WARNING, Finding, Rule, findings
+from tarvik.istp.findings import ERROR, WARNING, Finding, ISTPError, Rule, findings
 from tarvik.istp.relation_rules import RELATION_RULES
 from tarvik.istp.value_rules import VALUE_RULES
 from tarvik.istp.variable_rules import VARIABLE_RULES
 
-__all__ = ["ERROR", "RULES", "WARNING", "Finding", "check", "complete", "fill_value"]
+__all__ = [
+    "ERROR",
+    "RULES",
+    "WARNING",
+    "Finding",
+    "ISTPError",
+    "check",
+    "complete",
+    "fill_value",
+]
 
 _OF_VARIABLES = (*VARIABLE_RULES, *RELATION_RULES, *VALUE_RULES)
 RULES: tuple[Rule, ...] = (*FILE_RULES, *_OF_VARIABLES)

@@ -8,7 +8,7 @@ from typing import Any, NamedTuple
 
 from tarvik._errors import CDFError, CDFProcessError
 
-__all__ = ["ERROR", "WARNING", "Finding", "Problem", "Rule", "findings"]
+__all__ = ["ERROR", "WARNING", "Finding", "ISTPError", "Problem", "Rule", "findings"]
 
 ERROR, WARNING = "error", "warning"
 
@@ -42,6 +42,24 @@ class Finding:
     def __str__(self) -> str:
         where = "the file" if self.variable is None else self.variable
         return f"{where}: {self.message}; {self.remedy}"
+
+
+class ISTPError(ValueError):
+    """What should follow the ISTP guidelines does not.
+
+    Attributes
+    ----------
+    findings : list of Finding
+        All that was found, warnings too.
+    """
+
+    def __init__(self, findings: list[Finding]) -> None:
+        errors = [str(found) for found in findings if found.severity == ERROR]
+        words = "\n".join(
+            [f"it does not follow the ISTP guidelines; errors: {len(errors)}", *errors]
+        )
+        super().__init__(words)
+        self.findings = findings
 
 
 class Problem(NamedTuple):

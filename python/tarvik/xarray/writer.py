@@ -15,7 +15,7 @@ from tarvik._settings import storage_of
 from tarvik.attributes import OF_VALUES, Attributes
 from tarvik.datatypes import Datatype, datatype_named, datatype_of, to_stored
 from tarvik.file import File
-from tarvik.istp.decisions import fill_value
+from tarvik.istp import ERROR, ISTPError, complete, fill_value
 from tarvik.variable import Variable
 from tarvik.xarray.planning import Plan, Planned, plan, value_blocks
 
@@ -31,6 +31,7 @@ def to_cdf(
     epoch: str | None = None,
     compression: str | None = None,
     encoding: Mapping[str, Mapping[str, Any]] | None = None,
+    istp: bool = False,
 ) -> None:
     """Write a dataset as a CDF file; docs/xarray.md says what becomes of it.
 
@@ -56,6 +57,9 @@ def to_cdf(
         By variable: "datatype", "_FillValue", "compression", "pad", "sparse", "elements" (the bytes
         of texts) and "attributes" (their datatypes), where they are not to be as in the file that
         was read.
+    istp : bool
+        Whether the file has to follow the ISTP guidelines: `tarvik.istp.complete` sets the attributes
+        that follow from the data, and errors that are left are raised.
 
     Raises
     ------
@@ -63,6 +67,8 @@ def to_cdf(
         If no datatype holds the values of a variable or an attribute.
     ValueError, OverflowError
         If something of the dataset cannot be in a CDF file.
+    tarvik.istp.ISTPError
+        With `istp=True`, if something cannot be decided; its `findings` say what to set.
     FileExistsError, OSError, CDFError
         If the file cannot be written.
     """
@@ -75,10 +81,10 @@ def to_cdf(
     made = plan(
         dataset, record_dim=record_dim, epoch=epoch, compression=compression, encoding=encoding
     )
-    write(made, path, mode)
+    write(made, path, mode, istp)
 
 
-def write(made: Plan, path: str | os.PathLike, mode: str = "w") -> None:
+def write(made: Plan, path: str | os.PathLike, mode: str = "w", istp: bool = False) -> None:
     """Write what was planned; an error leaves the path as it was."""
     with File(path, mode) as file:
         for title, value in made.attrs.items():
@@ -88,6 +94,10 @@ def write(made: Plan, path: str | os.PathLike, mode: str = "w") -> None:
                 _write_variable(file, planned)
             except (TypeError, ValueError, OverflowError) as error:
                 raise type(error)(f"the variable {planned.name!r}: {error}") from None
+        if istp:
+            found = complete(file)
+            if any(each.severity == ERROR for each in found):
+                raise ISTPError(found)
 
 
 def _write_variable(file: File, planned: Planned) -> None:
