@@ -8,6 +8,14 @@
 
 #include "cdf/screen/file_records.h"
 
+// The zlib that the library itself calls, where it has the names of the bundled one: what it takes
+// out of a stream is then what the screen has seen, and the fast one decodes faster.
+extern "C" {
+[[gnu::weak]] int z_inflateInit2_(z_streamp, int windowBits, const char* version, int size);
+[[gnu::weak]] int z_inflate(z_streamp, int flush);
+[[gnu::weak]] int z_inflateEnd(z_streamp);
+}
+
 namespace tarvik::cdf {
 
 namespace {
@@ -18,15 +26,24 @@ constexpr int gzipFormat = 31;  // What zlib calls windowBits.
 class Inflater {
  public:
   Inflater() {
-    if (inflateInit2(&state, gzipFormat) != Z_OK) {
+    const auto init = isTheLibrarys_ ? z_inflateInit2_ : inflateInit2_;
+    if (init(&state, gzipFormat, ZLIB_VERSION, sizeof state) != Z_OK) {
       throw std::bad_alloc();
     }
   }
   Inflater(const Inflater&) = delete;
   Inflater& operator=(const Inflater&) = delete;
-  ~Inflater() { inflateEnd(&state); }
+  ~Inflater() { isTheLibrarys_ ? z_inflateEnd(&state) : inflateEnd(&state); }
+
+  int inflateSome() {
+    return isTheLibrarys_ ? z_inflate(&state, Z_NO_FLUSH) : inflate(&state, Z_NO_FLUSH);
+  }
 
   z_stream state = {};
+
+ private:
+  bool isTheLibrarys_ =
+      z_inflateInit2_ != nullptr && z_inflate != nullptr && z_inflateEnd != nullptr;
 };
 
 }  // namespace
@@ -53,8 +70,7 @@ Image decodeRunLengths(const Stream& stream) {
   return image;
 }
 
-// The library takes what comes out, whatever the uncompressed size says. ISA-L decodes a few
-// streams that zlib refuses, so that nothing is known of what the library would take out of those.
+// The library takes what comes out, whatever the uncompressed size says.
 Image inflateStream(const Stream& stream) {
   Image image;
   Inflater inflater;
@@ -80,7 +96,7 @@ Image inflateStream(const Stream& stream) {
     }
     state.next_out = image.bytes.data() + filled;
     state.avail_out = static_cast<uInt>(image.bytes.size() - filled);
-    result = inflate(&state, Z_NO_FLUSH);
+    result = inflater.inflateSome();
     filled = image.bytes.size() - state.avail_out;
   }
   image.bytes.resize(filled);

@@ -26,7 +26,7 @@ struct Image {
   bool isWhole = false;
   /// The library crashes in decoding the data.
   bool isDangerous = false;
-  /// zlib refuses the data.
+  /// They cannot be decoded.
   bool isRefused = false;
 };
 
