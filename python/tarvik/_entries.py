@@ -4,7 +4,8 @@ from __future__ import annotations
 
 from collections.abc import Sequence
 from contextlib import suppress
-from dataclasses import dataclass, field
+from dataclasses import dataclass
+from functools import cached_property, partial
 from itertools import chain
 from typing import Any, Callable
 
@@ -17,10 +18,16 @@ from tarvik.datatypes import DATATYPES, Datatype, datatype_named, decode_text, t
 __all__ = ["GLOBAL", "VARIABLE", "Attribute", "Entry", "read_attributes"]
 
 _Call = Callable[..., Any]
+_Read = Callable[["dict[int, Entry]", "dict[int, Entry]"], None]
+# Numbers of variables that have entries, by the last one and how many there are.
+_Usual = dict[tuple[int, int], list[int]]
 
 GLOBAL, VARIABLE = "GLOBAL_SCOPE", "VARIABLE_SCOPE"
 _TEXT = DATATYPES["CDF_CHAR"]
 _MOST_TRIED = 10_000
+# What inquires and reads entries.
+_OF_FILE = "inquireAttrgEntry", "getAttrgEntry"
+_OF_VARIABLES = "inquireAttrEntry", "getAttrEntry"
 
 
 @dataclass(frozen=True)
@@ -85,30 +92,59 @@ class Entry:
         return values[0] if values.size == 1 else values
 
 
-@dataclass
 class Attribute:
     """An attribute with its entries: those of the file by number, the others by variable.
 
-    Attributes
+    The entries are read when they are first asked for.
+
+    Parameters
     ----------
     number : int
     name : str
     scope : str
         `GLOBAL` or `VARIABLE`; old files have others, which say that it was guessed.
-    of_file, of_variables : dict of int to Entry
-    problem : CDFError or None
-        Why it could not be read.
+    read : callable, optional
+        Puts the entries into two dicts; without it there are none.
+
+    Attributes
+    ----------
     dropped : bool
         Whether all entries were deleted: it is left out when the file is made anew.
     """
 
-    number: int
-    name: str
-    scope: str
-    of_file: dict[int, Entry] = field(default_factory=dict)
-    of_variables: dict[int, Entry] = field(default_factory=dict)
-    problem: CDFError | None = None
-    dropped: bool = False
+    def __init__(self, number: int, name: str, scope: str, read: _Read | None = None) -> None:
+        self.number, self.name, self.scope = number, name, scope
+        self.dropped = False
+        self._read = read
+
+    @cached_property
+    def _found(self) -> tuple[dict[int, Entry], dict[int, Entry], CDFError | None]:
+        of_file: dict[int, Entry] = {}
+        of_variables: dict[int, Entry] = {}
+        problem = None
+        try:
+            if self._read is not None:
+                self._read(of_file, of_variables)
+        except CDFProcessError:
+            raise
+        except CDFError as error:
+            problem = error
+        return of_file, of_variables, problem
+
+    @property
+    def of_file(self) -> dict[int, Entry]:
+        """The entries of the file by number."""
+        return self._found[0]
+
+    @property
+    def of_variables(self) -> dict[int, Entry]:
+        """The entries of variables by the variable's number."""
+        return self._found[1]
+
+    @property
+    def problem(self) -> CDFError | None:
+        """Why it could not be read, or not all of it."""
+        return self._found[2]
 
     @property
     def is_cut(self) -> bool:
@@ -120,48 +156,57 @@ class Attribute:
         return self.scope.startswith("GLOBAL")
 
 
-def read_attributes(call: _Call, file: Any) -> dict[str, Attribute]:
-    """Read all attributes of a file with their entries, in the file's order."""
-    count = int(call("inquire", file)[4])
-    usual: dict[tuple[int, int], list[int]] = {}
-    found = [_read_attribute(call, file, number, usual) for number in range(count)]
+def read_attributes(call: _Call, identifier: Callable[[], Any]) -> dict[str, Attribute]:
+    """Find all attributes of a file, in the file's order.
+
+    Parameters
+    ----------
+    call : callable
+        What calls an operation.
+    identifier : callable
+        Gives the file's identifier, also later, when entries are read.
+    """
+    usual: _Usual = {}
+    found = [
+        _inquired(call, identifier, number, usual)
+        for number in range(int(call("inquire", identifier())[4]))
+    ]
     return {attribute.name: attribute for attribute in found}
 
 
-def _read_attribute(
-    call: _Call, file: Any, number: int, usual: dict[tuple[int, int], list[int]]
-) -> Attribute:
-    attribute = Attribute(number, "", VARIABLE)
+def _inquired(call: _Call, identifier: Callable[[], Any], number: int, usual: _Usual) -> Attribute:
     try:
-        _inquire(call, file, attribute, usual)
+        name, scope, *ends = call("inquireAttr", identifier(), number)
     except CDFProcessError:
         raise
     except CDFError as error:
-        attribute.problem = error
-        attribute.name = attribute.name or call("getAttrName", file, number)
-    return attribute
-
-
-def _inquire(
-    call: _Call, file: Any, attribute: Attribute, usual: dict[tuple[int, int], list[int]]
-) -> None:
-    number = attribute.number
-    attribute.name, attribute.scope, *ends = call("inquireAttr", file, number)
+        name = call("getAttrName", identifier(), number)
+        return Attribute(number, name, VARIABLE, partial(_refuse, error))
     last, last_of_variable = map(int, ends)
-    if last >= 0:
-        count = int(call("getNumAttrgEntries", file, number))
-        attribute.of_file = _read_entries(call, (file, number), "g", last, count)
-    if last_of_variable >= 0:
-        count = int(call("getNumAttrEntries", file, number))
-        first = usual.get((last_of_variable, count), [])
-        found = _read_entries(call, (file, number), "", last_of_variable, count, first)
-        attribute.of_variables, usual[last_of_variable, count] = found, list(found)
+
+    def read(of_file: dict[int, Entry], of_variables: dict[int, Entry]) -> None:
+        place = identifier(), number
+        if last >= 0:
+            count = int(call("getNumAttrgEntries", *place))
+            of_file.update(_read_entries(call, place, _OF_FILE, last, count))
+        if last_of_variable >= 0:
+            count = int(call("getNumAttrEntries", *place))
+            first = usual.get((last_of_variable, count), [])
+            found = _read_entries(call, place, _OF_VARIABLES, last_of_variable, count, first)
+            of_variables.update(found)
+            usual[last_of_variable, count] = list(found)
+
+    return Attribute(number, name, scope, read)
+
+
+def _refuse(error: CDFError, *_: Any) -> None:
+    raise error
 
 
 def _read_entries(
     call: _Call,
     attribute: tuple[Any, int],
-    kind: str,
+    operations: tuple[str, str],
     last: int,
     count: int,
     first: Sequence[int] = (),
@@ -186,7 +231,7 @@ def _read_entries(
             break
         if number not in found:
             with suppress(KeyError):  # there need not be one of each number
-                found[number] = _read_entry(call, (*attribute, number), kind)
+                found[number] = _read_entry(call, (*attribute, number), operations)
     if len(found) < count and last > 2 * _MOST_TRIED:
         missing = count - len(found)
         raise CDFError(
@@ -196,12 +241,13 @@ def _read_entries(
     return dict(sorted(found.items()))
 
 
-def _read_entry(call: _Call, place: tuple[Any, int, int], kind: str) -> Entry:
+def _read_entry(call: _Call, place: tuple[Any, int, int], operations: tuple[str, str]) -> Entry:
+    inquire, get = operations
     datatype, elements = _TEXT, 0
     try:
-        name, found = call(f"inquireAttr{kind}Entry", *place)
+        name, found = call(inquire, *place)
         datatype, elements = datatype_named(name), int(found)
-        return Entry(datatype, call(f"getAttr{kind}Entry", *place), elements)
+        return Entry(datatype, call(get, *place), elements)
     except (CDFProcessError, KeyError):
         raise
     except CDFError as error:

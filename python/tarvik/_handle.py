@@ -69,10 +69,10 @@ class Handle:
 
     @property
     def _attributes(self) -> dict[str, Attribute]:
-        """All attributes, which are read at once when one is first asked for."""
+        """All attributes; they are found at once when one is first asked for."""
         self.id  # noqa: B018  raises for a closed file
         if self._known_attributes is None:
-            self._known_attributes = read_attributes(self._call, self.id)
+            self._known_attributes = read_attributes(self._call, lambda: self.id)
         return self._known_attributes
 
     def _create_attribute(self, name: str, scope: str) -> Attribute:
