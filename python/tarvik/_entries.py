@@ -5,7 +5,7 @@ from __future__ import annotations
 from collections.abc import Sequence
 from contextlib import suppress
 from dataclasses import dataclass
-from functools import cached_property, partial
+from functools import cached_property
 from itertools import chain
 from typing import Any, Callable
 
@@ -18,8 +18,7 @@ from tarvik.datatypes import DATATYPES, Datatype, datatype_named, decode_text, t
 __all__ = ["GLOBAL", "VARIABLE", "Attribute", "Entry", "read_attributes"]
 
 _Call = Callable[..., Any]
-_Read = Callable[["dict[int, Entry]", "dict[int, Entry]"], None]
-# Numbers of variables that have entries, by the last one and how many there are.
+_Identifier = Callable[[], Any]
 _Usual = dict[tuple[int, int], list[int]]
 
 GLOBAL, VARIABLE = "GLOBAL_SCOPE", "VARIABLE_SCOPE"
@@ -103,8 +102,10 @@ class Attribute:
     name : str
     scope : str
         `GLOBAL` or `VARIABLE`; old files have others, which say that it was guessed.
-    read : callable, optional
-        Puts the entries into two dicts; without it there are none.
+    stored : Stored, optional
+        The entries in the file; without it there are none.
+    refused : CDFError, optional
+        Why it could not be read.
 
     Attributes
     ----------
@@ -112,19 +113,27 @@ class Attribute:
         Whether all entries were deleted: it is left out when the file is made anew.
     """
 
-    def __init__(self, number: int, name: str, scope: str, read: _Read | None = None) -> None:
+    def __init__(
+        self,
+        number: int,
+        name: str,
+        scope: str,
+        stored: Stored | None = None,
+        refused: CDFError | None = None,
+    ) -> None:
         self.number, self.name, self.scope = number, name, scope
         self.dropped = False
-        self._read = read
+        self._stored, self._refused = stored, refused
+        self._alone: dict[int, Entry | None] = {}  # those that were read without the others
 
     @cached_property
     def _found(self) -> tuple[dict[int, Entry], dict[int, Entry], CDFError | None]:
         of_file: dict[int, Entry] = {}
         of_variables: dict[int, Entry] = {}
-        problem = None
+        problem = self._refused
         try:
-            if self._read is not None:
-                self._read(of_file, of_variables)
+            if self._stored is not None:
+                self._stored.read(of_file, of_variables)
         except CDFProcessError:
             raise
         except CDFError as error:
@@ -155,8 +164,61 @@ class Attribute:
     def is_global(self) -> bool:
         return self.scope.startswith("GLOBAL")
 
+    def entry_of(self, variable: int) -> Entry | None:
+        """The entry of a variable, without reading those of others; None if there is none."""
+        if self._stored is None or "_found" in vars(self):
+            return self.of_variables.get(variable)
+        if variable not in self._alone:
+            self._alone[variable] = self._stored.entry_of(variable)
+        return self._alone[variable]
 
-def read_attributes(call: _Call, identifier: Callable[[], Any]) -> dict[str, Attribute]:
+
+class Stored:
+    """The entries of one attribute in a file.
+
+    Parameters
+    ----------
+    call : callable
+        What calls an operation.
+    identifier : callable
+        Gives the file's identifier.
+    numbers : tuple of int
+        The attribute's, and those of the last entries of the file and of variables; -1 for none.
+    usual : dict
+        Numbers of variables that have entries of other attributes, by the last one and how many
+        there are.
+    """
+
+    def __init__(
+        self, call: _Call, identifier: _Identifier, numbers: tuple[int, int, int], usual: _Usual
+    ) -> None:
+        self._call, self._identifier, self._usual = call, identifier, usual
+        self._number, self._last, self._last_of_variable = numbers
+
+    def read(self, of_file: dict[int, Entry], of_variables: dict[int, Entry]) -> None:
+        """Read all entries; those that come before one that cannot be found stay."""
+        call, place = self._call, (self._identifier(), self._number)
+        if self._last >= 0:
+            count = int(call("getNumAttrgEntries", *place))
+            of_file.update(_read_entries(call, place, _OF_FILE, self._last, count))
+        last = self._last_of_variable
+        if last >= 0:
+            count = int(call("getNumAttrEntries", *place))
+            first = self._usual.get((last, count), [])
+            of_variables.update(_read_entries(call, place, _OF_VARIABLES, last, count, first))
+            self._usual[last, count] = list(of_variables)
+
+    def entry_of(self, variable: int) -> Entry | None:
+        if variable > self._last_of_variable:
+            return None
+        place = self._identifier(), self._number, variable
+        try:
+            return _read_entry(self._call, place, _OF_VARIABLES)
+        except KeyError:
+            return None
+
+
+def read_attributes(call: _Call, identifier: _Identifier) -> dict[str, Attribute]:
     """Find all attributes of a file, in the file's order.
 
     Parameters
@@ -174,33 +236,16 @@ def read_attributes(call: _Call, identifier: Callable[[], Any]) -> dict[str, Att
     return {attribute.name: attribute for attribute in found}
 
 
-def _inquired(call: _Call, identifier: Callable[[], Any], number: int, usual: _Usual) -> Attribute:
+def _inquired(call: _Call, identifier: _Identifier, number: int, usual: _Usual) -> Attribute:
+    file = identifier()
     try:
-        name, scope, *ends = call("inquireAttr", identifier(), number)
+        name, scope, last, last_of_variable = call("inquireAttr", file, number)
     except CDFProcessError:
         raise
     except CDFError as error:
-        name = call("getAttrName", identifier(), number)
-        return Attribute(number, name, VARIABLE, partial(_refuse, error))
-    last, last_of_variable = map(int, ends)
-
-    def read(of_file: dict[int, Entry], of_variables: dict[int, Entry]) -> None:
-        place = identifier(), number
-        if last >= 0:
-            count = int(call("getNumAttrgEntries", *place))
-            of_file.update(_read_entries(call, place, _OF_FILE, last, count))
-        if last_of_variable >= 0:
-            count = int(call("getNumAttrEntries", *place))
-            first = usual.get((last_of_variable, count), [])
-            found = _read_entries(call, place, _OF_VARIABLES, last_of_variable, count, first)
-            of_variables.update(found)
-            usual[last_of_variable, count] = list(found)
-
-    return Attribute(number, name, scope, read)
-
-
-def _refuse(error: CDFError, *_: Any) -> None:
-    raise error
+        return Attribute(number, call("getAttrName", file, number), VARIABLE, refused=error)
+    stored = Stored(call, identifier, (number, int(last), int(last_of_variable)), usual)
+    return Attribute(number, name, scope, stored)
 
 
 def _read_entries(

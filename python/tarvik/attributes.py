@@ -99,7 +99,11 @@ class Attributes(MutableMapping):
         return values[0] if len(values) == 1 else values
 
     def __iter__(self) -> Iterator[str]:
-        return iter([name for name in self._file._attributes if self._entries(name)])
+        attributes = self._file._attributes.items()
+        if self._variable is None:
+            return iter([name for name, found in attributes if found.of_file])
+        number = self._variable.number
+        return iter([name for name, found in attributes if number in found.of_variables])
 
     def __len__(self) -> int:
         return sum(1 for _ in self)
@@ -231,7 +235,7 @@ class Attributes(MutableMapping):
             return {}
         if self._variable is None:
             return dict(sorted(attribute.of_file.items()))
-        entry = attribute.of_variables.get(self._variable.number)
+        entry = attribute.entry_of(self._variable.number)
         return {} if entry is None else {self._variable.number: entry}
 
     def _entry(self, name: str) -> Entry | None:
