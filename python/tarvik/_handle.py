@@ -7,7 +7,7 @@ from contextlib import AbstractContextManager
 from typing import Any
 
 from tarvik._entries import Attribute, Entry, read_attributes
-from tarvik._gateway import Gateway
+from tarvik._plugin import Plugin
 from tarvik.transaction import Transaction
 
 __all__ = ["Handle"]
@@ -20,7 +20,7 @@ class Handle:
     mode: str
     _call: Any
     _id: Any
-    _gateway: Gateway | None
+    _gateway: Plugin | None
     _row_major: bool
     _transaction: Transaction | None
     _in_place: bool

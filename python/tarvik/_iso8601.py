@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import numpy as np
 
-from tarvik import ops
+from tarvik._plugin import call
 from tarvik.datatypes import Datatype
 
 __all__ = ["as_text"]
@@ -37,13 +37,13 @@ def as_text(stored: np.ndarray, datatype: Datatype) -> np.ndarray:
 
 
 def _epoch16_parts(times: np.ndarray) -> np.ndarray:
-    return ops.call("epoch16Breakdown", np.asfortranarray([times.real, times.imag]))
+    return call("epoch16Breakdown", np.asfortranarray([times.real, times.imag]))
 
 
 _BREAKDOWNS = {
-    "CDF_EPOCH": lambda times: ops.call("epochBreakdown", times),
+    "CDF_EPOCH": lambda times: call("epochBreakdown", times),
     "CDF_EPOCH16": _epoch16_parts,
-    "CDF_TIME_TT2000": lambda times: ops.call("tt2000Breakdown", times),
+    "CDF_TIME_TT2000": lambda times: call("tt2000Breakdown", times),
 }
 
 

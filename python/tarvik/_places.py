@@ -11,8 +11,8 @@ import stat
 import tempfile
 from typing import Any
 
-from tarvik import ops
 from tarvik._errors import CDFError
+from tarvik._plugin import call
 
 _EXTENSIONS = (".cdf", ".CDF")  # in the order in which the library tries them
 
@@ -84,8 +84,8 @@ def files_of_variables(path: str) -> list[str]:
 
 def _is_of_several(path: str) -> bool:
     try:
-        with ops.call("open", os.fsencode(path)) as file:
-            return ops.call("getFormat", file) == "MULTI_FILE"
+        with call("open", os.fsencode(path)) as file:
+            return call("getFormat", file) == "MULTI_FILE"
     except CDFError:
         return False
 

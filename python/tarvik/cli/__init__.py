@@ -9,10 +9,10 @@ from pathlib import Path
 import click
 
 from tarvik import __version__
+from tarvik._plugin import call
 from tarvik._text import visible
 from tarvik.cli.commands import COMMANDS
 from tarvik.cli.errors import INTERRUPTED, NO_READER, WRONG_FILE, Failure, complain, say
-from tarvik.ops import call
 
 
 def main():

@@ -2,7 +2,8 @@
 
 from contextlib import contextmanager, nullcontext
 
-from tarvik import File, Gateway
+from tarvik import File
+from tarvik._plugin import Plugin
 from tarvik.cli.errors import about
 
 
@@ -15,4 +16,4 @@ def opened(path, gateway=None):
 
 def for_strangers(in_process):
     """Give an isolated gateway, whose process starts meanwhile, unless that is not wanted."""
-    return nullcontext() if in_process else Gateway(isolated=True)
+    return nullcontext() if in_process else Plugin(isolated=True)
