@@ -55,8 +55,8 @@ def _isolated(command):
 @click.option(
     "--with", "having", metavar="NAME", type=VARIABLE, help="Only files with this variable."
 )
-@_isolated
-def list_(files, having):
+@in_process
+def list_(files, having, in_process):
     """List files and their variables, in a line each.
 
     \b
@@ -71,7 +71,7 @@ def list_(files, having):
     """
     from tarvik.cli.ls import list_files
 
-    return partial(list_files, files, having)
+    return partial(list_files, files, having, in_process)
 
 
 @click.command()

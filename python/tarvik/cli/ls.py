@@ -6,6 +6,7 @@ import numpy as np
 
 from tarvik import CDFError, CDFProcessError, Variable
 from tarvik._text import counted, visible
+from tarvik.cli.apart import for_each_file_apart
 from tarvik.cli.errors import for_each_file
 from tarvik.cli.files import opened
 
@@ -13,7 +14,7 @@ _MOST_TIMES = 4_000_000  # that are read; of more the first and the last one cou
 _UNITS = ("bytes", "kB", "MB", "GB", "TB")
 
 
-def list_files(paths, having=None, gateway=None):
+def list_files(paths, having=None, in_process=False):
     """List files on stdout; return the exit code.
 
     Parameters
@@ -21,19 +22,20 @@ def list_files(paths, having=None, gateway=None):
     paths : sequence of str
     having : str, optional
         Only files that have this variable are listed.
-    gateway : tarvik.Gateway, optional
-        What the files are read through.
+    in_process : bool
+        Whether a file that crashes the CDF library may end this process.
     """
 
     def work(path):
         lines = []
-        with opened(path, gateway) as file:
+        with opened(path) as file:
             if having is None or having in file:
                 lines = [_facts(file), *_lines([_row(found) for found in file._listed()])]
         for line in lines:
             print(line)
 
-    return for_each_file(paths, work)
+    for_each = for_each_file if in_process else for_each_file_apart
+    return for_each(paths, work)
 
 
 def _facts(file):
