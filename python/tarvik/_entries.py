@@ -111,6 +111,8 @@ class Attribute:
     ----------
     dropped : bool
         Whether all entries were deleted: it is left out when the file is made anew.
+    refused : CDFError or None
+        As above.
     """
 
     def __init__(
@@ -123,14 +125,14 @@ class Attribute:
     ) -> None:
         self.number, self.name, self.scope = number, name, scope
         self.dropped = False
-        self._stored, self._refused = stored, refused
+        self._stored, self.refused = stored, refused
         self._alone: dict[int, Entry | None] = {}  # those that were read without the others
 
     @cached_property
     def _found(self) -> tuple[dict[int, Entry], dict[int, Entry], CDFError | None]:
         of_file: dict[int, Entry] = {}
         of_variables: dict[int, Entry] = {}
-        problem = self._refused
+        problem = self.refused
         try:
             if self._stored is not None:
                 self._stored.read(of_file, of_variables)

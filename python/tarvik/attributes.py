@@ -98,6 +98,16 @@ class Attributes(MutableMapping):
         values = [entry.to_user() for entry in entries.values()]
         return values[0] if len(values) == 1 else values
 
+    def get(self, name: str, default: Any = None) -> Any:
+        """The value of an attribute, or a default where there is none."""
+        # `self[name]` would look for similar names, and read all attributes for that.
+        attribute = self._file._attributes.get(name)
+        refused = attribute is not None and attribute.refused is not None
+        return self[name] if refused or self._entries(name) else default
+
+    def __contains__(self, name: object) -> bool:
+        return isinstance(name, str) and self.get(name, self) is not self
+
     def __iter__(self) -> Iterator[str]:
         attributes = self._file._attributes.items()
         if self._variable is None:
