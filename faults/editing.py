@@ -28,8 +28,6 @@ def edit(path, seed):
         with File(copy, "r+") as file:
             before = _contents(file)
             EDITS[name](file, before, chance)
-    except CDFProcessError:
-        raise
     except Exception as error:
         if copy.read_bytes() != path.read_bytes():
             return Outcome("lost", [f"{name}: the file changed although it failed: {where(error)}"])

@@ -8,6 +8,7 @@ import argparse
 import json
 import os
 import platform
+import runpy
 import subprocess
 import sys
 import tempfile
@@ -15,6 +16,7 @@ import time
 from dataclasses import dataclass
 from pathlib import Path
 
+import commands
 import damage
 import writers
 from tarvik import ops
@@ -62,15 +64,19 @@ class Given:
         return [*self.files, writers.file_of("plain", Path(self.folder, "own.cdf"))]
 
 
+_TESTS = Path(__file__).parents[1] / "tests/python"
 COUNTS = {
     "calls": 5_000_000,
     "in process": 60_000,
     "isolated": 60_000,
     "structures": 20_000,
+    "commands": 20_000,
+    "sequences": 10_000,
+    "processes": 2_000,
     "checksum": 20_000,
     "opening": 51,
     "killed": 20,
-    "full disk": 20,
+    "full disk": 64,
     "copies": 20,
     "opens": 10_000,
 }
@@ -81,6 +87,9 @@ TRIALS = {
     "structures": lambda given, count: damage.in_structures(
         given.files, count, given.folder, given.keep
     ),
+    "commands": lambda given, count: commands.with_damage(given.files, count, given.folder),
+    "sequences": lambda _given, count: _sequences(count),
+    "processes": lambda _given, count: _processes(count),
     "checksum": lambda given, count: damage.with_checksum(given.with_own(), count, given.folder),
     "opening": lambda given, count: damage.opening(given.files, count),
     "killed": lambda given, count: writers.killed(count, given.folder),
@@ -97,6 +106,35 @@ def _fuzz(fuzzer, calls):
         [fuzzer, "--calls", str(calls)], stdout=subprocess.PIPE, text=True, check=False
     )
     return json.loads(finished.stdout)
+
+
+def _sequences(count):
+    """Edits of `File` held against a model and another reader."""
+    finished = _with_tests(["test_file_model.py", str(count)], {})
+    return json.loads(finished.stdout.splitlines()[-1])
+
+
+def _processes(count):
+    """Interruptions of calls of an isolated gateway, and worker processes that misbehave."""
+    finished = _with_tests(
+        ["-m", "pytest", "-q", "-p", "no:cacheprovider", "test_hostile.py"],
+        {"TARVIK_INTERRUPTIONS": str(count)},
+    )
+    ways = len(runpy.run_path(_TESTS / "hostile.py")["WAYS"])
+    passed = finished.returncode == 0
+    return {"interruptions": count, "ways": ways, "passed": passed, "said": finished.stdout[-2000:]}
+
+
+def _with_tests(arguments, environment):
+    """Run Python where the tests are."""
+    return subprocess.run(
+        [sys.executable, *arguments],
+        stdout=subprocess.PIPE,
+        cwd=_TESTS,
+        env={**os.environ, **environment},
+        text=True,
+        check=False,
+    )
 
 
 def _versions():

@@ -73,7 +73,9 @@ def read(path, gateway=None):
             ending = "read"
             take(_of_file, file)
     except CDFProcessError as error:
-        ending = "hung" if error.tag == "timeLimitExceeded" else "crashed"
+        # Without a gateway, a file that may crash the library is read in a process of its own.
+        hung = error.tag == "timeLimitExceeded"
+        ending = "hung" if hung else "crashed" if gateway else "refused"
         problems = [str(error)]
     except CDFError as error:
         problems.append(str(error))

@@ -21,6 +21,7 @@ _RECORDS = 500  # for each close
 _EARLIER = _CLOSES * _RECORDS
 _ENDLESS = 1_000_000  # closes
 _WAYS = tuple(itertools.product(writing.HOWS, writing.KINDS))
+_LAST_BYTES = 64
 _LONGEST = 1  # seconds that a writer lives
 _DOING = {"begun": "appending", "appended": "closing", "closed": "opening"}  # after it said so
 _PROGRAM = Path(writing.__file__)
@@ -96,7 +97,10 @@ _DISKS = {
 
 
 def full_disk(steps, folder):
-    """Let disks be full, in steps from what the files have to what they would need."""
+    """Let disks be full, in steps from what the files have to what they would need.
+
+    A limit of a file's size is also tried at each of the last bytes.
+    """
     return [
         _full_disk(disk, mode, how, kind, steps, Path(folder))
         for disk in _DISKS
@@ -120,11 +124,14 @@ def _full_disk(disk, mode, how, kind, steps, folder):
     room = _size_of_whole(path, before, task) - least
     if how == "transaction" and disk == "file system":
         room += least  # the old file stays beside the new one
-    result = {"disk": disk, "mode": mode, "how": how, "kind": kind, "steps": steps}
+    sizes = [least + room * step // steps for step in range(steps)]
+    if disk == "limit":
+        sizes += [least + room - missing for missing in range(min(_LAST_BYTES, steps), 0, -1)]
+    result = {"disk": disk, "mode": mode, "how": how, "kind": kind, "steps": len(sizes)}
     result |= {"reported": collections.Counter(), "silent": 0, "kept": []}
-    for step in range(steps):
+    for size in sizes:
         _prepare(path, before, earlier)
-        with _DISKS[disk](path, least + room * step // steps, *task) as writer:
+        with _DISKS[disk](path, size, *task) as writer:
             word = writer.stdout.read().splitlines()[-1]
         if word == "closed":
             result["silent"] += writing.readable(path, earlier + _EARLIER)[0] < 1

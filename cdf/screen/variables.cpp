@@ -14,6 +14,7 @@ constexpr std::int64_t largest = std::numeric_limits<std::int32_t>::max();
 constexpr std::int32_t mostDimensions = CDF_MAX_DIMS;
 constexpr std::int32_t COMPRESSED = 4;  // of a variable's flags
 constexpr std::int64_t nowhere = -1;
+constexpr std::int64_t gzipTrailer = 8;  // A checksum, then the length of the data.
 /// The library gives an index another level about each time that its parts triple.
 constexpr int mostLevels = 64;
 
@@ -41,8 +42,8 @@ std::int64_t recordBytes(std::int32_t datatype, std::int32_t numElements, Dimens
 /// that a block says it has.
 class Index {
  public:
-  Index(FileRecords& records, std::int64_t recordBytes, bool isCompressed, std::int64_t tail)
-      : records_(records), recordBytes_(recordBytes), isCompressed_(isCompressed), tail_(tail) {}
+  Index(FileRecords& records, std::int64_t recordBytes, std::int32_t compression, std::int64_t tail)
+      : records_(records), recordBytes_(recordBytes), compression_(compression), tail_(tail) {}
 
   /// Both ends are 0 or -1 where there is no index; else the tail is one of its parts.
   bool fits(std::int64_t head) {
@@ -64,7 +65,7 @@ class Index {
     Fields fields = records_.contentAt(place).skipOffsets(1);
     const std::int32_t numEntries = fields.number();
     const std::int32_t numUsed = fields.number();
-    if (numUsed < 0 || numUsed > numEntries) {
+    if (numUsed < 1 || numUsed > numEntries) {
       return false;
     }
     const auto entries = static_cast<std::uint64_t>(numEntries);
@@ -91,17 +92,36 @@ class Index {
         return numRecords <= largest &&
                records_.isRoom(place, records_.headSize() + numRecords * recordBytes_);
       case RecordType::CVVR:
-        return isCompressed_ &&
+        return compression_ != NO_COMPRESSION &&
                numRecords * recordBytes_ / mostInflation <= records_.sizeAt(place) &&
-               records_.isRoom(place, records_.headSize());
+               records_.isRoom(place, records_.headSize()) &&
+               (compression_ != GZIP_COMPRESSION ||
+                gzipLengthFits(place, numRecords * recordBytes_));
       default:
         return false;
     }
   }
 
+  // The library takes a block of another length than its records have for damaged only when it
+  // reads the block; an edit of the file is lost by then.
+  bool gzipLengthFits(std::int64_t place, std::int64_t bytes) {
+    Fields fields = records_.contentAt(place).skipNumbers(1);
+    const std::int64_t size = fields.offset();
+    const std::int64_t headSize = records_.headSize() + (records_.isWide() ? 12 : 8);
+    if (size < gzipTrailer || size > records_.sizeAt(place) - headSize) {
+      return false;
+    }
+    fields.skip(static_cast<std::uint64_t>(size) - 4);
+    std::uint32_t length = 0;
+    for (unsigned shift = 0; shift < 32; shift += 8) {
+      length |= static_cast<std::uint32_t>(fields.byte()) << shift;
+    }
+    return length == static_cast<std::uint32_t>(bytes);
+  }
+
   FileRecords& records_;
   std::int64_t recordBytes_;
-  bool isCompressed_;
+  std::int32_t compression_;
   std::int64_t tail_;
   bool tailSeen_ = false;
 };
@@ -134,7 +154,9 @@ bool variableFits(FileRecords& records, Fields fields, const Chain& chain,
          (isCompressed ? blockingFactor <= largest / bytes &&
                              records.standsShared(parameters, RecordType::CPR)
                        : parameters == 0 || parameters == nowhere) &&
-         Index(records, bytes, isCompressed, indexTail).fits(indexHead);
+         Index(records, bytes,
+               isCompressed ? records.contentAt(parameters).number() : NO_COMPRESSION, indexTail)
+             .fits(indexHead);
 }
 
 }  // namespace

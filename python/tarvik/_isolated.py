@@ -3,11 +3,14 @@
 import _thread
 import contextlib
 import itertools
+import math
 import os
 import signal
 import sys
 import threading
+import time
 import weakref
+from typing import NamedTuple
 
 import numpy as np
 
@@ -43,6 +46,13 @@ _LOST = (
 _all: "weakref.WeakSet[Remote]" = weakref.WeakSet()
 
 
+class Period(NamedTuple):
+    """A time limit for several calls: its seconds, and its end as a time of `time.monotonic`."""
+
+    seconds: float
+    end: float
+
+
 class Remote:
     """Answers the calls of one gateway through a process, which is started anew after its end.
 
@@ -54,9 +64,15 @@ class Remote:
     plugin : str
     limit : float or None
         The seconds that a call may last.
+
+    Attributes
+    ----------
+    period : Period
+        The time that all calls have together.
     """
 
     _child = None
+    period = Period(math.inf, math.inf)
 
     def __init__(self, plugin, limit):
         self._gone = False
@@ -77,6 +93,12 @@ class Remote:
         if self._child:
             with contextlib.suppress(CDFProcessError):
                 self._turn.run(self._end)
+
+    def limit_all(self, seconds):
+        """Set the time that the calls from now on have together; give what it was before."""
+        before, end = self.period, time.monotonic() + seconds
+        self.period = min(before, Period(seconds, end), key=lambda period: period.end)
+        return before
 
     @property
     def pid(self):
@@ -230,7 +252,10 @@ class Remote:
                 self._ask(task, inputs)
             return self._answer(inputs)
         except LateError:
-            what = f"had not finished {{}} after {self._child.limit:g} s and was ended."
+            spent = self._child.deadline >= self.period.end
+            seconds = self.period.seconds if spent else self._child.limit
+            limit = f"{seconds:g} s{' for all calls' * spent}"
+            what = f"had not finished {{}} after {limit} and was ended."
             self._give_up("VORLAN:timeLimitExceeded", what, arguments)
         except MessageError as error:
             what = f"gave an answer to {{}} that is none ({_shown(str(error))}) and was ended."
@@ -241,7 +266,7 @@ class Remote:
     def _ask(self, task, inputs):
         number, parts = _UNLOAD if task == "unload" else next(self._numbers), []
         document = to_request((number, task, [describe(value, parts) for value in inputs]))
-        self._child.ask(number, document, parts)
+        self._child.ask(number, document, parts, self.period.end)
 
     def _answer(self, inputs=None):
         """Wait for the answer that is due next; the request's inputs tell what it may be."""

@@ -11,9 +11,11 @@ import stat
 import tempfile
 from typing import Any
 
-from tarvik._errors import CDFError
-from tarvik._plugin import call
+from tarvik import constants
 
+_MARK_3, _MARK_COMPRESSED = bytes.fromhex("cdf30001"), bytes.fromhex("cccc0001")
+_HUFFMAN = (constants.HUFF_COMPRESSION, constants.AHUFF_COMPRESSION)
+_MOST_BYTES = (1 << 63) - 1  # of a file
 _EXTENSIONS = (".cdf", ".CDF")  # in the order in which the library tries them
 
 
@@ -71,22 +73,33 @@ def new_path(path: str) -> str:
 
 
 def files_of_variables(path: str) -> list[str]:
-    """The files that hold the variables of a CDF file of several files."""
+    """The files beside a CDF file whose names are those of files of its variables."""
     folder, name = os.path.split(path)
     own = re.compile(re.escape(name[:-4]) + r"\.[vz]\d+", re.IGNORECASE)
     if not path.endswith(_EXTENSIONS):
         return []
-    found = [
+    return sorted(
         os.path.join(folder, other) for other in os.listdir(folder or ".") if own.fullmatch(other)
-    ]
-    return sorted(found) if found and _is_of_several(path) else []
+    )
 
 
-def _is_of_several(path: str) -> bool:
+def is_huffman_coded(path: str) -> bool:
+    """Whether a file is compressed as a whole with Huffman codes, adaptive ones or not.
+
+    Nothing inside such a file is checked before the library uses it.
+    """
     try:
-        with call("open", os.fsencode(path)) as file:
-            return call("getFormat", file) == "MULTI_FILE"
-    except CDFError:
+        descriptor = os.open(path, os.O_RDONLY | os.O_NONBLOCK | os.O_CLOEXEC)
+        with open(descriptor, "rb") as file:
+            marks = file.read(8)
+            if marks[4:] != _MARK_COMPRESSED:
+                return False
+            width = 8 if marks[:4] == _MARK_3 else 4
+            # A record has its size and type first; that at the start leads to the parameters.
+            place = int.from_bytes(file.read(2 * width + 4)[-width:], "big")
+            file.seek(min(place, _MOST_BYTES))
+            return int.from_bytes(file.read(width + 8)[-4:], "big") in _HUFFMAN
+    except (OSError, TypeError):  # TypeError: a pipe without a writer
         return False
 
 

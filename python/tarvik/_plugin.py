@@ -1,5 +1,6 @@
 """A loaded plug-in, and the one that the package shares."""
 
+import contextlib
 import os
 import threading
 
@@ -23,8 +24,8 @@ class Plugin(_host.Gateway):
         self.plugin = EXTENDED_PLUGIN if plugin is None else os.fspath(plugin)
         self._remote = None
         if isolated:
-            if limit is not None and not 0 < limit < threading.TIMEOUT_MAX:
-                raise ValueError(f"{limit!r} is no time limit in seconds")
+            if limit is not None:
+                _check_seconds(limit)
             from tarvik._isolated import Remote
 
             self._remote = Remote(self.plugin, limit)
@@ -51,6 +52,30 @@ class Plugin(_host.Gateway):
         """The process of an isolated gateway; None while there is none."""
         return self._remote and self._remote.pid
 
+    @contextlib.contextmanager
+    def within(self, seconds):
+        """Limit the time of a `with` block: its calls are refused from then on.
+
+        The call that is under way ends as one that takes longer than the limit of calls does.
+
+        Parameters
+        ----------
+        seconds : float
+
+        Raises
+        ------
+        ValueError
+            If the gateway is not isolated, or for a number that is no time limit.
+        """
+        _check_seconds(seconds)
+        if self._remote is None:
+            raise ValueError("only the calls of an isolated gateway can be limited in time")
+        before = self._remote.limit_all(seconds)
+        try:
+            yield self
+        finally:
+            self._remote.period = before
+
     def kill(self):
         """End the process of an isolated gateway at once, and with it a call that is under way.
 
@@ -58,6 +83,11 @@ class Plugin(_host.Gateway):
         """
         if self._remote:
             self._remote.kill()
+
+
+def _check_seconds(limit):
+    if not 0 < limit < threading.TIMEOUT_MAX:
+        raise ValueError(f"{limit!r} is no time limit in seconds")
 
 
 shared = _host.Gateway(EXTENDED_PLUGIN)

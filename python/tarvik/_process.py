@@ -76,10 +76,16 @@ class ChildProcess:
     def pid(self):
         return self._process.pid
 
-    def ask(self, number, document, parts):
-        """Send a request, with this process's current folder where that has changed."""
+    def ask(self, number, document, parts, end):
+        """Send a request, with this process's current folder where that has changed.
+
+        The answer may come until the end, if the limit of calls is not over before.
+        """
         self.limit = self._limit_of_calls
-        self.deadline = time.monotonic() + self.limit
+        now = time.monotonic()
+        self.deadline = min(now + self.limit, end)
+        if self.deadline <= now:
+            raise _host.LateError
         folder = _here()
         moved = folder is not None and folder != self._folder
         self.channel.send(document, parts, number, self.deadline, moved)

@@ -20,6 +20,7 @@ from tarvik._places import (
     check_readable,
     download,
     files_of_variables,
+    is_huffman_coded,
     name_of,
     new_path,
     present_file,
@@ -58,7 +59,9 @@ class File(Contents):
         Whether edits are made on a copy. Without it they go into the file itself, for files too
         large to copy; a process that dies meanwhile may leave it damaged.
     isolated : bool
-        Whether the CDF library runs in a process of its own, for files from strangers.
+        Whether the CDF library runs in a process of its own, for files from strangers. For a file
+        that is compressed as a whole with Huffman codes it always does: damage to such a file
+        cannot be found before the library crashes.
     gateway : Gateway, optional
         What the file's calls go through; several files may share an isolated one, for example.
     validate : bool
@@ -114,7 +117,9 @@ class File(Contents):
         self._id: Any = None
         self._transaction: Transaction | None = None
         self._in_place = False
-        self._own_gateway = Plugin(isolated=True) if isolated and gateway is None else None
+        present = self._download.name if self._download else present_file(self.path)
+        apart = isolated or (present is not None and is_huffman_coded(present))
+        self._own_gateway = Plugin(isolated=True) if apart and gateway is None else None
         self._gateway = gateway or self._own_gateway
         self._call = (self._gateway or shared).call
         self._validate = validate
@@ -123,7 +128,7 @@ class File(Contents):
         self._nothing_to_carry_out()
         settings = coded(majority or "row", compression, checksum, format or "single")
         try:
-            self._begin(atomic and format != "multi", settings)
+            self._begin(present, atomic and format != "multi", settings)
         except BaseException as error:
             self._end_interrupted(type(error))
             self._give_up()
@@ -132,8 +137,7 @@ class File(Contents):
 
     # Opening and closing.
 
-    def _begin(self, atomic: bool, settings: tuple) -> None:
-        present = self._download.name if self._download else present_file(self.path)
+    def _begin(self, present: str | None, atomic: bool, settings: tuple) -> None:
         if self.mode in ("w", "x", "a"):
             self._begin_edit(present, atomic, settings)
         elif present is None:
@@ -164,7 +168,7 @@ class File(Contents):
         if present is not None and not fresh:
             check_readable(present)
         self._in_place = not atomic
-        self._others = files_of_variables(present) if present is not None and fresh else []
+        self._others = self._files_replaced(present) if present is not None and fresh else []
         self._transaction = Transaction(
             target, create=fresh, exist_ok=self.mode != "x", replace=fresh, atomic=atomic
         )
@@ -206,6 +210,14 @@ class File(Contents):
     def _is_multi_file(self, path: str) -> bool:
         with self._opened(path) as file:
             return self._call("getFormat", file) == "MULTI_FILE"
+
+    def _files_replaced(self, path: str) -> list[str]:
+        """The files of the variables of a file that is made anew."""
+        found = files_of_variables(path)
+        try:
+            return found if found and self._is_multi_file(path) else []
+        except CDFError:
+            return []
 
     def _nothing_known(self) -> None:
         self._variables, self._unreadable, self._known_attributes = {}, {}, None
@@ -306,7 +318,7 @@ class File(Contents):
         assert transaction is not None  # it began when the file was opened for writing
         what = "may be damaged" if self._in_place else "was not changed"
         try:
-            with File(transaction.path) as saved:
+            with File(transaction.path, gateway=self._gateway) as saved:
                 found = saved._summary()
         except CDFError as error:
             raise OSError(f"{self.path} {what}: the library lost the edits: {error}") from error

@@ -467,6 +467,30 @@ def test_wrong_usage(command, sample, tmp_path):
     assert sample.read_bytes() == before
 
 
+@pytest.mark.parametrize(
+    "arguments",
+    [
+        ["ls"],
+        ["show"],
+        ["attrs"],
+        ["check"],
+        ["compare", "sample.cdf", "--isolated"],
+        ["copy", "copy.cdf", "--isolated"],
+        ["export", "--isolated"],
+        ["plot", "-o", "plot.png", "--isolated"],
+    ],
+    ids=lambda arguments: arguments[0],
+)
+def test_a_limited_time(command, sample, tmp_path, monkeypatch, arguments):
+    monkeypatch.chdir(tmp_path)
+    name, *others = arguments
+    code, _, said = command(name, sample, *others, "--time-limit", "1e-4")
+    assert (code, said.count("\n")) == (4, 1)
+    assert "after 0.0001 s for all calls" in said
+    assert {path.suffix for path in tmp_path.iterdir()} == {".cdf"}
+    assert command(name, sample, *others, "--time-limit", "60")[0] < 2
+
+
 @pytest.mark.parametrize("arguments", [["constants"], ["--help"], ["show"], ["export", "time"]])
 def test_a_stdout_that_takes_nothing(sample, arguments):
     if arguments[0] in ("show", "export"):

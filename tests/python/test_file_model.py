@@ -3,6 +3,7 @@
 Run as a script, it takes the number of sequences and prints how many ended how.
 """
 
+import json
 import sys
 import tempfile
 from collections import Counter
@@ -282,9 +283,10 @@ def main(count):
                 outcomes += run(Path(folder) / "x.cdf", seed)
             except Exception as error:
                 outcomes["wrong"] += 1
-                print(f"sequence {seed}: {type(error).__name__}: {error}", flush=True)
+                words = f"sequence {seed}: {type(error).__name__}: {error}"
+                print(words, file=sys.stderr, flush=True)
         outcomes["sequences"] += 1
-    print(dict(outcomes))
+    print(json.dumps({"wrong": 0, **outcomes}))
 
 
 if __name__ == "__main__":

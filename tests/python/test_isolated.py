@@ -127,6 +127,25 @@ def end_before_a_call(gateway):
     gateway.call("echo", 1)
 
 
+def test_calls_that_have_a_time_together(probed):
+    def repeat():
+        for _ in range(10_000):
+            probed.call("echo", 1)
+            time.sleep(0.01)
+
+    with probed.within(30), probed.within(0.3), probed.within(20):
+        with pytest.raises(tarvik.CDFProcessError, match=r"after 0\.3 s for all calls"):
+            repeat()
+        with pytest.raises(tarvik.CDFProcessError, match="for all calls"):
+            probed.call("echo", 1)
+    assert probed.call("echo", 1) == 1
+    with pytest.raises(tarvik.CDFProcessError, match=r"after 0\.5 s and"):
+        sleep(probed)
+    for gateway, seconds in ((probed, 0), (probed, float("nan")), (tarvik.Gateway(), 1)):
+        with pytest.raises(ValueError, match="limit"), gateway.within(seconds):
+            pass
+
+
 ENDS = [
     (crash, "processEnded", "crashed (SIGABRT) in crash: the heap is broken"),
     (stop, "timeLimitExceeded", "had not finished echo after 0.5 s and was ended."),
@@ -360,7 +379,7 @@ def test_a_crash_counts_for_its_file_alone(command, monkeypatch, tmp_path, name,
     files = [tmp_path / f"{which}.cdf" for which in ("first", "doomed", "last")]
     for file in files:
         file.write_bytes((EXAMPLE).read_bytes())
-    monkeypatch.setattr("tarvik.cli.files.for_strangers", lambda _: Doomed())
+    monkeypatch.setattr("tarvik.cli.files.gateway_for", lambda *_: Doomed())
     code, text, words = command(name, *options, *files)
     assert code == 4
     assert words == f"tarvik: {files[1]}: The CDF library crashed (SIGSEGV) in inquireAttr.\n"
@@ -385,13 +404,12 @@ def test_a_crash_or_a_hang_in_a_listing_counts_for_its_file_alone(command, monke
         return file.path
 
     monkeypatch.setattr("tarvik.cli.ls._facts", facts)
-    monkeypatch.setattr("tarvik.cli.apart._LIMIT", 2.0)
-    code, text, words = command("ls", *files, tmp_path / "none.cdf")
+    code, text, words = command("ls", "--time-limit", "2", *files, tmp_path / "none.cdf")
     assert code == 4
     assert re.findall(r"(\w+)\.cdf$", text, re.MULTILINE) == ["first", "last"]
     assert re.findall(r"(\w+)\.cdf: ([^\n]*)", words) == [
         ("crashing", "The CDF library crashed (SIGSEGV)."),
-        ("hanging", "The CDF library had not finished after 2 s and was ended."),
+        ("hanging", "The CDF library had not finished after 2 s for all calls and was ended."),
         ("none", "No such file or directory"),
     ]
 

@@ -18,7 +18,7 @@ HUGE = 0x7FFFFFFF
 MARK_2_6 = b"\xcd\xf2\x60\2"  # of the first version that could compress files as a whole
 ITSELF = object()
 
-CDR, GDR, ADR, VXR, VVR, ZVDR, AZ_EDR, CCR, CPR = 1, 2, 4, 6, 7, 8, 9, 10, 11
+CDR, GDR, ADR, VXR, VVR, ZVDR, AZ_EDR, CCR, CPR, CVVR = 1, 2, 4, 6, 7, 8, 9, 10, 11, 13
 UIR = 0xFFFFFFFF
 
 # The type of a record, where a field of 4 bytes stands in it in files of versions 3 and 2, and what
@@ -40,6 +40,7 @@ DAMAGE = {
     "last index": (ZVDR, 40, 24, 8),
     "next index": (VXR, 16, 8, ITSELF),
     "entries used in an index": (VXR, 24, 16, 0x80000000),
+    "no entry used in an index": (VXR, 24, 16, 0),
 }
 
 # In the file `gapped`: a type of record and which one of it is meant, where a field of 8 bytes
@@ -175,6 +176,18 @@ def test_free_room_and_blocks_that_overlap_are_refused(gapped, what, compression
         ops.open(gapped)
 
 
+@pytest.mark.parametrize("records", [0, 99, 101])
+def test_a_gzip_block_of_another_length_is_refused(gapped, records):
+    """The bare library finds out when it reads the block, and an edit of the file is lost."""
+    content = gapped.read_bytes()
+    block = next(place for place, kind in record_types(content) if kind == CVVR)
+    size = int.from_bytes(content[block + 16 : block + 24], "big")
+    length = (8 * records).to_bytes(4, "little")
+    damage(gapped, block + 24 + size - 4, int.from_bytes(length, "big"))
+    with pytest.raises(tarvik.CDFError, match="CORRUPTED_V3_CDF"):
+        ops.open(gapped)
+
+
 @pytest.mark.parametrize("path", sorted(CRASHED.glob("*.cdf")), ids=lambda path: path.stem)
 def test_files_that_crashed_the_library_are_refused(path):
     with pytest.raises(tarvik.CDFError, match="CORRUPTED_V3_CDF"):
@@ -207,6 +220,18 @@ def test_damaged_files_compressed_as_a_whole_are_refused(current, place, value):
     damage(current, place, value)
     with pytest.raises(tarvik.CDFError, match="CORRUPTED_V3_CDF"):
         ops.open(current)
+
+
+@pytest.mark.parametrize("compression", ["huffman", "ahuffman", "gzip", None])
+def test_huffman_coded_files_are_opened_in_a_process_of_their_own(tmp_path, compression):
+    """Damage in them is seen by nobody before the library crashes."""
+    path = tmp_path / "whole.cdf"
+    with tarvik.File(path, "w", compression=compression) as file:
+        file["a"] = np.arange(10)
+    for mode in ("r", "r+"):
+        with tarvik.File(path, mode) as file:
+            assert (file._gateway is not None) == (compression in ("huffman", "ahuffman"))
+            assert file["a"][-1] == 9
 
 
 @pytest.mark.parametrize("size", [1, 500_000])

@@ -100,7 +100,7 @@ def test_what_json_does_not_know_and_what_cannot_be_read(document, odd_file):
 
 def test_what_a_plug_in_refuses_does_not_hide_the_rest(document, command, odd_file, monkeypatch):
     # The exact plug-in has no datatype 33.
-    monkeypatch.setattr("tarvik.cli.files.Plugin", lambda **_: tarvik.Gateway(EXACT_PLUGIN))
+    monkeypatch.setattr("tarvik.cli.files.gateway_for", lambda *_: tarvik.Gateway(EXACT_PLUGIN))
     time = document(odd_file)[1]["variables"][2]
     problem = "Unhandled datatype 33."
     assert (time["name"], time["datatype"], time["problem"]) == ("time", None, problem)

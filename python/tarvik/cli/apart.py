@@ -14,17 +14,28 @@ from tarvik.cli.outcome import outcome
 
 __all__ = ["for_each_file_apart"]
 
-_LIMIT = 60.0  # seconds that a file may take
 
+def for_each_file_apart(paths, work, limit):
+    """Do the work for each file in order.
 
-def for_each_file_apart(paths, work):
-    """Do the work for each file in order; return the highest code.
+    Where the process crashes or takes too long, that file is refused, and another process goes on.
 
-    Where the process crashes or hangs, that file is refused, and another process goes on.
+    Parameters
+    ----------
+    paths : sequence of str
+    work : callable
+        As for `for_each_file`.
+    limit : callable
+        Gives the seconds that the work for a file may take.
+
+    Returns
+    -------
+    int
+        The highest code.
     """
     remaining, highest = list(paths), DONE
     while remaining:
-        codes, code, problem = _worked(remaining, work)
+        codes, code, problem = _worked(remaining, work, limit)
         highest = max(highest, code, *codes)
         if problem is None:
             break
@@ -33,7 +44,7 @@ def for_each_file_apart(paths, work):
     return highest
 
 
-def _worked(paths, work):
+def _worked(paths, work, limit):
     """Work in a new process.
 
     Returns
@@ -45,21 +56,22 @@ def _worked(paths, work):
     process = _forked(partial(_work, paths, work, writer))
     os.close(writer)
     try:
-        codes, in_time = _received(reader)
+        codes, late = _received(reader, paths, limit)
     except BaseException:
         os.kill(process, signal.SIGKILL)
         os.waitpid(process, 0)
         raise
     finally:
         os.close(reader)
-    if not in_time:
+    if late:
         os.kill(process, signal.SIGKILL)
     status = os.waitpid(process, 0)[1]
     code = os.waitstatus_to_exitcode(status)
     if code >= 0 or len(codes) == len(paths):
         return codes, max(code, DONE), None
-    name = signal.Signals(-code).name
-    what = f"crashed ({name})" if in_time else f"had not finished after {_LIMIT:g} s and was ended"
+    what = f"crashed ({signal.Signals(-code).name})"
+    if late:
+        what = f"had not finished after {late:g} s for all calls and was ended"
     return codes, DONE, CDFProcessError("VORLAN:processEnded", f"The CDF library {what}.")
 
 
@@ -85,12 +97,14 @@ def _work(paths, work, writer):
         os.write(writer, bytes([code]))
 
 
-def _received(reader):
-    """The codes that come until the process ends, and whether each came in time."""
+def _received(reader, paths, limit):
+    """The codes that come until the process ends, and the seconds that the next one did not."""
     codes = b""
-    while select.select([reader], [], [], _LIMIT)[0]:
+    while True:
+        seconds = limit(paths[len(codes)]) if len(codes) < len(paths) else None
+        if not select.select([reader], [], [], seconds)[0]:
+            return codes, seconds
         more = os.read(reader, 1 << 12)
         if not more:
-            return codes, True
+            return codes, None
         codes += more
-    return codes, False

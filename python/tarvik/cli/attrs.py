@@ -4,10 +4,9 @@ from contextlib import contextmanager
 
 import numpy as np
 
-from tarvik import File
 from tarvik._iso8601 import as_text
 from tarvik._text import visible
-from tarvik.cli.errors import DONE, ImpossibleError, about, check_variables
+from tarvik.cli.errors import DONE, ImpossibleError, check_variables
 from tarvik.cli.files import opened
 from tarvik.datatypes import datatype_named, to_user
 
@@ -49,7 +48,7 @@ def edit_attributes(path, name, renamed, deleted, changed, datatype, gateway=Non
     texts = {}
     for title, text in changed:
         texts.setdefault(title, []).append(text)
-    with about(path), _reasons(), File(path, "r+", gateway=gateway) as file:
+    with opened(path, gateway, "r+") as file, _reasons():
         attributes = _attributes(file, name)
         # Before anything is written: a CDF file of several files is edited in place.
         made = {title: _made(attributes, title, texts[title], datatype) for title in texts}

@@ -5,7 +5,7 @@ The modules that do the work are imported when a command runs, so that it starts
 
 import os
 import sys
-from functools import partial, wraps
+from functools import partial
 
 import click
 
@@ -19,8 +19,9 @@ from tarvik.cli.parameters import (
     as_json,
     files_and_variables,
     force,
-    in_process,
+    isolation,
     record_options,
+    through_gateway,
 )
 from tarvik.cli.plot import plot
 
@@ -30,33 +31,13 @@ _FORMATS = ("csv", "json", "npy", "parquet")
 _BINARY = ("npy", "parquet")
 
 
-def _isolated(command):
-    """Give the job of a command a gateway in a process of its own, unless that is not wanted."""
-
-    @in_process
-    @wraps(command)
-    def isolated(in_process, **options):
-        from tarvik.cli.files import for_strangers
-
-        gateway = for_strangers(in_process)  # whose process starts meanwhile
-        job = command(**options)
-
-        def run():
-            with gateway as used:
-                return job(gateway=used)
-
-        return run
-
-    return isolated
-
-
 @click.command("ls")
 @click.argument("files", nargs=-1, required=True, metavar="FILE...", type=FILE)
 @click.option(
     "--with", "having", metavar="NAME", type=VARIABLE, help="Only files with this variable."
 )
-@in_process
-def list_(files, having, in_process):
+@isolation(by_default=True)
+def list_(files, having, isolated, seconds):
     """List files and their variables, in a line each.
 
     \b
@@ -71,7 +52,7 @@ def list_(files, having, in_process):
     """
     from tarvik.cli.ls import list_files
 
-    return partial(list_files, files, having, in_process)
+    return partial(list_files, files, having, isolated, seconds)
 
 
 @click.command()
@@ -85,7 +66,7 @@ def list_(files, having, in_process):
     help="Show its first values too.",
 )
 @as_json
-@_isolated
+@through_gateway(by_default=True)
 def show(files, names, as_json):
     """Show what is in CDF files: facts, attributes, variables.
 
@@ -128,7 +109,7 @@ def show(files, names, as_json):
     help="Rename an attribute.",
 )
 @click.option("--type", "datatype", type=DATATYPE, help="The datatype of what is set.")
-@_isolated
+@through_gateway(by_default=True)
 def attrs(file, variable, changed, deleted, renamed, datatype):
     """Look at the attributes of a file or a variable, or edit them.
 
@@ -186,6 +167,7 @@ def attrs(file, variable, changed, deleted, renamed, datatype):
     help="The file to make, not stdout; a folder for several files.",
 )
 @force
+@through_gateway(by_default=False)
 def export(items, format_name, spreadsheet, output, force, **chosen):
     """Write values as CSV, JSON, npy or Parquet.
 
@@ -270,6 +252,7 @@ def _need(module, extra):
 )
 @click.option("--verify", is_flag=True, help="Read both and compare before DST is put in place.")
 @force
+@through_gateway(by_default=False)
 def copy(files, target, compression, only, without, verify, force, **of_file):
     """Write files anew, with all that is in them.
 
@@ -308,7 +291,7 @@ def copy(files, target, compression, only, without, verify, force, **of_file):
 @click.command()
 @click.argument("files", nargs=-1, required=True, metavar="FILE...", type=FILE)
 @as_json
-@_isolated
+@through_gateway(by_default=True)
 def check(files, as_json):
     """Read all of a file and list what is odd.
 
@@ -321,8 +304,8 @@ def check(files, as_json):
     variables that do not exist, texts with NULs, variables without records, sparse variables, and
     what cannot be read.
 
-    Each file is read in a process of its own: where it crashes the CDF library, or a step takes
-    longer than a minute, that file alone is refused.
+    Each file is read in a process of its own: where it crashes the CDF library, or takes longer
+    than the time limit, that file alone is refused.
 
     The exit code is 0 when all files are clean, 1 when something is odd, 2 for wrong usage, 3 for a
     file that is missing or unreadable, 4 when the CDF library refused a file.
@@ -337,6 +320,7 @@ def check(files, as_json):
 @click.argument("second", metavar="B", type=FILE)
 @click.option("--storage", is_flag=True, help="How the files are kept must be the same too.")
 @as_json
+@through_gateway(by_default=False)
 def compare(first, second, storage, as_json):
     """Tell what differs between two files.
 

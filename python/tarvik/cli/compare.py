@@ -9,12 +9,12 @@ from tarvik.cli.errors import DONE, FOUND
 from tarvik.cli.files import opened
 
 
-def compare_files(first, second, storage, as_json):
+def compare_files(first, second, storage, as_json, gateway=None):
     """Compare two files on stdout; return 0 where they say the same, 1 otherwise.
 
     With `storage` they must also be kept in the same way.
     """
-    with opened(first) as one, opened(second) as other:
+    with opened(first, gateway) as one, opened(second, gateway) as other:
         differences = list(content_differences(one, other))
         kept = list(storage_differences(one, other))
     same = not differences and not (storage and kept)

@@ -44,17 +44,18 @@ class Settings:
     without: tuple = ()
 
 
-def copy_files(sources, target, settings, force=False, verify=False):
+def copy_files(sources, target, settings, force=False, verify=False, gateway=None):
     """Copy files, several into a folder; return the exit code."""
     if os.path.isdir(target):
         targets = targets_in(target, sources, "cdf")
         return for_each_file(
-            targets, lambda source: copy_file(source, targets[source], settings, force, verify)
+            targets,
+            lambda source: copy_file(source, targets[source], settings, force, verify, gateway),
         )
-    return copy_file(sources[0], target, settings, force, verify)
+    return copy_file(sources[0], target, settings, force, verify, gateway)
 
 
-def copy_file(source, target, settings, force=False, verify=False):
+def copy_file(source, target, settings, force=False, verify=False, gateway=None):
     """Copy a file; return the exit code, `FOUND` if something of it cannot be copied.
 
     The target is put in place when it is complete and, where that is asked for, was read and found
@@ -64,7 +65,7 @@ def copy_file(source, target, settings, force=False, verify=False):
         target = new_path(target)
     except ValueError as error:
         raise Failure(target, ImpossibleError(str(error))) from None
-    with opened(source) as origin:
+    with opened(source, gateway) as origin:
         chosen = _chosen(origin, settings)
         of_file, of_variables = _made_possible(origin, settings)
         with staged(target, force) as path:

@@ -31,7 +31,7 @@ _MOST_BYTES = 32 << 20  # of one record
 _MOST_VALUES = 1000
 
 
-def export_files(paths, names, format_name, output, force, **chosen):
+def export_files(paths, names, format_name, output, force, gateway=None, **chosen):
     """Write the values of variables to stdout or files; return the exit code.
 
     Parameters
@@ -47,22 +47,24 @@ def export_files(paths, names, format_name, output, force, **chosen):
         The file to be made, or the folder for one of each CDF file; None for stdout.
     force : bool
         Whether a file that is there already is replaced.
+    gateway : tarvik.Gateway, optional
+        What the files are read through.
     records, start, stop, blank
         As for `_export`.
     """
     if len(paths) == 1 and (output is None or not os.path.isdir(output)):
-        _export(paths[0], names, format_name, output, force, **chosen)
+        _export(paths[0], names, format_name, output, force, gateway, **chosen)
         return DONE
 
     targets = targets_in(output, paths, "csv" if format_name == "spreadsheet" else format_name)
 
     def export(path):
-        _export(path, names, format_name, targets[path], force, **chosen)
+        _export(path, names, format_name, targets[path], force, gateway, **chosen)
 
     return for_each_file(targets, export)
 
 
-def _export(path, names, format_name, output, force, *, records, start, stop, blank):
+def _export(path, names, format_name, output, force, gateway, *, records, start, stop, blank):
     """Export one file.
 
     Parameters
@@ -72,7 +74,7 @@ def _export(path, names, format_name, output, force, *, records, start, stop, bl
     blank : sequence of str
         Of "fill" and "pad": which values are left blank.
     """
-    with opened(path) as file:
+    with opened(path, gateway) as file:
         check_variables(file, names)
         by_time = start is not None or stop is not None
         variables = [file[name] for name in dict.fromkeys(names)] or _all_that_fit(file, by_time)

@@ -8,13 +8,13 @@ from tarvik import CDFError, CDFProcessError, Variable
 from tarvik._text import counted, visible
 from tarvik.cli.apart import for_each_file_apart
 from tarvik.cli.errors import for_each_file
-from tarvik.cli.files import opened
+from tarvik.cli.files import opened, seconds_for
 
 _MOST_TIMES = 4_000_000  # that are read; of more the first and the last one count
 _UNITS = ("bytes", "kB", "MB", "GB", "TB")
 
 
-def list_files(paths, having=None, in_process=False):
+def list_files(paths, having=None, isolated=True, seconds=None):
     """List files on stdout; return the exit code.
 
     Parameters
@@ -22,8 +22,10 @@ def list_files(paths, having=None, in_process=False):
     paths : sequence of str
     having : str, optional
         Only files that have this variable are listed.
-    in_process : bool
-        Whether a file that crashes the CDF library may end this process.
+    isolated : bool
+        Whether they are read in another process, which a file that crashes the CDF library ends.
+    seconds : float, optional
+        The time limit for each then; see `seconds_for`.
     """
 
     def work(path):
@@ -34,8 +36,9 @@ def list_files(paths, having=None, in_process=False):
         for line in lines:
             print(line)
 
-    for_each = for_each_file if in_process else for_each_file_apart
-    return for_each(paths, work)
+    if not isolated:
+        return for_each_file(paths, work)
+    return for_each_file_apart(paths, work, lambda path: seconds_for(path, seconds))
 
 
 def _facts(file):

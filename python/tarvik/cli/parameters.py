@@ -1,6 +1,7 @@
 """What the arguments and options of several commands are, and how a shell completes them."""
 
 import re
+from functools import wraps
 from shlex import quote
 
 import click
@@ -155,7 +156,45 @@ def record_options(command):
 as_json = click.option(
     "--json", "as_json", is_flag=True, help="Print a JSON document, for programs."
 )
-force = click.option("--force", is_flag=True, help="Replace a file that is there already.")
-in_process = click.option(
-    "--in-process", is_flag=True, help="Read in this process: faster, but a bad file may crash it."
+_time_limit = click.option(
+    "--time-limit",
+    "seconds",
+    type=click.FloatRange(0, min_open=True),
+    metavar="SECONDS",
+    help="Of a file with --isolated; else a minute, and a second more for each 10 MB of it.",
 )
+force = click.option("--force", is_flag=True, help="Replace a file that is there already.")
+
+
+def isolation(by_default):
+    """Add the options of whether files are read in another process, and how long each may take."""
+    option = click.option(
+        "--isolated/--in-process",
+        default=by_default,
+        show_default=True,
+        help="Read in a process of its own, which a bad file may crash, or, faster, in this.",
+    )
+    return lambda command: _time_limit(option(command))
+
+
+def through_gateway(by_default):
+    """Give the job of a command a gateway: one in a process of its own, or None."""
+
+    def decorate(command):
+        @isolation(by_default)
+        @wraps(command)
+        def run_isolated(isolated, seconds, **options):
+            from tarvik.cli.files import gateway_for
+
+            gateway = gateway_for(isolated, seconds)  # whose process starts meanwhile
+            job = command(**options)
+
+            def run():
+                with gateway as used:
+                    return job(gateway=used)
+
+            return run
+
+        return run_isolated
+
+    return decorate

@@ -6,7 +6,14 @@ from functools import partial
 
 import click
 
-from tarvik.cli.parameters import FILE, NAME_AND_VALUE, VARIABLE, force, record_options
+from tarvik.cli.parameters import (
+    FILE,
+    NAME_AND_VALUE,
+    VARIABLE,
+    force,
+    record_options,
+    through_gateway,
+)
 
 _KINDS = ("png", "pdf", "svg")
 _MOST_PANELS = 8
@@ -41,6 +48,7 @@ def _with_indices(_context, parameter, pairs):
     help="Draw the mean over a dimension, without fill values; may be given several times.",
 )
 @force
+@through_gateway(by_default=False)
 def plot(file, names, output, force, **chosen):
     """Draw variables of a CDF file into a picture.
 
@@ -70,7 +78,7 @@ def plot(file, names, output, force, **chosen):
     return partial(_plot, file, names, output, kind, force, **chosen)
 
 
-def _plot(path, names, output, kind, force, *, slices, means, records, start, stop):
+def _plot(path, names, output, kind, force, *, gateway, slices, means, records, start, stop):
     from tarvik._panels import make_panel
     from tarvik._text import visible
     from tarvik.cli.errors import ImpossibleError, about, say
@@ -84,7 +92,7 @@ def _plot(path, names, output, kind, force, *, slices, means, records, start, st
             if (error.name or "").partition(".")[0] != "matplotlib":
                 raise
             raise ImpossibleError("needs matplotlib: pip install 'tarvik[plot]'") from None
-    with opened(path) as file:
+    with opened(path, gateway) as file:
         panels = [
             make_panel(file._variables, view, _records(file, view, records, start, stop))
             for view in _chosen(file, names, slices, means)
