@@ -54,8 +54,8 @@ def mission_aims(peers):
         (
             f"peak memory of reading a variable {kind}, in copies of the result",
             f"at most {_MOST_COPIES}",
-            f"{copies:.2f}",
-            copies <= _MOST_COPIES,
+            f"{copies['File']:.2f} (spacepy: {copies['spacepy']:.2f})",
+            copies["File"] <= _MOST_COPIES,
         )
         for kind, copies in peers["peaks"].items()
     ]

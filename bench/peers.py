@@ -79,8 +79,11 @@ def main():
         memory = {package: first_reading(package, path).take()["peak"] for package in READERS}
         memory["file"] = os.path.getsize(path)
         peaks = {
-            name: first_reading("File", path).take()["peak"] / size
-            for name, path, size in files_to_read(Path(folder))
+            kind: {
+                package: first_reading(package, path).take()["peak"] / size
+                for package in ("File", "spacepy")
+            }
+            for kind, path, size in files_to_read(Path(folder))
         }
     versions = {package: version(package) for package in ("cdflib", "numpy", "pycdfpp", "spacepy")}
     versions["tarvik"] = tarvik.__version__
