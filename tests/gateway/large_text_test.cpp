@@ -19,8 +19,9 @@ TEST_F(LargeTextTest, EachByteIsWidenedAsASignedOne) {
   const auto all = static_cast<double>(records);
   call("hyperPutVarData", file, 0.0, 0.0, all, 1.0, List{}, List{}, List{},
        chars({length, records}, written));
-  const Array read =
-      callWith("hyperGetVarData", {file, 0.0, 0.0, all, 1.0, List{}, List{}, List{}})[0];
+  const std::vector<Array> outputs =
+      callWith("hyperGetVarData", {file, 0.0, 0.0, all, 1.0, List{}, List{}, List{}});
+  const Array& read = outputs.at(0);
   ASSERT_EQ(dimsOf(read), (Dims{length, records}));
   const auto* const elements = static_cast<const char16_t*>(vlGetData(read.get()));
   EXPECT_TRUE(std::equal(expected.begin(), expected.end(), elements));
