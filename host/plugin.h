@@ -8,8 +8,9 @@
 extern "C" {
 #endif
 
-/// Keeps `handler` to be called before the plug-in is unloaded. The host keeps one handler for each
-/// plug-in; registering it again changes nothing. Returns 0.
+/// Keeps `handler` to be called once, outside all calls, before the plug-in is unloaded; it may
+/// warn. The host keeps one handler for each plug-in. The gateway registers it again in every call,
+/// which changes nothing. Returns 0; anything else says that it is not kept.
 int vlpAtExit(void (*handler)(void));
 
 /// Same as vlErrMsgIdAndTxt.
@@ -18,8 +19,11 @@ void vlpErrMsgIdAndTxt(const char* identifier, const char* format,
 /// Same as vlWarningMsgIdAndTxt.
 void vlpWarnMsgIdAndTxt(const char* identifier, const char* format, ...) VL_PRINTF_FORMAT;
 
-/// What a plug-in defines. The host gives at least eight output slots, all null, whatever number of
-/// outputs the caller asked for; the inputs stay the host's and are not changed.
+/// What a plug-in defines. The host calls it on one thread at a time, for all plug-ins together,
+/// with at least eight output slots, all null, whatever number of outputs the caller asked for. The
+/// plug-in fills slots from the first on and may fill more than were asked for; an array in a slot
+/// is the host's to keep. Inputs are not null, not changed, and not used after the call. The host
+/// is ready for its own errors and for std::exception, std::bad_alloc among them.
 __attribute__((visibility("default"))) void vlpFunction(int numOutputs, vlArray* outputSlots[],
                                                         int numInputs, const vlArray* inputArgs[]);
 

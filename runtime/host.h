@@ -1,7 +1,7 @@
 /// A host for plug-ins, for C++ programs: loads a plug-in, calls it with arrays and hands back its
 /// arrays, or its error as an exception.
 ///
-///     vlhost::Plugin gateway("lib/tarvik.so");
+///     vlhost::Plugin gateway("lib/tarvik/tarvik.so");
 ///     vlhost::Array name = vlhost::text("open"), file = vlhost::text("x.cdf");
 ///     vlhost::Result opened = gateway.call({name.get(), file.get()}, 1);
 ///
@@ -77,7 +77,8 @@ struct Result {
 class VLHOST_API Plugin {
  public:
   /// Loads a plug-in. Raises "VORLAN:invalidPlugin", with the loader's words, for a file that
-  /// cannot be loaded or has no entry.
+  /// cannot be loaded or has no entry, and in a process where another host exports the functions of
+  /// host/array.h first.
   explicit Plugin(const std::filesystem::path& file);
   ~Plugin();
   Plugin(const Plugin&) = delete;

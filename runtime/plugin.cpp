@@ -72,7 +72,29 @@ void leave(Module* module) {
   delete module;
 }
 
+/// The library that holds the address.
+Dl_info libraryOf(const void* address) {
+  Dl_info library{};
+  dladdr(address, &library);
+  return library;
+}
+
+/// Makes this library's functions those that a plug-in finds, also where Python loaded the library
+/// for itself alone. Another host that came first in the process would answer instead: refused,
+/// since its arrays mean nothing here.
+void provideFunctions() {
+  const Dl_info own = libraryOf(&modules);
+  if (void* const handle = dlopen(own.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_GLOBAL)) {
+    dlclose(handle);  // it stays global
+  }
+  const Dl_info found = libraryOf(dlsym(RTLD_DEFAULT, "vlErrMsgIdAndTxt"));
+  if (found.dli_fname != nullptr && found.dli_fbase != own.dli_fbase) {
+    raiseInvalid(std::string("another host is in this process already, ") + found.dli_fname);
+  }
+}
+
 Module* load(const std::filesystem::path& file) {
+  provideFunctions();
   // A bare name would be looked for in the folders of the system.
   const std::filesystem::path path = file.has_parent_path() ? file : "." / file;
   void* const handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);

@@ -37,6 +37,8 @@ find_missing() {
   need ninja-build command -v ninja
   need libboost-dev has_header boost/version.hpp
   need zlib1g-dev has_header zlib.h
+  need libisal-dev has_header isa-l/igzip_lib.h
+  need libdeflate-dev has_header libdeflate.h
   case $1 in run | wheel) return ;; esac
   case $1 in bench | check) need libbenchmark-dev has_header benchmark/benchmark.h ;; esac
   [ "$1" != bench ] || return 0
@@ -49,6 +51,7 @@ find_missing() {
     return
   fi
   need git command -v git
+  need pkgconf command -v pkg-config
   need clang-tidy command -v clang-tidy
   need shellcheck command -v shellcheck
 }

@@ -33,7 +33,7 @@ platform_of() {
 tell_of_wheel() {
   local version
   version=$("$python" -I -c 'import sys; print("%d.%d" % sys.version_info[:2])')
-  say "The wheel is there, with the plug-ins, the host runtime and the CDF library inside."
+  say "The wheel is there, with all libraries inside."
   [[ $wheel != *-linux_* ]] || say "It needs libraries of this machine; auditwheel show tells which."
   say "To install it: python$version -m pip install $(printf %q "$wheel")"
 }

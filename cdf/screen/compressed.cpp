@@ -53,8 +53,8 @@ Image decodeRunLengths(const Stream& stream) {
   return image;
 }
 
-// The library takes what comes out, whatever the uncompressed size says. It reports data that
-// cannot be decoded.
+// The library takes what comes out, whatever the uncompressed size says. ISA-L decodes a few
+// streams that zlib refuses, so that nothing is known of what the library would take out of those.
 Image inflateStream(const Stream& stream) {
   Image image;
   Inflater inflater;
@@ -84,7 +84,8 @@ Image inflateStream(const Stream& stream) {
     filled = image.bytes.size() - state.avail_out;
   }
   image.bytes.resize(filled);
-  image.isWhole = result == Z_OK || result == Z_BUF_ERROR || result == Z_STREAM_END;
+  image.isRefused = result != Z_OK && result != Z_BUF_ERROR && result != Z_STREAM_END;
+  image.isWhole = !image.isRefused;
   return image;
 }
 

@@ -26,6 +26,8 @@ struct Image {
   bool isWhole = false;
   /// The library crashes in decoding the data.
   bool isDangerous = false;
+  /// zlib refuses the data.
+  bool isRefused = false;
 };
 
 Image decodeRunLengths(const Stream& stream);

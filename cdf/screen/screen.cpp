@@ -17,6 +17,7 @@ namespace {
 
 constexpr CDFstatus CORRUPTED_V2_CDF = -2028;
 constexpr CDFstatus CORRUPTED_V3_CDF = -2223;
+constexpr CDFstatus ZLIB_UNCOMPRESS_ERROR = -2232;
 
 constexpr std::uint32_t MARK_OLDEST = 0x0000FFFF;
 constexpr std::uint32_t MARK_2_6 = 0xCDF26002;
@@ -135,24 +136,29 @@ bool plainFits(FileRecords& records, std::uint32_t mark) {
           flagsFitChecksum(records, false));
 }
 
+CDFstatus statusOf(bool fits, std::uint32_t mark) {
+  return fits ? 0 : mark == MARK_3 ? CORRUPTED_V3_CDF : CORRUPTED_V2_CDF;
+}
+
 // The library crashes if a decoded file ends before the end that is described.
-bool imageFits(Image image, std::uint32_t mark, bool hasChecksum) {
-  if (image.isDangerous) {
-    return false;
+CDFstatus imageStatus(Image image, std::uint32_t mark, bool hasChecksum) {
+  if (image.isRefused) {
+    return ZLIB_UNCOMPRESS_ERROR;
   }
   FileBytes bytes(std::move(image.bytes));
   FileRecords records(bytes, mark == MARK_3);
-  return (!hasChecksum || flagsFitChecksum(records, true)) &&
-         (!image.isWhole ||
-          (descriptionsFit(records, mark) && describedEnd(records) <= records.length()));
+  const bool fits = !image.isDangerous && (!hasChecksum || flagsFitChecksum(records, true)) &&
+                    (!image.isWhole ||
+                     (descriptionsFit(records, mark) && describedEnd(records) <= records.length()));
+  return statusOf(fits, mark);
 }
 
 // The library allocates as many bytes as the uncompressed size says and reads the record into as
 // many as its own size says.
-bool compressedFits(FileBytes& bytes, FileRecords& records, std::uint32_t mark) {
+CDFstatus compressedStatus(FileBytes& bytes, FileRecords& records, std::uint32_t mark) {
   const std::int64_t place = FileRecords::first;
   if (!records.stands(place, RecordType::CCR)) {
-    return false;
+    return statusOf(false, mark);
   }
   Fields fields = records.contentAt(place);
   const std::int64_t parameters = fields.offset();
@@ -162,17 +168,17 @@ bool compressedFits(FileBytes& bytes, FileRecords& records, std::uint32_t mark) 
                          records.sizeAt(place) - headSize, uncompressedSize};
   if (!records.stands(parameters, RecordType::CPR) || stream.size < 1 || uncompressedSize < 1 ||
       uncompressedSize / mostInflation > stream.size) {
-    return false;
+    return statusOf(false, mark);
   }
   const bool hasChecksum =
       records.length() - parameters - records.sizeAt(parameters) == checksumBytes;
   switch (records.contentAt(parameters).number()) {
     case RLE_COMPRESSION:
-      return imageFits(decodeRunLengths(stream), mark, hasChecksum);
+      return imageStatus(decodeRunLengths(stream), mark, hasChecksum);
     case GZIP_COMPRESSION:
-      return imageFits(inflateStream(stream), mark, hasChecksum);
+      return imageStatus(inflateStream(stream), mark, hasChecksum);
     default:
-      return true;
+      return 0;
   }
 }
 
@@ -188,9 +194,8 @@ CDFstatus screenFile(const std::string& path) {
     return 0;
   }
   FileRecords records(bytes, wide);
-  const bool fits =
-      kind == MARK_COMPRESSED ? compressedFits(bytes, records, mark) : plainFits(records, mark);
-  return fits ? 0 : wide ? CORRUPTED_V3_CDF : CORRUPTED_V2_CDF;
+  return kind == MARK_COMPRESSED ? compressedStatus(bytes, records, mark)
+                                 : statusOf(plainFits(records, mark), mark);
 }
 
 }  // namespace tarvik::cdf

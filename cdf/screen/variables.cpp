@@ -13,6 +13,7 @@ namespace {
 constexpr std::int64_t largest = std::numeric_limits<std::int32_t>::max();
 constexpr std::int32_t mostDimensions = CDF_MAX_DIMS;
 constexpr std::int32_t COMPRESSED = 4;  // of a variable's flags
+constexpr std::int32_t notCompressed = NO_COMPRESSION;
 constexpr std::int64_t nowhere = -1;
 constexpr std::int64_t gzipTrailer = 8;  // A checksum, then the length of the data.
 /// The library gives an index another level about each time that its parts triple.
@@ -92,7 +93,7 @@ class Index {
         return numRecords <= largest &&
                records_.isRoom(place, records_.headSize() + numRecords * recordBytes_);
       case RecordType::CVVR:
-        return compression_ != NO_COMPRESSION &&
+        return compression_ != notCompressed &&
                numRecords * recordBytes_ / mostInflation <= records_.sizeAt(place) &&
                records_.isRoom(place, records_.headSize()) &&
                (compression_ != GZIP_COMPRESSION ||
@@ -155,7 +156,7 @@ bool variableFits(FileRecords& records, Fields fields, const Chain& chain,
                              records.standsShared(parameters, RecordType::CPR)
                        : parameters == 0 || parameters == nowhere) &&
          Index(records, bytes,
-               isCompressed ? records.contentAt(parameters).number() : NO_COMPRESSION, indexTail)
+               isCompressed ? records.contentAt(parameters).number() : notCompressed, indexTail)
              .fits(indexHead);
 }
 

@@ -5,6 +5,7 @@
 #include "python/src/file_id.h"
 #include "python/src/function.h"
 #include "python/src/gateway.h"
+#include "python/src/provider.h"
 #include "python/src/remote.h"
 #include "python/src/visit.h"
 #include "runtime/host.h"
@@ -144,6 +145,7 @@ NB_MODULE(_host, m) {
   // Files and arrays may well outlive the interpreter; that is no fault.
   nb::set_leak_warnings(false);
   m.attr("__version__") = TARVIK_VERSION;
+  m.attr("ZLIB_VERSIONS") = TARVIK_ZLIB_VERSIONS;
 
   nb::class_<Gateway>(m, "Gateway", kGatewayDoc)
       .def(nb::init<const std::string&>(), nb::arg("plugin"))
@@ -182,6 +184,10 @@ NB_MODULE(_host, m) {
       nb::arg("finish").none(), nb::arg("doc"), "A function of the module for one operation.");
   m.def("give_back_memory", &vlhost::giveBackSpareMemory, nb::sig("def give_back_memory() -> None"),
         kGiveBackMemoryDoc);
+  m.def("provider_of", &pyhost::providerOf, nb::arg("plugin"), nb::arg("member"),
+        nb::arg("function"),
+        "The file of the library that serves the calls of `function` in that one of a loaded "
+        "plug-in's libraries which defines `member`; empty if it makes no such calls.");
   m.def("leave", &Gateway::leave, "Unload all gateways, when Python ends.");
   m.def("before_fork", &Gateway::beforeFork, "Wait for the running call and hold the next ones.");
   m.def("after_fork_in_parent", &Gateway::afterForkInParent, "Let calls go on.");

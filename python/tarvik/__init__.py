@@ -25,7 +25,7 @@ from tarvik._errors import CDFError, CDFProcessError, CDFWarning
 from tarvik._host import __version__
 
 if TYPE_CHECKING:
-    from tarvik import constants, exact, ops, times, xarray
+    from tarvik import constants, exact, istp, ops, times, xarray
     from tarvik._gateway import Gateway
     from tarvik.attributes import Attributes
     from tarvik.file import File
@@ -40,6 +40,7 @@ _LATER = {
     "Variable": "tarvik.variable",
     "constants": "",
     "exact": "",
+    "istp": "",
     "open": "tarvik.file",
     "ops": "",
     "times": "",
@@ -57,6 +58,7 @@ __all__ = [
     "__version__",
     "constants",
     "exact",
+    "istp",
     "open",
     "ops",
     "times",

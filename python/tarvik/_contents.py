@@ -209,6 +209,8 @@ class Contents(Handle, MutableMapping):
         """Delete the variable again if it cannot be made as it was asked for."""
         try:
             yield
+        except GeneratorExit:  # an interruption kept this from going on; the file is closed
+            raise
         except BaseException:
             if not self._in_place and name in self:
                 with suppress(CDFError):  # the first one says what is wrong

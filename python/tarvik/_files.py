@@ -11,7 +11,9 @@ from __future__ import annotations
 import contextlib
 import errno
 import fcntl
+import gc
 import hashlib
+import io
 import os
 import stat
 
@@ -55,61 +57,78 @@ def beside(target: str, suffix: str) -> str:
     return os.path.join(folder, f".{name}.tarvik-{suffix}")
 
 
-def make_lock_file(target: str) -> int:
+def open_file(path: str, flags: int, mode: int = 0o666) -> io.FileIO:
+    """Open a file with flags of `os.open`.
+
+    A signal's handler may raise between any two steps of a Python function, and would lose a
+    descriptor there. It cannot do so between the steps of `map`.
+    """
+    return next(map(io.FileIO, map(os.open, (path,), (flags | os.O_CLOEXEC,), (mode,))))
+
+
+def make_lock_file(target: str) -> io.FileIO:
     """Make and lock the lock file of a target; remove what killed writers left."""
     path = beside(target, "lock")
     for _ in range(TRIES):
-        descriptor, made = _open_lock(path)
+        file, made = _open_lock(path)
         try:
-            locked, current = lock(descriptor), is_at(descriptor, path)
+            locked, current = lock(file), is_at(file, path)
             if current and made:
-                return descriptor
+                return file
             if current and not locked:
                 raise BlockingIOError(errno.EAGAIN, f"Delete {path!r} if no writer is running")
             if current:
-                remove_private(target, os.fstat(descriptor).st_size)
+                remove_private(target, os.fstat(file.fileno()).st_size)
                 os.unlink(path)
         except BaseException:
-            os.close(descriptor)
+            file.close()
             raise
-        os.close(descriptor)
+        file.close()
     raise BlockingIOError(errno.EAGAIN, "Other writers open and close the file all the time")
 
 
-def _open_lock(path: str) -> tuple[int, bool]:
+def _open_lock(path: str) -> tuple[io.FileIO, bool]:
     """Open the lock file, and say whether it was made now.
 
     A lock file of another user may be readable only. O_CREAT alone fails for such a file in a
     folder like /tmp.
     """
-    flags = os.O_CLOEXEC | os.O_NOFOLLOW | os.O_NONBLOCK
+    flags = os.O_NOFOLLOW | os.O_NONBLOCK
     while True:
         with contextlib.suppress(FileNotFoundError):
             try:
-                return os.open(path, flags | os.O_RDWR), False
+                return open_file(path, flags | os.O_RDWR), False
             except PermissionError:
-                return os.open(path, flags | os.O_RDONLY), False
+                return open_file(path, flags | os.O_RDONLY), False
         with contextlib.suppress(FileExistsError):
-            return os.open(path, flags | os.O_RDWR | os.O_CREAT | os.O_EXCL, 0o666), True
+            return open_file(path, flags | os.O_RDWR | os.O_CREAT | os.O_EXCL), True
 
 
-def lock(descriptor: int) -> bool:
-    """Lock an open file; return False if its file system has no locks."""
-    try:
-        fcntl.flock(descriptor, fcntl.LOCK_EX | fcntl.LOCK_NB)
-    except BlockingIOError as error:
-        raise BlockingIOError(error.errno, "The file is open for writing elsewhere") from error
-    except OSError as error:
-        if error.errno not in _NO_LOCKS:
-            raise
-        return False
-    return True
+def lock(file: io.FileIO) -> bool:
+    """Lock an open file; return False if its file system has no locks.
+
+    A writer that was dropped unclosed may hold the lock until it is collected.
+    """
+    for collect in (gc.collect, None):
+        try:
+            fcntl.flock(file, fcntl.LOCK_EX | fcntl.LOCK_NB)
+            return True
+        except BlockingIOError as error:
+            if collect is None:
+                words = "The file is open for writing elsewhere"
+                raise BlockingIOError(error.errno, words) from error
+            collect()
+        except OSError as error:
+            if error.errno not in _NO_LOCKS:
+                raise
+            break
+    return False
 
 
-def is_at(descriptor: int, path: str) -> bool:
+def is_at(file: io.FileIO, path: str) -> bool:
     """Return whether a path still leads to an open file."""
     try:
-        return os.path.samestat(os.fstat(descriptor), os.stat(path))
+        return os.path.samestat(os.fstat(file.fileno()), os.stat(path))
     except FileNotFoundError:
         return False
 
@@ -119,21 +138,21 @@ def version(status: os.stat_result) -> Version:
     return status.st_dev, status.st_ino, status.st_size, status.st_mtime_ns
 
 
-def close(descriptor: int | None, *, unlock: bool) -> None:
+def close(file: io.FileIO | None, *, unlock: bool) -> None:
     """Close an open file; unlocking it first also counts for duplicates in other processes."""
-    if descriptor is None:
+    if file is None:
         return
     if unlock:
         with contextlib.suppress(OSError):
-            fcntl.flock(descriptor, fcntl.LOCK_UN)
-    os.close(descriptor)
+            fcntl.flock(file, fcntl.LOCK_UN)
+    file.close()
 
 
-def may_replace(descriptor: int, folder: str) -> bool:
+def may_replace(file: io.FileIO, folder: str) -> bool:
     """Return False if only the owner of an open file can replace it, as in /tmp."""
     status, user = os.stat(folder), os.geteuid()
     sticky = bool(status.st_mode & stat.S_ISVTX)
-    return not sticky or user in (0, status.st_uid, os.fstat(descriptor).st_uid)
+    return not sticky or user in (0, status.st_uid, os.fstat(file.fileno()).st_uid)
 
 
 def remove_private(target: str, count: int) -> None:
@@ -143,15 +162,12 @@ def remove_private(target: str, count: int) -> None:
             os.unlink(beside(target, f"{number}.cdf"))
 
 
-def copy_data(source: int, path: str) -> None:
+def copy_data(source: io.FileIO, path: str) -> None:
     """Copy an open file to a new one; the blocks are shared where the file system can do that."""
-    copy = os.open(path, os.O_WRONLY | os.O_CREAT | os.O_EXCL | os.O_CLOEXEC, 0o600)
-    try:
-        start, size = 0, os.fstat(source).st_size
+    with open_file(path, os.O_WRONLY | os.O_CREAT | os.O_EXCL, 0o600) as copy:
+        start, size = 0, os.fstat(source.fileno()).st_size
         while start < size:
-            start += _copy_some(source, copy, start, size - start)
-    finally:
-        os.close(copy)
+            start += _copy_some(source.fileno(), copy.fileno(), start, size - start)
 
 
 def _copy_some(source: int, copy: int, start: int, count: int) -> int:
@@ -169,8 +185,9 @@ def _copy_some(source: int, copy: int, start: int, count: int) -> int:
     return moved
 
 
-def copy_permissions(source: int, path: str) -> None:
+def copy_permissions(file: io.FileIO, path: str) -> None:
     """Give a file the mode, owner, group, access list and attributes of an open file."""
+    source = file.fileno()
     status = os.fstat(source)
     mode = status.st_mode & 0o777
     with contextlib.suppress(OSError):

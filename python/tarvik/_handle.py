@@ -41,6 +41,9 @@ class Handle:
     def _trial(self) -> AbstractContextManager[Any]:
         raise NotImplementedError
 
+    def _keep(self) -> None:
+        raise NotImplementedError
+
     def _nothing_to_carry_out(self) -> None:
         self._structural, self._hidden, self._lengths = False, set(), {}
 
@@ -98,6 +101,7 @@ class Handle:
             raise io.UnsupportedOperation(
                 f"{self.path} is open for reading only; open it with mode 'r+' to change it"
             )
+        self._keep()
 
     def _check_structural(self, what: str) -> None:
         self._check_writable()

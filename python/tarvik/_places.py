@@ -12,6 +12,7 @@ import tempfile
 from typing import Any
 
 from tarvik import constants
+from tarvik._files import open_file
 
 _MARK_3, _MARK_COMPRESSED = bytes.fromhex("cdf30001"), bytes.fromhex("cccc0001")
 _HUFFMAN = (constants.HUFF_COMPRESSION, constants.AHUFF_COMPRESSION)
@@ -46,15 +47,12 @@ def check_readable(path: str) -> None:
     ------
     PermissionError, IsADirectoryError, OSError
     """
-    descriptor = os.open(path, os.O_RDONLY | os.O_NONBLOCK | os.O_CLOEXEC)
-    try:
-        mode = os.fstat(descriptor).st_mode
-    finally:
-        os.close(descriptor)
+    mode = os.stat(path).st_mode
     if stat.S_ISDIR(mode):
         raise IsADirectoryError(errno.EISDIR, os.strerror(errno.EISDIR), path)
     if not stat.S_ISREG(mode):
         raise OSError(errno.EINVAL, "Not a regular file", path)
+    open_file(path, os.O_RDONLY | os.O_NONBLOCK).close()
 
 
 def new_path(path: str) -> str:
@@ -88,9 +86,10 @@ def is_huffman_coded(path: str) -> bool:
 
     Nothing inside such a file is checked before the library uses it.
     """
+    if not os.path.isfile(path):
+        return False
     try:
-        descriptor = os.open(path, os.O_RDONLY | os.O_NONBLOCK | os.O_CLOEXEC)
-        with open(descriptor, "rb") as file:
+        with open(path, "rb") as file:
             marks = file.read(8)
             if marks[4:] != _MARK_COMPRESSED:
                 return False
@@ -99,7 +98,7 @@ def is_huffman_coded(path: str) -> bool:
             place = int.from_bytes(file.read(2 * width + 4)[-width:], "big")
             file.seek(min(place, _MOST_BYTES))
             return int.from_bytes(file.read(width + 8)[-4:], "big") in _HUFFMAN
-    except (OSError, TypeError):  # TypeError: a pipe without a writer
+    except OSError:
         return False
 
 

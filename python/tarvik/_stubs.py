@@ -49,6 +49,8 @@ def call(operation: str | bytes, *inputs: Any) -> Any:
 '''
 
 _GATEWAY_HEAD = '''\
+from contextlib import AbstractContextManager
+
 from tarvik.ops import *
 from tarvik.ops import FileId
 

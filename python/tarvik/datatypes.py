@@ -3,18 +3,18 @@
 from __future__ import annotations
 
 import datetime
-import warnings
+from collections.abc import Callable
 from dataclasses import dataclass
 from typing import Any
 
 import numpy as np
 
-from tarvik.times import from_datetime64, to_datetime64
+from tarvik._epochs import KINDS
+from tarvik.times import from_datetime, from_datetime64, from_text, to_datetime64
 
 __all__ = ["DATATYPES", "Datatype", "datatype_named", "datatype_of", "decode_text"]
 
 _NAT = np.datetime64("NaT", "ns")
-_LOWEST = np.iinfo(np.int64).min
 
 
 @dataclass(frozen=True)
@@ -42,7 +42,7 @@ class Datatype:
 
     @property
     def is_time(self) -> bool:
-        return self.name in _TIME_FILLS
+        return self.inquired in KINDS
 
     @property
     def inquired(self) -> str:
@@ -73,9 +73,6 @@ _CODES = {
     "CDF_CHAR": (51, "S1"),
     "CDF_UCHAR": (52, "S1"),
 }
-# What a time that is none is stored as where the variable has no fill value.
-_TIME_FILLS = {"CDF_EPOCH": -1e31, "CDF_EPOCH16": complex(-1e31, -1e31), "CDF_TIME_TT2000": _LOWEST}
-
 DATATYPES = {name: Datatype(name, code, np.dtype(d)) for name, (code, d) in _CODES.items()}
 _BY_CODE = {datatype.code: datatype for datatype in DATATYPES.values()}
 # What values of a dtype are stored as unless a datatype is named.
@@ -161,8 +158,7 @@ def to_user(stored: np.ndarray, datatype: Datatype, fill: Any = None) -> np.ndar
         return _decoded(stored)
     if not datatype.is_time:
         return stored
-    raw = np.stack([stored.real, stored.imag]) if datatype.stored.kind == "c" else stored
-    times = to_datetime64(raw, datatype.inquired)
+    times = to_datetime64(stored, datatype.inquired)
     return times if fill is None else np.where(stored == fill, _NAT, times)
 
 
@@ -191,12 +187,7 @@ def to_stored(values: Any, datatype: Datatype, elements: int = 1, fill: Any = No
     if datatype.is_text:
         return _texts(given, datatype, elements)
     if datatype.is_time and given.dtype.kind in "MSUO":
-        times = _as_times(given, datatype)
-        stored = from_datetime64(times, datatype.inquired)
-        if datatype.stored.kind == "c":
-            stored = stored[0] + 1j * stored[1]
-        none = _TIME_FILLS[datatype.name] if fill is None else fill
-        return np.where(np.isnat(times), datatype.stored.type(none), stored)
+        return _times(given, datatype, fill)
     return _numbers(given, datatype)
 
 
@@ -254,23 +245,28 @@ def _have_nuls(texts: np.ndarray) -> bool:
     return bool(((codes[:, :-1] == 0) & (codes[:, 1:] != 0)).any())
 
 
-def _as_times(values: np.ndarray, datatype: Datatype) -> np.ndarray:
+def _times(values: np.ndarray, datatype: Datatype, fill: Any) -> np.ndarray:
+    name = datatype.inquired
+    none = KINDS[name].fill
     try:
-        with warnings.catch_warnings():
-            # Of time zones: NumPy converts to UTC, as is wanted.
-            warnings.simplefilter("ignore", UserWarning)
-            years, times = values.astype("datetime64[Y]"), values.astype("datetime64[ns]")
+        stored = np.asarray(_convert_to_time(values)(values, name))
     except (ValueError, TypeError) as error:
         raise type(error)(f"{datatype.name} takes times: {error}") from None
-    # NumPy wraps what nanoseconds cannot hold; TT2000 counts from 2000 and begins later.
-    first, last = (1708 if datatype.name == "CDF_TIME_TT2000" else 1678), 2261
-    wrong = (years < np.datetime64(str(first))) | (years > np.datetime64(str(last)))
-    if wrong.any():
-        found = np.asarray(values)[wrong].ravel()[0]
+    unread = np.isnat(to_datetime64(stored, name)) & (stored != none)
+    if unread.any():
         raise OverflowError(
-            f"{found} does not fit {datatype.name}: times are of the years {first} to {last}"
+            f"{values[unread].ravel()[0]} does not fit {datatype.name}, which is read as "
+            "datetime64[ns]: times are of the years 1678 to 2261"
         )
-    return times
+    return stored if fill is None else np.where(stored == none, fill, stored)
+
+
+def _convert_to_time(values: np.ndarray) -> Callable[[Any, str], Any]:
+    if values.dtype.kind == "M":
+        return from_datetime64
+    return (
+        from_text if values.dtype.kind in "SU" or _all_are(values, (str, bytes)) else from_datetime
+    )
 
 
 def _numbers(values: np.ndarray, datatype: Datatype) -> np.ndarray:

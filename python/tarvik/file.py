@@ -34,10 +34,10 @@ __all__ = ["File", "open_file"]
 
 _MODES = ("r", "r+", "w", "x", "a")
 _OLD = (2.0, 5.0)  # files of versions before this one have descriptions of another form
-# Files that are open when Python ends are closed then: written ones, which are kept until they are
-# saved, and those that are only read.
-_written: set[File] = set()
-_read: weakref.WeakSet[File] = weakref.WeakSet()
+# Files that are open when Python ends are closed then: edited ones, which are kept until they are
+# saved, and the others.
+_edited: set[File] = set()
+_unedited: weakref.WeakSet[File] = weakref.WeakSet()
 
 
 class File(Contents):
@@ -86,6 +86,8 @@ class File(Contents):
         If it is no CDF file, or a damaged one.
     """
 
+    _saved_by_with = False
+
     def __init__(
         self,
         path: str | bytes | os.PathLike | BinaryIO,
@@ -133,7 +135,7 @@ class File(Contents):
             self._end_interrupted(type(error))
             self._give_up()
             raise
-        (_written if self._writable else _read).add(self)
+        _unedited.add(self)
 
     # Opening and closing.
 
@@ -147,7 +149,7 @@ class File(Contents):
         else:
             check_readable(present)
             self._opened_path, self._version = present, version(os.stat(present))
-            self._id = self._opened(present)
+            self._open(present)
         self._row_major = self._call("getMajority", self._id) == "ROW_MAJOR"
         self._find_variables()
         if self._writable and not self._in_place and self._call("getVersion", self._id)[:2] < _OLD:
@@ -173,7 +175,7 @@ class File(Contents):
             target, create=fresh, exist_ok=self.mode != "x", replace=fresh, atomic=atomic
         )
         if not fresh:
-            self._id = self._opened(self._transaction.path)
+            self._open(self._transaction.path)
             return
         if not atomic and present is not None:
             for path in (present, *self._others):
@@ -182,7 +184,7 @@ class File(Contents):
         self._create(self._transaction.path, settings)
 
     def _create(self, path: str, settings: tuple) -> None:
-        self._id = self._call("create", os.fsencode(path))
+        self._hold("create", path)
         majority, compression, checksum, kind = settings
         for operation, inputs in (
             ("setFormat", [kind] if kind != 1 else None),
@@ -195,21 +197,34 @@ class File(Contents):
         if path.endswith(".CDF"):  # the library makes a file with small letters
             self._close_id()
             os.rename(f"{path[:-4]}.cdf", path)
-            self._id = self._opened(path)
+            self._open(path)
 
-    def _opened(self, path: str) -> Any:
+    def _open(self, path: str) -> None:
         before = self._call("getValidate") == "VALIDATEFILEon"
         if before == self._validate:
-            return self._call("open", os.fsencode(path))
+            self._hold("open", path)
+            return
         self._call("setValidate", -1 if self._validate else 0)
         try:
-            return self._call("open", os.fsencode(path))
+            self._hold("open", path)
         finally:
             self._call("setValidate", -1 if before else 0)
 
+    def _hold(self, operation: str, path: str) -> None:
+        """Have what an operation opens as `_id`.
+
+        A signal's handler that raises right after the call would lose the open file; it cannot run
+        between the steps of `map`.
+        """
+        opened = map(self._call, (operation,), (os.fsencode(path),))
+        next(map(vars(self).__setitem__, ("_id",), opened))
+
     def _is_multi_file(self, path: str) -> bool:
-        with self._opened(path) as file:
-            return self._call("getFormat", file) == "MULTI_FILE"
+        self._open(path)
+        try:
+            return self._call("getFormat", self._id) == "MULTI_FILE"
+        finally:
+            self._close_id()
 
     def _files_replaced(self, path: str) -> list[str]:
         """The files of the variables of a file that is made anew."""
@@ -237,11 +252,11 @@ class File(Contents):
         """In a forked process: the library of the parent goes on with what it has open."""
         if version(os.stat(self._opened_path)) != self._version:
             raise OSError(errno.ESTALE, "The file was replaced since it was opened", self.path)
-        self._id = self._opened(self._opened_path)
+        self._open(self._opened_path)
         self._forked = False
 
     def _left_to_parent(self) -> None:
-        if self._gateway is None and self._id is not None:
+        if self._gateway is None and self._id is not None and not self._writable:
             self._id, self._forked = None, True
 
     @property
@@ -255,7 +270,7 @@ class File(Contents):
         path, folder = self._file_on_disk, None
         if self._transaction is not None:
             self._call("close", self._id)  # so that it has all that was written
-            self._id = self._opened(path)
+            self._open(path)
             folder = os.path.dirname(path)
         with tempfile.TemporaryDirectory(prefix=".tarvik-", dir=folder) as temporary:
             copy = shutil.copyfile(path, os.path.join(temporary, "copy.cdf"))
@@ -263,6 +278,9 @@ class File(Contents):
                 yield file
 
     def __enter__(self) -> File:
+        # An interruption that comes before `__exit__` must not leave it to be saved at the end.
+        self._saved_by_with = True
+        _edited.discard(self)
         return self
 
     def __exit__(self, kind: Any, error: Any, trace: Any) -> None:
@@ -272,15 +290,19 @@ class File(Contents):
         self._end_interrupted(kind)
         self.discard()
 
+    def _keep(self) -> None:
+        if not self._saved_by_with:
+            _edited.add(self)
+
     def _end_interrupted(self, kind: type[BaseException]) -> None:
         """An interruption does not wait for an isolated call that is under way."""
         if self._gateway is not None and not issubclass(kind, Exception):
             self._gateway.kill()
 
     def __del__(self) -> None:
-        if getattr(self, "_id", None) is not None and not self._id.closed and not self._writable:
+        if getattr(self, "_id", None) is not None and not self._id.closed:
             warnings.warn(f"unclosed file {self.path!r}", ResourceWarning, 2, source=self)
-            self.close()
+            self.discard()
 
     def close(self) -> None:
         """Save what was written and close the file; closing it again does nothing.
@@ -332,17 +354,16 @@ class File(Contents):
             os.unlink(path)
 
     def _close_id(self) -> None:
-        file, self._id = self._id, None
-        self._call("close", file)
+        self._call("close", self._id)
+        self._id = None
 
     def _give_up(self) -> None:
         self._forked = False
-        _written.discard(self)
-        if self._id is not None:
-            file, self._id = self._id, None
-            if not file.closed:
-                with suppress(CDFError):  # the copy is thrown away
-                    self._call("close", file)
+        _edited.discard(self)
+        if self._id is not None and not self._id.closed:
+            with suppress(CDFError):  # the copy is thrown away
+                self._call("close", self._id)
+        self._id = None
         if self._transaction is not None:
             self._transaction.abort()
         if self._own_gateway is not None:
@@ -436,7 +457,7 @@ class File(Contents):
         self._call("close", self._id)
         self._id = None
         transaction.path = path
-        self._id = self._opened(path)
+        self._open(path)
         self._known_attributes = None
         self._nothing_to_carry_out()
         for name, variable in self._variables.items():
@@ -521,19 +542,19 @@ def open_file(path: str | bytes | os.PathLike | BinaryIO, mode: str = "r", **opt
 
 @atexit.register
 def _close_files() -> None:
-    for file in list(_written):
+    for file in list(_edited):
         warnings.warn(f"{file.path!r} was not closed; it is saved now", ResourceWarning, 2)
         try:
             file.close()
         except Exception as error:
             warnings.warn(f"{file.path!r} could not be saved: {error}", CDFWarning, 2)
-    for file in list(_read):
+    for file in list(_unedited):
         file.discard()
 
 
 def _after_fork() -> None:
-    _written.clear()
-    for file in list(_read):
+    _edited.clear()
+    for file in list(_unedited):
         file._left_to_parent()
 
 

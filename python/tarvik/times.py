@@ -1,71 +1,93 @@
-"""Times of CDF files as NumPy's `datetime64`."""
+"""Times of CDF files as NumPy's `datetime64`, as Python's `datetime` and as ISO 8601 text.
+
+==================  ====================  ===============================================
+to what is stored   from what is stored   holds
+==================  ====================  ===============================================
+`from_datetime64`   `to_datetime64`       the years that its unit holds, no leap seconds
+`from_datetime`     `to_datetime`         the years 1 to 9999, microseconds, no leap seconds
+`from_text`         `to_text`             all that the datatype holds
+==================  ====================  ===============================================
+
+Stored times are as `variable.raw` gives them: float64 for `CDF_EPOCH`, complex for `CDF_EPOCH16`
+(seconds and picoseconds), int64 for `CDF_TIME_TT2000`. Arrays keep their shape, and one time gives
+one time. NaT, None and the text "NaT" stand for no time, which is stored as the datatype's fill
+value; the fill value and the library's default pad value are read as no time.
+"""
 
 from __future__ import annotations
 
-from collections.abc import Callable
+import datetime
 from typing import Any
 
 import numpy as np
 
-__all__ = ["from_datetime64", "to_datetime64"]
+from tarvik import _iso8601
+from tarvik._epochs import BLOCK, TICKS, Kind, as_stored, in_leap, kind_of, seconds_of, stored_of
 
-# From the beginning of the year 0 to that of 1970, in the Gregorian calendar.
-_SECONDS_TO_1970 = 62_167_219_200
-# Of `datetime64[ns]` on both sides of 1970: the seconds that it holds all of.
-_LARGEST_SECONDS = np.iinfo(np.int64).max // 10**9 - 1
-_NAT = np.iinfo(np.int64).min
-# Small enough that what is computed on the way stays in the processor's caches.
-_BLOCK = 1 << 14
-_YEARS = 1678, 2261  # that `datetime64[ns]` holds all of
-_NAMES = {31: "cdf_epoch", 32: "cdf_epoch16", 33: "cdf_time_tt2000"}
+__all__ = [
+    "from_datetime",
+    "from_datetime64",
+    "from_text",
+    "to_datetime",
+    "to_datetime64",
+    "to_text",
+]
 
 
-def to_datetime64(times: Any, datatype: str | int | None = None) -> np.ndarray:
-    """Convert times to `datetime64[ns]`, which counts from 1970 and knows no leap seconds.
+def to_datetime64(
+    times: Any, datatype: str | int | None = None, *, unit: str = "ns", errors: str = "coerce"
+) -> Any:
+    """Convert stored times to `datetime64`, which counts from 1970 and knows no leap seconds.
 
     Parameters
     ----------
     times : array_like
-        Times as the gateway gives them. Those of `cdf_epoch16` have a first dimension of two.
+        Stored times. Those of `CDF_EPOCH16` may also be floats with a first dimension of two, as
+        operations give them.
     datatype : str or int, optional
         Their datatype, by its name in any letter case, its number or its constant: `CDF_EPOCH`,
-        `CDF_EPOCH16` or `CDF_TIME_TT2000`. If it is left out, integers are `CDF_TIME_TT2000` and
-        floats `CDF_EPOCH`.
+        `CDF_EPOCH16` or `CDF_TIME_TT2000`. If it is left out, integers are `CDF_TIME_TT2000`,
+        complex numbers `CDF_EPOCH16` and other numbers `CDF_EPOCH`.
+    unit : str
+        Of the result: "s", "ms", "us", "ns" or "ps". What is finer is cut. Nanoseconds hold the
+        years 1678 to 2261, picoseconds some 100 days around 1970, the others all years.
+    errors : str
+        What becomes of times that the unit or the calendar cannot hold: "coerce" makes them NaT,
+        "raise" an error.
 
     Returns
     -------
-    numpy.ndarray of datetime64[ns]
-        The same times; NaT for fill values and for times outside the years 1678 to 2261. What is
-        finer than a nanosecond is cut, and a leap second becomes the second after it.
+    numpy.ndarray of datetime64, or datetime64
+        NaT for fill and pad values, NaN and infinities. A leap second is the second after it.
 
     Raises
     ------
+    OverflowError
+        With `errors="raise"`, for a time that does not fit.
     TypeError
         For `datetime64`.
     ValueError
-        For another datatype, or epochs16 without a first dimension of two.
+        For another datatype, unit or `errors`, or floats of `CDF_EPOCH16` of another shape.
     """
-    if np.asarray(times).dtype.kind == "M":
-        raise TypeError("these times are datetime64 already")
-    if datatype is None:
-        times = np.asarray(times)
-        datatype = "cdf_time_tt2000" if times.dtype.kind in "iu" else "cdf_epoch"
-    width, dtype, convert = _CONVERSIONS[_inquired(datatype)]
-    times = np.asarray(times, dtype)
-    if width == 2 and (times.ndim < 1 or times.shape[0] != 2):
-        raise ValueError(f"cdf_epoch16 needs a first dimension of 2, not the shape {times.shape}")
-    shape = times.shape[width - 1 :]
-    flat = times.reshape((width, -1), order="F")
-    result = np.empty(flat.shape[1], np.int64)
-    with np.errstate(invalid="ignore"):
-        for start in range(0, result.size, _BLOCK):
-            block = slice(start, start + _BLOCK)
-            result[block] = convert(*flat[:, block])
-    return result.view("datetime64[ns]").reshape(shape, order="F")
+    values, kind = as_stored(times, datatype)
+    ticks = TICKS.get(unit)
+    if ticks is None:
+        raise ValueError(f"unit={unit!r} is none of {', '.join(TICKS)}")
+    flat = values.ravel()
+    result = np.empty(flat.size, np.int64)
+    with np.errstate(invalid="ignore", over="ignore"):
+        for start in range(0, result.size, BLOCK):
+            block = slice(start, start + BLOCK)
+            result[block] = kind.ticks_since_1970(flat[block], ticks)
+    found = result.view(f"M8[{unit}]").reshape(values.shape)
+    if _must_raise(errors):
+        wrong = np.isnat(found) & ~kind.is_none(values)
+        _check(wrong, values, f"datetime64[{unit}]")
+    return found[()]
 
 
-def from_datetime64(times: Any, datatype: str | int) -> np.ndarray:
-    """Convert `datetime64` to times as the gateway takes them.
+def from_datetime64(times: Any, datatype: str | int, *, errors: str = "raise") -> Any:
+    """Convert `datetime64` to stored times.
 
     Parameters
     ----------
@@ -73,98 +95,168 @@ def from_datetime64(times: Any, datatype: str | int) -> np.ndarray:
         Of any unit; finer than the datatype's resolution is cut.
     datatype : str or int
         As in `to_datetime64`.
+    errors : str
+        What becomes of times that the datatype cannot hold: "raise" makes an error, "coerce" the
+        fill value.
 
     Returns
     -------
-    numpy.ndarray
-        Milliseconds since the year 0 in float64 for `cdf_epoch`; seconds and picoseconds in a first
-        dimension of two for `cdf_epoch16`; nanoseconds since J2000 in int64 for `cdf_time_tt2000`.
-        What NaT becomes may change.
+    numpy.ndarray or NumPy scalar
+        Stored times; the fill value for NaT. A `CDF_EPOCH` is the nearest double.
 
     Raises
     ------
-    ValueError
-        For another datatype.
     OverflowError
-        For times outside the years 1678 to 2261.
+        For times outside the years 0 to 9999, or for `CDF_TIME_TT2000` outside 1707-09-23 to
+        2292-04-10.
+    TypeError
+        For what is no `datetime64`.
+    ValueError
+        For another datatype or `errors`.
     """
-    datatype = _inquired(datatype)
     times = np.asarray(times)
-    years = times.astype("datetime64[Y]").astype(np.int64) + 1970
-    wrong = (years < _YEARS[0]) | (years > _YEARS[1])
-    if (wrong & ~np.isnat(times)).any():
-        raise OverflowError(f"{times[wrong].ravel()[0]} is outside the years 1678 to 2261")
-    nanoseconds = times.astype("datetime64[ns]").view(np.int64)
-    if datatype == "cdf_time_tt2000":
-        return _to_tt2000(nanoseconds)
-    if datatype == "cdf_epoch":
-        whole, rest = np.divmod(nanoseconds, 10**6)
-        return (whole + _SECONDS_TO_1970 * 1000) + rest / 1e6
-    seconds, rest = np.divmod(nanoseconds, 10**9)
-    return np.stack([(seconds + _SECONDS_TO_1970).astype(float), rest * 1000.0])
+    if times.dtype.kind != "M":
+        raise TypeError(f"{times.dtype} is not datetime64; from_datetime and from_text take others")
+    return _stored(times, *seconds_of(times), kind_of(datatype), errors)
 
 
-def _inquired(datatype: str | int) -> str:
-    """The name of a datatype of times as inquiries give it."""
-    name = datatype.lower() if isinstance(datatype, str) else _NAMES.get(datatype)
-    if name not in _CONVERSIONS:
-        raise ValueError(f"{datatype!r} is no datatype of times: {', '.join(_CONVERSIONS)} are")
-    return name
+def to_datetime(times: Any, datatype: str | int | None = None, *, errors: str = "coerce") -> Any:
+    """Convert stored times to `datetime` objects without a time zone, which are UTC.
+
+    Parameters
+    ----------
+    times, datatype, errors
+        As in `to_datetime64`.
+
+    Returns
+    -------
+    numpy.ndarray of object, or datetime.datetime
+        None for what is no time. What is finer than a microsecond is cut.
+
+    Raises
+    ------
+    OverflowError, TypeError, ValueError
+        As in `to_datetime64`; `datetime` holds the years 1 to 9999.
+    """
+    found = np.asarray(to_datetime64(times, datatype, unit="us", errors=errors))
+    early = found < np.datetime64("0001-01-01")
+    if _must_raise(errors):
+        _check(early, found, "datetime, which holds the years 1 to 9999")
+    objects = np.where(early, np.datetime64("NaT"), found).astype(object)
+    return objects[()]
 
 
-def _to_tt2000(nanoseconds: np.ndarray) -> np.ndarray:
-    from tarvik import ops
+def from_datetime(times: Any, datatype: str | int, *, errors: str = "raise") -> Any:
+    """Convert `datetime` objects to stored times.
 
-    days, rest = np.divmod(nanoseconds.ravel(), 86400 * 10**9)
-    dates = days.astype("datetime64[D]")
-    months = dates.astype("datetime64[M]")
-    parts = [
-        months.astype(np.int64) // 12 + 1970,
-        months.astype(np.int64) % 12 + 1,
-        (dates - months.astype("datetime64[D]")).astype(np.int64) + 1,
-    ]
-    for unit in (3600 * 10**9, 60 * 10**9, 10**9, 10**6, 1000, 1):
-        whole, rest = np.divmod(rest, unit)
-        parts.append(whole)
-    made = ops.computeTT2000(np.asfortranarray(np.array(parts, float)))
-    return np.ravel(made).astype(np.int64).reshape(nanoseconds.shape)
+    Parameters
+    ----------
+    times : array_like of datetime.datetime, datetime.date, datetime64 or None
+        Those with a time zone are converted to UTC; those without one are UTC.
+    datatype, errors
+        As in `from_datetime64`.
 
+    Returns
+    -------
+    numpy.ndarray or NumPy scalar
 
-def _of_epoch(milliseconds: np.ndarray) -> np.ndarray:
-    whole = np.floor(milliseconds)
-    nanoseconds = np.floor((milliseconds - whole) * 1e6)
-    return _nanoseconds(whole - _SECONDS_TO_1970 * 1000, 1000, nanoseconds)
-
-
-def _of_epoch16(seconds: np.ndarray, picoseconds: np.ndarray) -> np.ndarray:
-    return _nanoseconds(seconds - _SECONDS_TO_1970, 1, np.floor(picoseconds / 1000))
-
-
-def _nanoseconds(ticks: np.ndarray, rate: int, nanoseconds: np.ndarray) -> np.ndarray:
-    """Of whole ticks, `rate` to a second, and nanoseconds more, all as doubles."""
-    inside = (np.abs(ticks) <= float(_LARGEST_SECONDS * rate)) & (np.abs(nanoseconds) < 1e9)
-    result = ticks.astype(np.int64) * (10**9 // rate) + nanoseconds.astype(np.int64)
-    return np.where(inside, result, _NAT)
+    Raises
+    ------
+    OverflowError, TypeError, ValueError
+        As in `from_datetime64`.
+    """
+    given = np.asarray(times, object)
+    for item in given.flat:
+        if not isinstance(item, (datetime.date, np.datetime64, type(None))):
+            raise TypeError(f"{item!r:.60} is no datetime")
+    with _iso8601.zones_allowed():
+        return from_datetime64(given.astype("M8[us]"), datatype, errors=errors)
 
 
-def _of_tt2000(times: np.ndarray) -> np.ndarray:
-    from tarvik import ops
+def to_text(times: Any, datatype: str | int | None = None, *, errors: str = "coerce") -> Any:
+    """Convert stored times to text in ISO 8601, with all digits that the datatype has.
 
-    parts = ops.tt2000Breakdown(times).reshape((9, -1), order="F").astype(np.int64)
-    year, month, day, hour, minute, second, *fraction = parts
-    months = ((year - 1970) * 12 + month - 1).astype("datetime64[M]")
-    days = months.astype("datetime64[D]").astype(np.int64) + day - 1
-    seconds = days * 86400 + hour * 3600 + minute * 60 + second
-    milli, micro, nano = fraction
-    result = seconds * 10**9 + milli * 10**6 + micro * 1000 + nano
-    # The lowest few values stand for no time at all.
-    inside = (np.abs(seconds) <= _LARGEST_SECONDS) & (times > _NAT + 3)
-    return np.where(inside, result, _NAT)
+    Parameters
+    ----------
+    times, datatype
+        As in `to_datetime64`.
+    errors : str
+        What becomes of numbers that are no times: "coerce" makes them "NaT", "raise" an error.
+
+    Returns
+    -------
+    numpy.ndarray of str, or str
+        "2016-12-31T23:59:60.500000000" for example: a leap second of `CDF_TIME_TT2000` is ":60".
+        `CDF_EPOCH` has 3 digits behind the point, `CDF_EPOCH16` 12 and `CDF_TIME_TT2000` 9.
+
+    Raises
+    ------
+    OverflowError, ValueError
+        As in `to_datetime64`.
+    """
+    from tarvik.datatypes import datatype_named
+
+    values, kind = as_stored(times, datatype)
+    none = kind.is_none(values)
+    wrong = ~kind.is_time(values) & ~none
+    if _must_raise(errors):
+        _check(wrong, values, kind.title)
+    none |= wrong
+    texts = _iso8601.as_text(np.where(none, kind.pad, values), datatype_named(kind.name))
+    return np.where(none, "NaT", texts).astype(str)[()]
 
 
-# The numbers of one time, their dtype, and what makes nanoseconds since 1970 of them.
-_CONVERSIONS: dict[str, tuple[int, type, Callable[..., np.ndarray]]] = {
-    "cdf_epoch": (1, np.float64, _of_epoch),
-    "cdf_epoch16": (2, np.float64, _of_epoch16),
-    "cdf_time_tt2000": (1, np.int64, _of_tt2000),
-}
+def from_text(texts: Any, datatype: str | int, *, errors: str = "raise") -> Any:
+    """Convert text in ISO 8601 to stored times.
+
+    Parameters
+    ----------
+    texts : array_like of str or bytes
+        "2020-02-28", "2020-02-28T12:30", "2020-02-28T12:30:00.25Z", for example: from the year
+        alone to 18 digits behind the point, with "T" or a blank before the hours. "Z"
+        may follow, or an offset such as "+01:00", which is converted to UTC. "NaT" and an empty
+        text are no time.
+    datatype, errors
+        As in `from_datetime64`; text that is no time is the fill value with "coerce".
+
+    Returns
+    -------
+    numpy.ndarray or NumPy scalar
+        Stored times; finer than the datatype's resolution is cut.
+
+    Raises
+    ------
+    OverflowError
+        As in `from_datetime64`.
+    ValueError
+        For text that is no time, and for a leap second that never was or that the datatype does not
+        hold: only `CDF_TIME_TT2000` has them.
+    TypeError
+        For what is no text.
+    """
+    given, seconds, picoseconds = _iso8601.read(texts, _must_raise(errors))
+    return _stored(given, seconds, picoseconds, kind_of(datatype), errors)
+
+
+def _must_raise(errors: str) -> bool:
+    if errors not in ("raise", "coerce"):
+        raise ValueError(f"errors={errors!r} is neither 'raise' nor 'coerce'")
+    return errors == "raise"
+
+
+def _check(wrong: Any, given: np.ndarray, what: str) -> None:
+    if np.any(wrong):
+        raise OverflowError(f"{np.asarray(given)[wrong].ravel()[0]} does not fit {what}")
+
+
+def _stored(
+    given: np.ndarray, seconds: np.ndarray, picoseconds: np.ndarray, kind: Kind, errors: str
+) -> Any:
+    stored, wrong = stored_of(seconds.ravel(), picoseconds.ravel(), kind)
+    if _must_raise(errors):
+        leap = wrong & in_leap(picoseconds.ravel())
+        if leap.any():
+            text = given.ravel()[leap][0]
+            raise ValueError(f"{text!s} is a second 60 that never was, or that {kind.name} lacks")
+        _check(wrong, given.ravel(), kind.title)
+    return stored.reshape(given.shape)[()]

@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import contextlib
 import errno
+import io
 import os
 import stat
 import weakref
@@ -53,6 +54,8 @@ class Transaction:
         If the file cannot be edited. Nothing has changed then.
     """
 
+    _ended = "was not begun"
+
     def __init__(
         self,
         target: str | bytes | os.PathLike[str] | os.PathLike[bytes],
@@ -66,8 +69,8 @@ class Transaction:
         self.target = self.path = os.path.realpath(os.fsdecode(target))
         self._create, self._exist_ok = create, exist_ok
         self._overwrite = (replace and exist_ok) or not atomic
-        self._source: int | None = None  # the target, open and locked
-        self._lock: int | None = None  # the lock file, open and locked
+        self._source: io.FileIO | None = None  # the target, open and locked
+        self._lock: io.FileIO | None = None  # the lock file, open and locked
         self._version: _files.Version | None = None  # of the target at the beginning
         self._private = 0  # the number of private names in use
         self._ended = ""
@@ -77,7 +80,7 @@ class Transaction:
             self._lock_name(atomic)
             self._lock_target()  # it may have been replaced in between
             if self._source is not None:
-                self._version = _files.version(os.fstat(self._source))
+                self._version = _files.version(os.fstat(self._source.fileno()))
             if atomic:
                 self.path = self.fresh()
                 if self._source is not None and not replace:
@@ -90,7 +93,7 @@ class Transaction:
             raise PermissionError(errno.EACCES, _READ_ONLY_FOLDER, self._given)
         path = _files.beside(self.target, f"{self._private}.cdf")
         self._private += 1
-        os.ftruncate(self._lock, self._private)
+        os.ftruncate(self._lock.fileno(), self._private)
         with contextlib.suppress(FileNotFoundError):
             os.unlink(path)
         return path
@@ -128,6 +131,9 @@ class Transaction:
         if not self._ended:
             self._end("was aborted")
 
+    def __del__(self) -> None:
+        self.abort()
+
     def _lock_target(self) -> None:
         for _ in range(_files.TRIES):
             if self._source is not None and _files.is_at(self._source, self.target):
@@ -136,8 +142,7 @@ class Transaction:
             self._source = None
             if not self._find():
                 return
-            flags = os.O_RDWR | os.O_NONBLOCK | os.O_CLOEXEC
-            self._source = os.open(self.target, flags)
+            self._source = _files.open_file(self.target, os.O_RDWR | os.O_NONBLOCK)
             _files.lock(self._source)
         raise BlockingIOError(errno.EAGAIN, "The file is replaced all the time")
 
@@ -211,8 +216,8 @@ class Transaction:
     def _release(self, how: str, *, unlock: bool) -> None:
         self._ended = how
         _running.discard(self)
-        for descriptor in (self._lock, self._source):
-            _files.close(descriptor, unlock=unlock)
+        for file in (self._lock, self._source):
+            _files.close(file, unlock=unlock)
         self._lock = self._source = None
 
 

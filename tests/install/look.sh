@@ -8,9 +8,9 @@ die() {
 
 # look_at TREE PROJECT: the folder of the plug-ins in the tree goes to `libraries`. No file of the
 # tree may name a folder of the project, and the libraries may look for others beside them only. The
-# terms of the CDF library lie in the tree.
+# terms of the CDF library and of the project lie in the tree.
 look_at() {
-  local tree=$1 project=$2 name plugin library exported
+  local tree=$1 project=$2 name plugin library exported found
   plugin=$(find "$tree" -name tarvik.so)
   [ -f "$plugin" ] || die "there is not one tarvik.so in $tree"
   libraries=$(dirname -- "$plugin")
@@ -19,10 +19,16 @@ look_at() {
     plugin=$libraries/$name
     exported=$(nm -D --defined-only "$plugin" | cut -d' ' -f3)
     [ "$exported" = vlpFunction ] || die "$name exports $exported"
-    ldd "$plugin" | grep -F 'libcdf' | grep -qF "=> $libraries/" ||
-      die "$name does not find the CDF library beside it"
+    ! readelf -d "$plugin" | grep -qF libvlhost || die "$name names a host"
+    found=$(ldd "$plugin")
+    for library in "$libraries"/lib*; do
+      [[ $library == */libvlhost.so || $found == *"=> $library "* ]] ||
+        die "$name does not find $library beside it"
+    done
   done
-  [ -s "$(find "$tree" -path '*/licenses/CDF.txt')" ] || die "the terms of the CDF library are missing"
+  for name in CDF tarvik; do
+    [ -s "$(find "$tree" -path "*/licenses/$name.txt")" ] || die "the licence of $name is missing"
+  done
   while read -r library; do
     if readelf -d "$library" | sed -n 's/.*R.*PATH.*\[\(.*\)\]/\1/p' | grep -vxE '[$]ORIGIN(/lib)?'; then
       die "$library looks for libraries in that folder"

@@ -31,7 +31,8 @@ fi
 
 # Every library once, unchanged beside the others.
 found=$(cd "$site" && find . -path './tarvik*' -name '*.so*' | sort | tr '\n' ' ')
-[[ $found =~ ^./tarvik/_host[^/]*.so\ ./tarvik/lib/libcdf.so[.0-9]*\ ./tarvik/lib/libvlhost.so\ \
+[[ $found =~ ^./tarvik/_host[^/]*.so\ ./tarvik/lib/libcdf.so[.0-9]*\ \
+(./tarvik/lib/lib(deflate|isal|tarvik_zlib).so[.0-9]*\ ){0,3}./tarvik/lib/libvlhost.so\ \
 ./tarvik/lib/tarvik.so\ ./tarvik/lib/tarvik_extended.so\ $ ]] || die "other libraries: $found"
 
 # The tag promises no older system than the C library's symbols allow.
@@ -43,11 +44,20 @@ promised=${BASH_REMATCH[1]}
 needed=$(cd "$site" && objdump -T $found | sed -n 's/.*(GLIBC_2\.\([0-9]*\).*/\1/p' | sort -n | tail -n 1)
 ((needed <= promised)) || die "$tag promises too much: glibc 2.$needed is needed"
 
-# Licences, and where the CDF library comes from.
-licenses=$(alone tarvik --version | sed -n 's/^licences: //p')
-for name in Boost CDF nanobind robin_map; do
+# Licences, also in the metadata, and where the CDF library comes from.
+versions=$(alone tarvik --version)
+licenses=$(sed -n 's/^licences: //p' <<<"$versions")
+names=(Boost CDF nanobind robin_map)
+if [ -e "$site/tarvik/lib/libtarvik_zlib.so" ]; then
+  names+=(ISA-L libdeflate)
+  [[ $versions == *"zlib: ISA-L"* ]] || die "the zlib that lies there is not called"
+fi
+for name in "${names[@]}"; do
   [ -s "$licenses/$name.txt" ] || die "the licence of $name is missing"
 done
+grep -qxF 'License-Expression: BSD-3-Clause' "$site"/tarvik-*.dist-info/METADATA ||
+  die "the metadata name another licence"
+cmp "$project/LICENSE" "$site"/tarvik-*.dist-info/licenses/LICENSE
 sum=$(sha256sum "$site"/tarvik/lib/libcdf*)
 grep -qxF "SHA-256: ${sum%% *}" "$licenses/CDF-origin.txt" || die "another CDF library is described"
 

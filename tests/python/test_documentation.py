@@ -31,6 +31,7 @@ ELSEWHERE = {
 }
 NOT_RUN = {
     "sh": "installs, builds or needs other machines; tests/install does the like",
+    "cmake": "a fragment; tests/install builds with the package",
     "cpp": "fragments; whole programs like them are built in tests/install and tests/gateway",
 }
 # Commands find these, and no build is needed: ./run shows its files by "tarvik show".

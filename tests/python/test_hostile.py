@@ -2,6 +2,7 @@
 
 import contextlib
 import enum
+import gc
 import os
 import random
 import signal
@@ -124,6 +125,28 @@ def test_an_interrupted_start_or_end_can_be_had_again(interrupted):
         assert gateway.pid is None
         with pytest.raises(tarvik.CDFError, match="has been unloaded"):
             gateway.getLibraryVersion()
+
+
+@pytest.mark.filterwarnings("ignore")
+def test_an_interrupted_edit_leaves_nothing_behind(interrupted, tmp_path):
+    rng, path = random.Random(INTERRUPTIONS), tmp_path / "x.cdf"
+
+    def edit():
+        with tarvik.File(path, "r+") as file:
+            file["v"].append(len(file["v"]))
+
+    with tarvik.File(path, "w") as file:
+        file["v"] = [0]
+    descriptors = len(os.listdir("/proc/self/fd"))
+    for _ in range(INTERRUPTIONS):
+        interrupted(edit, rng.uniform(1e-6, 5e-3))
+        edit()
+        with tarvik.File(path) as file:
+            assert np.array_equal(file["v"][...], np.arange(len(file["v"])))
+    gc.collect()
+    assert [entry.name for entry in tmp_path.iterdir()] == ["x.cdf"]
+    # One right after a folder was opened, to be synced, leaves it open.
+    assert len(os.listdir("/proc/self/fd")) <= descriptors + INTERRUPTIONS // 100
 
 
 @pytest.fixture(scope="module")

@@ -4,6 +4,7 @@ import contextlib
 import gzip
 import re
 import shutil
+import zlib
 from pathlib import Path
 
 import numpy as np
@@ -115,11 +116,25 @@ ENCODE = {constants.RLE_COMPRESSION: run_lengths, constants.GZIP_COMPRESSION: gz
 LEVELS = {constants.RLE_COMPRESSION: 0, constants.GZIP_COMPRESSION: 9}
 
 
-def compress(path, kind=constants.RLE_COMPRESSION):
+def incomplete_codes(data):
+    """Encode as gzip with literals only, in a block whose codes for distances are not complete."""
+    # The last block, with 257 codes for literals, 2 for distances, and 16 for their lengths.
+    bits = "101" + "00000" + "10000" + "0011"
+    # Of these lengths 8 has the code 0, 2 has 10 and 9 has 11.
+    bits += "".join({4: "100", 6: "010", 15: "010"}.get(place, "000") for place in range(16))
+    bits += 255 * "0" + 2 * "11" + 2 * "10"
+    codes = [f"{value:08b}" for value in range(255)] + ["111111110", "111111111"]
+    bits += "".join(codes[value] for value in data) + codes[256]
+    raw = int(bits[::-1], 2).to_bytes(-(-len(bits) // 8), "little")
+    trailer = zlib.crc32(data).to_bytes(4, "little") + len(data).to_bytes(4, "little")
+    return gzip.compress(b"")[:10] + raw + trailer
+
+
+def compress(path, kind=constants.RLE_COMPRESSION, encode=None):
     """Encode a file as a whole, without a look at what it holds."""
     content = path.read_bytes()
     width = 8 if is_current(content) else 4
-    stream = ENCODE[kind](content[8:])
+    stream = (encode or ENCODE[kind])(content[8:])
     size = 3 * width + 8 + len(stream)
     fields = [
         *((size, width), (CCR, 4), (8 + size, width), (len(content) - 8, width), (0, 4)),
@@ -241,6 +256,13 @@ def test_gzip_data_are_screened_whatever_their_size_is_said_to_be(current, size)
     compress(current, constants.GZIP_COMPRESSION)
     damage(current, 32, size)
     with pytest.raises(tarvik.CDFError, match="CORRUPTED_V3_CDF"):
+        ops.open(current)
+
+
+def test_gzip_data_that_zlib_refuses_are_refused(current):
+    """ISA-L decodes them, and what comes out would not be screened."""
+    compress(current, constants.GZIP_COMPRESSION, incomplete_codes)
+    with pytest.raises(tarvik.CDFError, match="ZLIB_ERROR"):
         ops.open(current)
 
 

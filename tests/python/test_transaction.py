@@ -211,7 +211,9 @@ def test_one_writer(target, attempt, first):
         for second in ({}, {"mode": "w"}, {"atomic": False}):
             assert attempt(path, **second)[::2] == (BlockingIOError, path)
     assert attempt(new, "x")[::2] == (BlockingIOError, new)
-    duplicate = os.dup(edits[0]._source)  # as a process has that was forked without Python's hooks
+    duplicate = os.dup(
+        edits[0]._source.fileno()
+    )  # as a process has that was forked without Python's hooks
     for edit in edits:
         edit.abort()
     assert attempt(target) is None

@@ -8,8 +8,8 @@ from pathlib import Path
 
 import click
 
-from tarvik import __version__
-from tarvik._plugin import call
+from tarvik import __version__, _host
+from tarvik._plugin import EXTENDED_PLUGIN, call
 from tarvik._text import visible
 from tarvik.cli.commands import COMMANDS
 from tarvik.cli.errors import complain, say
@@ -52,10 +52,18 @@ def _run():
     return job() if callable(job) else job
 
 
+def _zlib():
+    """Tell what the CDF library compresses with, as the loader has bound its calls."""
+    provider = _host.provider_of(EXTENDED_PLUGIN, "CDFlib", "z_inflate")
+    is_fast = Path(provider).name.startswith("libtarvik_zlib")
+    return _host.ZLIB_VERSIONS if is_fast else "the CDF library's own"
+
+
 def _version(context, _parameter, asked):
     if asked:
         library = ".".join(f"{part:.0f}" for part in call("getLibraryVersion"))
         click.echo(f"tarvik {__version__}, CDF library {library}")
+        click.echo(f"zlib: {_zlib()}")
         click.echo(f"licences: {Path(__file__).parents[1] / 'licenses'}")
         context.exit()
 
@@ -67,7 +75,7 @@ def _version(context, _parameter, asked):
     is_eager=True,
     expose_value=False,
     callback=_version,
-    help="Show the versions of this program and the CDF library, and where their licences are.",
+    help="Show the versions of this program, the CDF library and its zlib, and where licences are.",
 )
 def tarvik():
     """Look at CDF files, edit attributes, check, compare, copy, export and plot.

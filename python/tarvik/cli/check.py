@@ -5,12 +5,13 @@ from dataclasses import asdict, dataclass
 
 import numpy as np
 
-from tarvik import CDFError, CDFProcessError
+from tarvik import CDFError, CDFProcessError, istp
 from tarvik._contents import Unreadable
 from tarvik._sparse import check_not_too_many
 from tarvik._text import counted, for_json, undecoded, visible
 from tarvik.cli.errors import DONE, FOUND, Failure
 from tarvik.cli.files import opened
+from tarvik.cli.findings import print_findings
 from tarvik.cli.progress import progress
 
 
@@ -22,8 +23,10 @@ class Remark:
     what: str
 
 
-def check_files(files, as_json, gateway=None):
+def check_files(files, as_json, with_istp=False, gateway=None):
     """Check files on stdout; return 0 when all are clean, 1 when not, more for a failure.
+
+    Warnings of the ISTP conventions leave a file clean.
 
     The library verifies the checksum of a file that has one when it opens it with validation.
     """
@@ -31,7 +34,7 @@ def check_files(files, as_json, gateway=None):
     code = DONE
     for path in files:
         try:
-            documents.append(_document(path, gateway))
+            documents.append(_document(path, with_istp, gateway))
         except Failure as failure:
             code = max(code, failure.complain())
             documents.append({"file": path, "clean": False, "problem": str(failure.error)})
@@ -44,17 +47,19 @@ def check_files(files, as_json, gateway=None):
     return code
 
 
-def _document(path, gateway):
+def _document(path, with_istp, gateway):
     with opened(path, gateway) as file:
         remarks = [*_of_attributes(file), *_of_variables(file)]
+        findings = istp.check(file) if with_istp else []
         return {
             "file": path,
-            "clean": not remarks,
+            "clean": not (remarks or any(each.severity == istp.ERROR for each in findings)),
             "checksum": file._ask("getChecksum"),
             "variables": len(file),
             "attributes": len(file._attributes),
             "remarks": [asdict(remark) for remark in remarks],
             "problem": None,
+            **({"istp": [asdict(finding) for finding in findings]} if with_istp else {}),
         }
 
 
@@ -66,6 +71,8 @@ def _print(document):
     print(f"{visible(document['file'])}: {state} ({variables} and {attributes} read, {checksum})")
     for remark in document["remarks"]:
         print(f"  {visible(remark['subject'])}: {visible(remark['what'])}")
+    if "istp" in document:
+        print_findings(document["istp"])
 
 
 def _of_attributes(file):

@@ -290,13 +290,15 @@ def copy(files, target, compression, only, without, verify, force, **of_file):
 
 @click.command()
 @click.argument("files", nargs=-1, required=True, metavar="FILE...", type=FILE)
+@click.option("--istp", is_flag=True, help="Compare with the ISTP conventions, too.")
 @as_json
 @through_gateway(by_default=True)
-def check(files, as_json):
+def check(files, istp, as_json):
     """Read all of a file and list what is odd.
 
     \b
     tarvik check measurements.cdf
+    tarvik check *.cdf --istp
     tarvik check *.cdf --json
 
     Files are opened with validation, which verifies the checksum of those that have one. Odd are:
@@ -304,15 +306,19 @@ def check(files, as_json):
     variables that do not exist, texts with NULs, variables without records, sparse variables, and
     what cannot be read.
 
+    With --istp the metadata are compared with the ISTP conventions: what is required and missing or
+    wrong is an error, what is recommended a warning. On each finding follows how to mend it.
+
     Each file is read in a process of its own: where it crashes the CDF library, or takes longer
     than the time limit, that file alone is refused.
 
-    The exit code is 0 when all files are clean, 1 when something is odd, 2 for wrong usage, 3 for a
-    file that is missing or unreadable, 4 when the CDF library refused a file.
+    The exit code is 0 when all files are clean, 1 when something is odd or there is an ISTP error,
+    2 for wrong usage, 3 for a file that is missing or unreadable, 4 when the CDF library refused a
+    file.
     """
     from tarvik.cli.check import check_files
 
-    return partial(check_files, files, as_json)
+    return partial(check_files, files, as_json, istp)
 
 
 @click.command()

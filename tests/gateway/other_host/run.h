@@ -1,0 +1,4 @@
+// The way into the shared library that holds the other host and its tests.
+#pragma once
+
+extern "C" int runTests(int count, char** arguments);
