@@ -24,7 +24,6 @@ from tarvik import File, ops
 
 # Settings of pycdf would otherwise be written to the home folder.
 os.environ.setdefault("SPACEPY", tempfile.gettempdir())
-os.environ.setdefault("CDF_LIB", str(Path(tarvik.__file__).parent / "lib"))
 with warnings.catch_warnings():
     warnings.simplefilter("ignore")
     from spacepy import pycdf
