@@ -9,7 +9,7 @@ from typing import TYPE_CHECKING, Any
 
 import numpy as np
 
-from tarvik._plugin import call
+from tarvik._shared import call
 
 if TYPE_CHECKING:
     from tarvik.datatypes import Datatype

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import numpy as np
 
-from tarvik._plugin import call
+from tarvik._shared import call
 
 __all__ = ["RANGE", "from_utc", "is_leap", "to_utc"]
 

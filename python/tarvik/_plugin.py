@@ -1,4 +1,4 @@
-"""A loaded plug-in, and the one that the package shares."""
+"""A loaded plug-in."""
 
 import contextlib
 import os
@@ -7,7 +7,7 @@ import threading
 from tarvik import _host
 from tarvik._scratch import provide_folder
 
-__all__ = ["EXACT_PLUGIN", "EXTENDED_PLUGIN", "Plugin", "call", "shared"]
+__all__ = ["EXACT_PLUGIN", "EXTENDED_PLUGIN", "Plugin"]
 
 provide_folder()
 _LIBRARIES = os.path.join(os.path.dirname(_host.__file__), "lib")
@@ -88,7 +88,3 @@ class Plugin(_host.Gateway):
 def _check_seconds(limit):
     if not 0 < limit < threading.TIMEOUT_MAX:
         raise ValueError(f"{limit!r} is no time limit in seconds")
-
-
-shared = _host.Gateway(EXTENDED_PLUGIN)
-call = shared.call

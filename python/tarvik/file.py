@@ -25,8 +25,9 @@ from tarvik._places import (
     new_path,
     present_file,
 )
-from tarvik._plugin import Plugin, shared
+from tarvik._plugin import Plugin
 from tarvik._settings import FORMATS, coded, compression_name
+from tarvik._shared import shared
 from tarvik.transaction import Transaction
 from tarvik.variable import Variable
 

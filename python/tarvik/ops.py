@@ -18,7 +18,7 @@ import sys
 from tarvik._catalogue import all_operations
 from tarvik._host import FileId, give_back_memory
 from tarvik._operations import make_functions
-from tarvik._plugin import call, shared
+from tarvik._shared import call, shared
 
 _made = make_functions(sys.modules[__name__], shared, all_operations())
 globals().update(_made)

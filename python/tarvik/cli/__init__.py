@@ -9,7 +9,8 @@ from pathlib import Path
 import click
 
 from tarvik import __version__, _host
-from tarvik._plugin import EXTENDED_PLUGIN, call
+from tarvik._plugin import EXTENDED_PLUGIN
+from tarvik._shared import call
 from tarvik._text import visible
 from tarvik.cli.commands import COMMANDS
 from tarvik.cli.errors import complain, say

@@ -7,7 +7,7 @@ import numpy as np
 
 from tarvik import Variable
 from tarvik._iso8601 import as_text
-from tarvik._plugin import call
+from tarvik._shared import call
 from tarvik._sparse import same_bits
 from tarvik._text import visible
 from tarvik.cli.errors import say
