@@ -24,7 +24,6 @@ from tarvik import File, ops
 
 # Settings of pycdf would otherwise be written to the home folder.
 os.environ.setdefault("SPACEPY", tempfile.gettempdir())
-os.environ.setdefault("CDF_LIB", str(Path(tarvik.__file__).parent / "lib"))
 with warnings.catch_warnings():
     warnings.simplefilter("ignore")
     from spacepy import pycdf
@@ -57,7 +56,7 @@ print('{{"seconds":', time.perf_counter() - start, '}}')
 """
 
 
-def works(folder, trial, real):
+def works(folder, trial):
     """Make the files, and give pairs of a work's name and its functions by package."""
     yield (
         "import in a new process",
@@ -68,8 +67,6 @@ def works(folder, trial, real):
     yield from _epochs(folder, 1000 if trial else 1_000_000)
     yield from _attributes(folder, 4 if trial else 400)
     yield from _writing(folder, 1 if trial else 400)
-    if real:
-        yield from _summaries(real)
 
 
 def _values(folder, sizes):
@@ -119,10 +116,15 @@ class NewProcess:
 
     def __init__(self, *arguments):
         self._command = [sys.executable, "-W", "ignore", *arguments]
+        # As users have it: what is compiled of Python is kept.
+        self._environment = {**os.environ}
+        self._environment.pop("PYTHONDONTWRITEBYTECODE", None)
 
     def take(self):
         """What it found: the seconds among it."""
-        done = subprocess.run(self._command, stdout=subprocess.PIPE, check=True)
+        done = subprocess.run(
+            self._command, stdout=subprocess.PIPE, env=self._environment, check=True
+        )
         return json.loads(done.stdout)
 
     def seconds(self, _calls):
@@ -362,59 +364,3 @@ def _writing(folder, megabytes):
         },
     )
     path.unlink(missing_ok=True)
-
-
-def _summaries(real):
-    """Names, datatypes, extents and numbers of records of all variables of all files."""
-    paths = []
-    for path in sorted(real.glob("*.cdf")):
-        try:
-            cdflib.CDF(path)
-        except Exception:  # not every file there is meant to be one
-            continue
-        paths.append(str(path))
-
-    def with_file():
-        facts = []
-        for path in paths:
-            with File(path) as file:
-                facts.append([(variable.datatype, variable.shape) for variable in file.values()])
-        return facts
-
-    def with_ops():
-        for path in paths:
-            with ops.open(path) as file:
-                for number in range(int(ops.inquire(file).numVariables)):
-                    ops.inquireVar(file, number)
-                    ops.getVarNumRecsWritten(file, number)
-
-    def with_spacepy():
-        facts = []
-        for path in paths:
-            with pycdf.CDF(path) as file:
-                facts.append([(file[name].type(), file[name].shape) for name in file])
-        return facts
-
-    def with_cdflib():
-        for path in paths:
-            reader = cdflib.CDF(path)
-            for name in reader.cdf_info().zVariables:
-                reader.varinq(name)
-
-    def with_pycdfpp():
-        facts = []
-        for path in paths:
-            loaded = pycdfpp.load(path, lazy_load=True)
-            facts.append([(variable.type, variable.shape) for _, variable in loaded.items()])
-        return facts
-
-    yield (
-        f"open and summarise {len(paths)} files of missions",
-        {
-            "File": with_file,
-            "ops": with_ops,
-            "spacepy": with_spacepy,
-            "cdflib": with_cdflib,
-            "pycdfpp": with_pycdfpp,
-        },
-    )

@@ -13,9 +13,12 @@ import tempfile
 import time
 import warnings
 from importlib.metadata import version
+from itertools import chain
 from pathlib import Path
 
 import tarvik
+from mission_works import files_to_read
+from mission_works import works as mission_works
 from peer_works import READERS, first_reading, works
 
 
@@ -67,16 +70,26 @@ def main():
     limit = 0 if options.trial else 4
     with tempfile.TemporaryDirectory() as folder:
         results = []
-        for name, functions in works(Path(folder), options.trial, options.real):
+        made = Path(folder), options.trial
+        for name, functions in chain(works(*made), mission_works(*made, options.real)):
             if options.only in name:
                 print(name, file=sys.stderr)
                 results.append(measure(name, functions, limit))
         path = os.path.join(folder, "values.cdf")
         memory = {package: first_reading(package, path).take()["peak"] for package in READERS}
         memory["file"] = os.path.getsize(path)
+        peaks = {
+            kind: {
+                package: first_reading(package, path).take()["peak"] / size
+                for package in ("File", "spacepy")
+            }
+            for kind, path, size in files_to_read(Path(folder))
+        }
     versions = {package: version(package) for package in ("cdflib", "numpy", "pycdfpp", "spacepy")}
     versions["tarvik"] = tarvik.__version__
-    json.dump({"works": results, "memory": memory, "versions": versions}, sys.stdout)
+    json.dump(
+        {"works": results, "memory": memory, "peaks": peaks, "versions": versions}, sys.stdout
+    )
 
 
 if __name__ == "__main__":

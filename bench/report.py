@@ -1,4 +1,4 @@
-"""Writes docs/performance.md and its picture from the results of one run of the benchmarks.
+"""Writes the pages of performance and their picture from one run of the benchmarks.
 
 Usage: report.py LIBRARY.json PEERS.json FOLDER, with what bench/tarvik_bench and bench/peers.py
 gave.
@@ -6,96 +6,46 @@ gave.
 
 import json
 import platform
-import re
-import statistics
 import sys
-from operator import truediv
 from pathlib import Path
 
 import matplotlib
 
 matplotlib.use("Agg")
+from aims import PEERS, aims, matching, mission_aims, ratio_of, time_of, work_of
 from matplotlib import pyplot
 from pages import duration, processor, table
 
-PAGE = """\
-# Performance
-
-How fast the gateway is beside the CDF library called directly, and the Python package beside other
-packages. `./run bench` measures all of it in one run and writes this page; the figures below are of
-the machine and versions named here. What is compared is done turn by turn in the same process, and
-what counts are ratios: times depend on the machine, and on what else it does.
-
-{machine}
-
-## What was aimed at
-
-{aims}
-
-## Against the library
-
-Each work is done through the gateway, as a host calls it, and by a C++ program that calls the CDF
-library directly: the same inquiries, then the same reading or writing. Speeds are shares of the
-direct program's: 1.00 is as fast. "Fresh" reads into memory that the host just made, zeroed as all
-its arrays are, as the gateway must for each result; "warm" reads into one buffer again and again.
-The host keeps the memory of large arrays that were freed for the next ones, up to 512 MiB, as new
-pages take a good part of a reading's time (`ops.give_back_memory` in Python, and
-`vlhost::giveBackSpareMemory` in C++, end that). Memory is what a call needs at its peak, in copies
-of the data: reading makes one copy in any case, and characters have 16 bits in the host.
-
-### Records and hyperslabs
-
-{bulk}
-
-### Small calls
-
-{small}
-
-### Epochs
-
-{epochs}
-
-### Many things
-
-How the time of one thing grows with their number; the library's own growth stands beside it.
-
-{many}
-
-## The Python package beside its peers
-
-`File` is `tarvik.File`, which most programs use; `ops` is `tarvik.ops`, the library's operations
-one by one. `spacepy` is `spacepy.pycdf`, which calls the CDF library too. `cdflib` (Python) and
-`pycdfpp` (C++) have their own code for the format, and do not depend on how fast the library
-inflates compressed data, as the others do.
-
-Each cell has the median time. In parentheses is how many times as long as the first figure of the
-row that is: the median over the turns, which may differ from the ratio of the medians. An empty
-cell means that the package cannot do the work. Records and values are read from open files, and
-`pycdfpp` takes them from memory, where it keeps the whole variable. `File` checks what it wrote and
-syncs it to the disk before the file gets its name; the others do neither. The library alone, called
-from C++ in the same turns, reads one value in {value}.
-
-{peers}
-
-![Times in units of File's](performance.png)
-
-Memory at its peak while a variable of {size} is read, beyond what was held before: {memory}.
-"""
+SUMMARY = (
+    "import in a new process",
+    "open and read a variable of 80 MB",
+    "read a gzip variable",
+    "open it and read 100 slices",
+    "write a gzip variable",
+    "open and read a file of",
+    "open and read everything",
+    "list 1000 small files",
+    "write 400 variables",
+    "open and read 100000 epochs",
+)
 
 
 def main(library, peers, folder):
-    """Write page and picture into the folder."""
+    """Write pages and picture into the folder."""
     library, peers = (json.loads(Path(name).read_text()) for name in (library, peers))
     rows = {row["name"].split("/iterations")[0]: row for row in library["benchmarks"]}
+    summary = [work_of(peers, beginning) for beginning in SUMMARY]
     sections = {
+        "summary": _peers(summary, ("File", *PEERS)),
+        "mission_aims": mission_aims(peers),
         "machine": _machine(library["context"], peers["versions"]),
-        "aims": _aims(rows, peers),
+        "aims": aims(rows, peers),
         "bulk": _bulk(rows),
         "small": _small(rows),
         "epochs": _epochs(rows),
         "many": _many(rows),
         "peers": _peers(peers["works"]),
-        "value": duration(_time(_work(peers, "read one value"), "library")),
+        "value": duration(time_of(work_of(peers, "read one value"), "library")),
         "size": f"{peers['memory']['file'] / 1e6:.0f} MB",
         "memory": ", ".join(
             f"{package} {size / 1e6:.0f} MB"
@@ -103,8 +53,10 @@ def main(library, peers, folder):
             if package != "file"
         ),
     }
-    (folder / "performance.md").write_text(PAGE.format(**sections))
-    _picture(peers["works"], folder / "performance.png")
+    for name in ("performance.md", "performance-details.md"):
+        page = Path(__file__).with_name(name).read_text()
+        (folder / name).write_text(page.format(**sections))
+    _picture(summary, folder / "performance.png")
 
 
 def _machine(context, versions):
@@ -116,139 +68,8 @@ def _machine(context, versions):
     )
 
 
-def _matching(rows, pattern):
-    return {name: row for name, row in rows.items() if re.search(pattern, name)}
-
-
-def _work(peers, beginning):
-    return next(work for work in peers["works"] if work["name"].startswith(beginning))
-
-
-def _time(work, package):
-    return statistics.median(work["times"][package])
-
-
-def _ratio(work, package, unit):
-    """How many times as long as another one a package takes."""
-    return statistics.median(map(truediv, work["times"][package], work["times"][unit]))
-
-
-def _aims(rows, peers):
-    bulk = _matching(rows, r"^(read|write)/\w+/(double|epoch16)/\w+/\d+MB$")
-    fresh = [row["vs_library"] for row in bulk.values()]
-    warm = _by_size(bulk, "vs_warm")
-    large = _matching(rows, r"^(read|write)/.*MB$")
-    more = {
-        kind: max(
-            row["gateway_peak"] - row["library_peak"]
-            for name, row in large.items()
-            if "gateway_peak" in row and (kind == "text") == ("/text/" in name)
-        )
-        for kind in ("numbers", "text")
-    }
-    value, dispatch = (rows[f"small/{n}"] for n in ("read one value", "dispatch and one scalar"))
-    python = _work(peers, "read one value")
-    above = _time(python, "ops") - _time(python, "library")
-    imports = _ratio(_work(peers, "import"), "tarvik", "numpy")
-    own_loop = rows["epochs/epochBreakdown/1000000"]["vs_library"]
-    median = statistics.median(fresh)
-    aims = [
-        (
-            "bulk numbers, 1 MB and more, beside direct calls into fresh memory",
-            "at least 0.98 of the speed",
-            f"{median:.3f} (median of {len(fresh)})",
-            median >= 0.98,
-        ),
-        *(
-            (
-                f"the same beside direct calls into one warm buffer, reading {size}",
-                "at least 0.75 of the speed",
-                f"{share:.3f}",
-                share >= 0.75,
-            )
-            for size, share in warm.items()
-        ),
-        (
-            "memory beyond that of the direct calls, numbers",
-            "none",
-            f"{more['numbers']:.2f} copies",
-            more["numbers"] < 0.05,
-        ),
-        (
-            "the same, text, whose characters have 16 bits in the host",
-            "one copy beside the result",
-            f"{more['text']:.2f} copies, the result's second among them",
-            more["text"] < 2.1,
-        ),
-        (
-            "one value read",
-            "at most 350 ns more",
-            f"{value['above_library_ns']:.0f} ns, the library itself {value['library_ns']:.0f} ns",
-            value["above_library_ns"] <= 350,
-        ),
-        (
-            "dispatch, a file identifier and one scalar result, without the library",
-            "under 250 ns",
-            f"{dispatch['above_library_ns']:.0f} ns",
-            dispatch["above_library_ns"] < 250,
-        ),
-        ("`ops`: read one value, above the library", "under 2 µs", duration(above), above < 2e-6),
-        (
-            "`import tarvik`, beside NumPy's own import",
-            "at most 1.3 times as long",
-            f"{imports:.2f} times",
-            imports <= 1.3,
-        ),
-        *_aims_beside_peers(peers),
-        (
-            "a million epochs to components beside the library's own loop",
-            "within 1.05",
-            f"{1 / own_loop:.2f}",
-            own_loop >= 1 / 1.05,
-        ),
-    ]
-    return table(
-        ["work", "aim", "figure", "reached"],
-        [(what, aim, figure, "yes" if reached else "no") for what, aim, figure, reached in aims],
-    )
-
-
-def _aims_beside_peers(peers):
-    for package, beginning, peer, aim in (
-        ("File", "read one value", "spacepy", 8),
-        ("ops", "read one value", "spacepy", 20),
-        ("File", "read one record", "spacepy", 5),
-        ("ops", "read one record", "spacepy", 1.8),
-        ("File", "open and read a variable of 1 MB", "the fastest peer", 1),
-        ("File", "open and read a variable of 8 MB", "the fastest peer", 1),
-        ("File", "open and read a variable of 80 MB", "the fastest peer", 1),
-        ("ops", "open and read a variable of 80 MB", "the fastest peer", 1),
-        ("File", "write 400 variables", "spacepy", 50),
-        ("ops", "write 400 variables", "spacepy", 100),
-        ("ops", "1000000 epochs to components", "cdflib", 100),
-    ):
-        work = _work(peers, beginning)
-        others = PEERS if peer == "the fastest peer" else (peer,)
-        speed = min(_ratio(work, other, package) for other in others)
-        yield (
-            f"`{package}`: {work['name']}, beside {peer}",
-            f"at least {aim} times as fast" if aim > 1 else "not slower",
-            f"{speed:.3g} times as fast",
-            speed >= aim,
-        )
-
-
-def _by_size(rows, key):
-    """Medians of a figure that some rows have, by the size at the end of their names."""
-    sizes = {}
-    for name, row in rows.items():
-        if key in row:
-            sizes.setdefault(name.rpartition("/")[2], []).append(row[key])
-    return {size: statistics.median(shares) for size, shares in sizes.items()}
-
-
 def _bulk(rows):
-    found = _matching(rows, "^(read|write)/")
+    found = matching(rows, "^(read|write)/")
     cells = []
     for name, row in found.items():
         speed = row["bytes"] / row["gateway_ns"] * 1e3
@@ -278,7 +99,7 @@ def _small(rows):
             f"{row['library_ns']:.0f} ns",
             f"{row['above_library_ns']:.0f} ns",
         )
-        for name, row in _matching(rows, "^small/").items()
+        for name, row in matching(rows, "^small/").items()
     ]
     return table(["call", "gateway", "library", "more"], cells)
 
@@ -291,7 +112,7 @@ def _epochs(rows):
             *(f"{row[way] / row['items']:.1f} ns" for way in ("gateway_ns", "library_ns")),
             f"{row['vs_library']:.2f}",
         )
-        for name, row in _matching(rows, "^epochs/").items()
+        for name, row in matching(rows, "^epochs/").items()
     ]
     return table(["operation", "epochs", "gateway, each", "own loop, each", "speed"], cells)
 
@@ -299,7 +120,7 @@ def _epochs(rows):
 def _many(rows):
     first = {}
     cells = []
-    for name, row in _matching(rows, "^many/").items():
+    for name, row in matching(rows, "^many/").items():
         what = name.split("/")[1]
         each = {way: row[f"{way}_ns"] / row["items"] for way in ("gateway", "library")}
         start = first.setdefault(what, each)
@@ -318,20 +139,19 @@ def _many(rows):
     return table(head, cells)
 
 
-PEERS = ("spacepy", "cdflib", "pycdfpp")
 PACKAGES = ("File", "ops", *PEERS)
 
 
-def _peers(works):
+def _peers(works, packages=PACKAGES):
     def cell(work, package):
         if package not in work["times"]:
             return ""
-        time, first = duration(_time(work, package)), _first(work)
-        return time if package == first else f"{time} ({_ratio(work, package, first):.3g})"
+        time, first = duration(time_of(work, package)), _first(work)
+        return time if package == first else f"{time} ({ratio_of(work, package, first):.3g})"
 
     return table(
-        ["work", *PACKAGES],
-        [(work["name"], *(cell(work, package) for package in PACKAGES)) for work in works],
+        ["work", *packages],
+        [(work["name"], *(cell(work, package) for package in packages)) for work in works],
     )
 
 
@@ -341,17 +161,16 @@ def _first(work):
 
 def _picture(works, path):
     """Bars of how many times as long as `File` the others take, on a logarithmic axis."""
-    works = [work for work in works if _first(work) == "File"]
     figure, axes = pyplot.subplots(figsize=(9, 0.62 * len(works) + 1.2), layout="constrained")
-    height = 0.2
-    for offset, package in enumerate(PACKAGES[1:]):
+    height = 0.26
+    for offset, package in enumerate(PEERS):
         there = [
-            (i, _ratio(work, package, "File"))
+            (i, ratio_of(work, package, "File"))
             for i, work in enumerate(works)
             if package in work["times"]
         ]
         axes.barh(
-            [i + (offset - 1.5) * height for i, _ in there],
+            [i + (offset - 1) * height for i, _ in there],
             [ratio - 1 for _, ratio in there],
             height,
             left=1,

@@ -11,6 +11,10 @@
 namespace vlhost {
 namespace {
 
+/// From this size on, a block is mapped for itself. Below kLargeBytes that wastes most of a huge
+/// page, but blocks end with their call, and the heap would ask the system for each anew.
+constexpr std::size_t kLargeBlockBytes = std::size_t{128} << 10;
+
 /// The blocks made outside all calls, by any thread.
 struct ProgramBlocks {
   std::mutex mutex;
@@ -35,14 +39,14 @@ void* newBlock(std::size_t bytes, BlockTable& table) {
   table.reserveOne();
   Counted counted(Kind::block, bytes);
   void* block =
-      bytes < kLargeBytes ? heapMemory(std::max<std::size_t>(bytes, 1)) : mapMemory(bytes);
+      bytes < kLargeBlockBytes ? heapMemory(std::max<std::size_t>(bytes, 1)) : mapMemory(bytes);
   table.insert(block, bytes);
   counted.keep();
   return block;
 }
 
 void freeBlock(const BlockTable::Entry& entry) {
-  if (entry.size < kLargeBytes) {
+  if (entry.size < kLargeBlockBytes) {
     heapFree(entry.block);
   } else {
     unmap(entry.block, entry.size);

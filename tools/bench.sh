@@ -1,4 +1,4 @@
-# Runs the benchmarks and writes docs/performance.md. Sourced by ./run, which has set up.
+# Runs the benchmarks and writes the pages of performance. Sourced by ./run, which has set up.
 # shellcheck shell=bash
 
 # shellcheck disable=SC2154  # root and python are the caller's
@@ -15,5 +15,5 @@ measure() {
     fail "a benchmark of the Python package failed"
   PYTHONPATH=$root/tools "$python" "$root/bench/report.py" "$results/library.json" "$results/peers.json" "$root/docs" ||
     fail "the page could not be written"
-  say "docs/performance.md is written"
+  say "docs/performance.md and docs/performance-details.md are written"
 }

@@ -143,20 +143,20 @@ bool isArrayOfOtherClass(PyObject* value) {
 
 struct Name {
   vlhost::Array array;
-  std::uint64_t numberInputs;
+  std::optional<std::uint64_t> numberInputs;  ///< Asked for when it is needed: that takes long.
 };
 
 /// What is known of an operation, if Python has interned its name, as it does with those in a
 /// program's text: they are few and come again and again. Kept for ever, like the name itself, and
 /// guarded by the interpreter's lock. Null for any other value.
-const Name* keptName(PyObject* value) {
+Name* keptName(PyObject* value) {
   constexpr std::size_t kMostNames = 256;
   static auto* const names = new std::unordered_map<PyObject*, Name>;
   const auto known = names->find(value);
   if (known != names->end()) return &known->second;
   if (!PyUnicode_CheckExact(value) || !PyUnicode_CHECK_INTERNED(value)) return nullptr;
   if (names->size() == kMostNames) return nullptr;
-  const auto added = names->emplace(value, Name{fromText(value), numberInputs(value)}).first;
+  const auto added = names->emplace(value, Name{fromText(value), std::nullopt}).first;
   Py_INCREF(value);
   return &added->second;
 }
@@ -170,9 +170,9 @@ Inputs::Inputs(nb::handle gateway, const Arguments& arguments) {
 }
 
 void Inputs::add(nb::handle gateway, nb::handle value, std::size_t position, nb::handle operation) {
-  if (const Name* name = position == 0 ? keptName(value.ptr()) : nullptr) {
+  if (Name* name = position == 0 ? keptName(value.ptr()) : nullptr) {
     arrays_.push_back(name->array.get());
-    numberInputs_ = name->numberInputs;
+    numberInputs_ = &name->numberInputs;
     return;
   }
   if (isFile(value)) {
@@ -189,9 +189,9 @@ void Inputs::add(nb::handle gateway, nb::handle value, std::size_t position, nb:
 }
 
 bool Inputs::isNumber(std::size_t position, nb::handle operation) {
-  if (!numberInputs_) numberInputs_ = numberInputs(operation);
+  if (!*numberInputs_) *numberInputs_ = numberInputs(operation);
   constexpr std::size_t kMostInputs = std::numeric_limits<std::uint64_t>::digits;
-  return position < kMostInputs && (*numberInputs_ >> position & 1) != 0;
+  return position < kMostInputs && (**numberInputs_ >> position & 1) != 0;
 }
 
 void Inputs::own(vlhost::Array array) {

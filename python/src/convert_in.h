@@ -22,6 +22,8 @@ class Inputs {
   /// Raises TypeError, ValueError or OverflowError, naming the input, for what no host array can
   /// hold. What `arguments` refers to must outlive this object.
   Inputs(nb::handle gateway, const Arguments& arguments);
+  Inputs(const Inputs&) = delete;
+  Inputs& operator=(const Inputs&) = delete;
 
   const std::vector<const vlArray*>& arrays() const { return arrays_; }
 
@@ -34,7 +36,10 @@ class Inputs {
   std::vector<const vlArray*> arrays_;
   boost::container::small_vector<vlhost::Array, 8> owned_;
   std::vector<nb::object> kept_;  ///< What arrays borrow from, beside the arguments themselves.
-  std::optional<std::uint64_t> numberInputs_;  ///< Empty until it is asked for.
+  /// Which inputs are numbers, empty until it is asked for: of this call, or of all calls of the
+  /// operation where its name is kept.
+  std::optional<std::uint64_t> ownNumberInputs_;
+  std::optional<std::uint64_t>* numberInputs_ = &ownNumberInputs_;
 };
 
 }  // namespace pyhost

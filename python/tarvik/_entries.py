@@ -4,7 +4,8 @@ from __future__ import annotations
 
 from collections.abc import Sequence
 from contextlib import suppress
-from dataclasses import dataclass, field
+from dataclasses import dataclass
+from functools import cached_property
 from itertools import chain
 from typing import Any, Callable, NamedTuple
 
@@ -17,13 +18,15 @@ from tarvik.datatypes import DATATYPES, Datatype, datatype_named, decode_text, t
 __all__ = ["GLOBAL", "VARIABLE", "Attribute", "Entry", "read_attributes"]
 
 _Call = Callable[..., Any]
+_Identifier = Callable[[], Any]
+_Usual = dict[tuple[int, int], list[int]]
 
 GLOBAL, VARIABLE = "GLOBAL_SCOPE", "VARIABLE_SCOPE"
-# The operations for entries of the file, "g", and of variables.
-_INQUIRE = {"g": "inquireAttrgEntry", "": "inquireAttrEntry"}
-_GET = {"g": "getAttrgEntry", "": "getAttrEntry"}
 _TEXT = DATATYPES["CDF_CHAR"]
 _MOST_TRIED = 10_000
+# What inquires and reads entries.
+_OF_FILE = "inquireAttrgEntry", "getAttrgEntry"
+_OF_VARIABLES = "inquireAttrEntry", "getAttrEntry"
 
 
 class Entry(NamedTuple):
@@ -88,30 +91,71 @@ class Entry(NamedTuple):
         return values[0] if values.size == 1 else values
 
 
-@dataclass
 class Attribute:
     """An attribute with its entries: those of the file by number, the others by variable.
 
-    Attributes
+    The entries are read when they are first asked for.
+
+    Parameters
     ----------
     number : int
     name : str
     scope : str
         `GLOBAL` or `VARIABLE`; old files have others, which say that it was guessed.
-    of_file, of_variables : dict of int to Entry
-    problem : CDFError or None
+    stored : Stored, optional
+        The entries in the file; without it there are none.
+    refused : CDFError, optional
         Why it could not be read.
+
+    Attributes
+    ----------
     dropped : bool
         Whether all entries were deleted: it is left out when the file is made anew.
+    refused : CDFError or None
+        As above.
     """
 
-    number: int
-    name: str
-    scope: str
-    of_file: dict[int, Entry] = field(default_factory=dict)
-    of_variables: dict[int, Entry] = field(default_factory=dict)
-    problem: CDFError | None = None
-    dropped: bool = False
+    def __init__(
+        self,
+        number: int,
+        name: str,
+        scope: str,
+        stored: Stored | None = None,
+        refused: CDFError | None = None,
+    ) -> None:
+        self.number, self.name, self.scope = number, name, scope
+        self.dropped = False
+        self._stored, self.refused = stored, refused
+        self._alone: dict[int, Entry | None] = {}  # those that were read without the others
+
+    @cached_property
+    def _found(self) -> tuple[dict[int, Entry], dict[int, Entry], CDFError | None]:
+        of_file: dict[int, Entry] = {}
+        of_variables: dict[int, Entry] = {}
+        problem = self.refused
+        try:
+            if self._stored is not None:
+                self._stored.read(of_file, of_variables)
+        except CDFProcessError:
+            raise
+        except CDFError as error:
+            problem = error
+        return of_file, of_variables, problem
+
+    @property
+    def of_file(self) -> dict[int, Entry]:
+        """The entries of the file by number."""
+        return self._found[0]
+
+    @property
+    def of_variables(self) -> dict[int, Entry]:
+        """The entries of variables by the variable's number."""
+        return self._found[1]
+
+    @property
+    def problem(self) -> CDFError | None:
+        """Why it could not be read, or not all of it."""
+        return self._found[2]
 
     @property
     def is_cut(self) -> bool:
@@ -122,49 +166,94 @@ class Attribute:
     def is_global(self) -> bool:
         return self.scope.startswith("GLOBAL")
 
+    def entry_of(self, variable: int) -> Entry | None:
+        """The entry of a variable, without reading those of others; None if there is none."""
+        if self._stored is None or "_found" in vars(self):
+            return self.of_variables.get(variable)
+        if variable not in self._alone:
+            self._alone[variable] = self._stored.entry_of(variable)
+        return self._alone[variable]
 
-def read_attributes(call: _Call, file: Any) -> dict[str, Attribute]:
-    """Read all attributes of a file with their entries, in the file's order."""
-    count = int(call("inquire", file)[4])
-    usual: dict[tuple[int, int], list[int]] = {}
-    found = [_read_attribute(call, file, number, usual) for number in range(count)]
+
+class Stored:
+    """The entries of one attribute in a file.
+
+    Parameters
+    ----------
+    call : callable
+        What calls an operation.
+    identifier : callable
+        Gives the file's identifier.
+    numbers : tuple of int
+        The attribute's, and those of the last entries of the file and of variables; -1 for none.
+    usual : dict
+        Numbers of variables that have entries of other attributes, by the last one and how many
+        there are.
+    """
+
+    def __init__(
+        self, call: _Call, identifier: _Identifier, numbers: tuple[int, int, int], usual: _Usual
+    ) -> None:
+        self._call, self._identifier, self._usual = call, identifier, usual
+        self._number, self._last, self._last_of_variable = numbers
+
+    def read(self, of_file: dict[int, Entry], of_variables: dict[int, Entry]) -> None:
+        """Read all entries; those that come before one that cannot be found stay."""
+        call, place = self._call, (self._identifier(), self._number)
+        if self._last >= 0:
+            count = int(call("getNumAttrgEntries", *place))
+            of_file.update(_read_entries(call, place, _OF_FILE, self._last, count))
+        last = self._last_of_variable
+        if last >= 0:
+            count = int(call("getNumAttrEntries", *place))
+            first = self._usual.get((last, count), [])
+            of_variables.update(_read_entries(call, place, _OF_VARIABLES, last, count, first))
+            self._usual[last, count] = list(of_variables)
+
+    def entry_of(self, variable: int) -> Entry | None:
+        if variable > self._last_of_variable:
+            return None
+        place = self._identifier(), self._number, variable
+        try:
+            return _read_entry(self._call, place, _OF_VARIABLES)
+        except KeyError:
+            return None
+
+
+def read_attributes(call: _Call, identifier: _Identifier) -> dict[str, Attribute]:
+    """Find all attributes of a file, in the file's order.
+
+    Parameters
+    ----------
+    call : callable
+        What calls an operation.
+    identifier : callable
+        Gives the file's identifier, also later, when entries are read.
+    """
+    usual: _Usual = {}
+    found = [
+        _inquired(call, identifier, number, usual)
+        for number in range(int(call("inquire", identifier())[4]))
+    ]
     return {attribute.name: attribute for attribute in found}
 
 
-def _read_attribute(
-    call: _Call, file: Any, number: int, usual: dict[tuple[int, int], list[int]]
-) -> Attribute:
-    attribute = Attribute(number, "", VARIABLE)
+def _inquired(call: _Call, identifier: _Identifier, number: int, usual: _Usual) -> Attribute:
+    file = identifier()
     try:
-        _inquire(call, file, attribute, usual)
+        name, scope, last, last_of_variable = call("inquireAttr", file, number)
     except CDFProcessError:
         raise
     except CDFError as error:
-        attribute.problem = error
-        attribute.name = attribute.name or call("getAttrName", file, number)
-    return attribute
-
-
-def _inquire(
-    call: _Call, file: Any, attribute: Attribute, usual: dict[tuple[int, int], list[int]]
-) -> None:
-    number = attribute.number
-    attribute.name, attribute.scope, *ends = call("inquireAttr", file, number)
-    last, last_of_variable = map(int, ends)
-    if last >= 0:
-        count = int(call("getNumAttrgEntries", file, number))
-        attribute.of_file = _read_entries(call, (file, number), "g", last, count)
-    if last_of_variable >= 0:
-        count = int(call("getNumAttrEntries", file, number))
-        first = usual.get((last_of_variable, count), [])
-        found = _read_entries(call, (file, number), "", last_of_variable, count, first)
-        attribute.of_variables, usual[last_of_variable, count] = found, list(found)
+        return Attribute(number, call("getAttrName", file, number), VARIABLE, refused=error)
+    stored = Stored(call, identifier, (number, int(last), int(last_of_variable)), usual)
+    return Attribute(number, name, scope, stored)
 
 
 def _read_entries(
     call: _Call,
     attribute: tuple[Any, int],
-    kind: str,
+    operations: tuple[str, str],
     last: int,
     count: int,
     first: Sequence[int] = (),
@@ -189,7 +278,7 @@ def _read_entries(
             break
         if number not in found:
             with suppress(KeyError):  # there need not be one of each number
-                found[number] = _read_entry(call, (*attribute, number), kind)
+                found[number] = _read_entry(call, (*attribute, number), operations)
     if len(found) < count and last > 2 * _MOST_TRIED:
         missing = count - len(found)
         raise CDFError(
@@ -199,12 +288,13 @@ def _read_entries(
     return dict(sorted(found.items()))
 
 
-def _read_entry(call: _Call, place: tuple[Any, int, int], kind: str) -> Entry:
+def _read_entry(call: _Call, place: tuple[Any, int, int], operations: tuple[str, str]) -> Entry:
+    inquire, get = operations
     datatype, elements = _TEXT, 0
     try:
-        name, found = call(_INQUIRE[kind], *place)
+        name, found = call(inquire, *place)
         datatype, elements = datatype_named(name), int(found)
-        return Entry(datatype, call(_GET[kind], *place), elements)
+        return Entry(datatype, call(get, *place), elements)
     except (CDFProcessError, KeyError):
         raise
     except CDFError as error:

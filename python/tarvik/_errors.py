@@ -157,6 +157,7 @@ _CALLED_BY_USERS = frozenset(
         "tarvik._gateway",
         "tarvik._isolated",
         "tarvik._operations",
+        "tarvik._plugin",
         "tarvik.attributes",
         "tarvik.file",
         "tarvik.variable",

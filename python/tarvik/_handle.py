@@ -7,7 +7,7 @@ from contextlib import AbstractContextManager
 from typing import Any
 
 from tarvik._entries import Attribute, Entry, read_attributes
-from tarvik._gateway import Gateway
+from tarvik._plugin import Plugin
 from tarvik.transaction import Transaction
 
 __all__ = ["Handle"]
@@ -20,7 +20,7 @@ class Handle:
     mode: str
     _call: Any
     _id: Any
-    _gateway: Gateway | None
+    _gateway: Plugin | None
     _row_major: bool
     _transaction: Transaction | None
     _in_place: bool
@@ -72,10 +72,10 @@ class Handle:
 
     @property
     def _attributes(self) -> dict[str, Attribute]:
-        """All attributes, which are read at once when one is first asked for."""
+        """All attributes; they are found at once when one is first asked for."""
         self.id  # noqa: B018  raises for a closed file
         if self._known_attributes is None:
-            self._known_attributes = read_attributes(self._call, self.id)
+            self._known_attributes = read_attributes(self._call, lambda: self.id)
         return self._known_attributes
 
     def _create_attribute(self, name: str, scope: str) -> Attribute:

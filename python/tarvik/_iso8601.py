@@ -9,7 +9,7 @@ from typing import TYPE_CHECKING, Any
 
 import numpy as np
 
-from tarvik import ops
+from tarvik._shared import call
 
 if TYPE_CHECKING:
     from tarvik.datatypes import Datatype
@@ -47,13 +47,13 @@ def as_text(stored: np.ndarray, datatype: Datatype) -> np.ndarray:
 
 
 def _epoch16_parts(times: np.ndarray) -> np.ndarray:
-    return ops.call("epoch16Breakdown", np.asfortranarray([times.real, times.imag]))
+    return call("epoch16Breakdown", np.asfortranarray([times.real, times.imag]))
 
 
 _BREAKDOWNS = {
-    "CDF_EPOCH": lambda times: ops.call("epochBreakdown", times),
+    "CDF_EPOCH": lambda times: call("epochBreakdown", times),
     "CDF_EPOCH16": _epoch16_parts,
-    "CDF_TIME_TT2000": lambda times: ops.call("tt2000Breakdown", times),
+    "CDF_TIME_TT2000": lambda times: call("tt2000Breakdown", times),
 }
 
 

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import numpy as np
 
-from tarvik import ops
+from tarvik._shared import call
 
 __all__ = ["RANGE", "from_utc", "is_leap", "to_utc"]
 
@@ -57,7 +57,7 @@ def from_utc(seconds: np.ndarray, nanoseconds: np.ndarray) -> np.ndarray:
 
 def is_leap(times: np.ndarray) -> np.ndarray:
     """Whether times, in one dimension, are in a leap second."""
-    return ops.tt2000Breakdown(times).reshape((9, -1), order="F")[5] == 60
+    return call("tt2000Breakdown", times).reshape((9, -1), order="F")[5] == 60
 
 
 def _since_2000(seconds: np.ndarray, nanoseconds: np.ndarray) -> np.ndarray:
@@ -65,7 +65,7 @@ def _since_2000(seconds: np.ndarray, nanoseconds: np.ndarray) -> np.ndarray:
 
 
 def _broken_down(times: np.ndarray) -> tuple[np.ndarray, np.ndarray]:
-    parts = ops.tt2000Breakdown(times).reshape((9, -1), order="F").astype(np.int64)
+    parts = call("tt2000Breakdown", times).reshape((9, -1), order="F").astype(np.int64)
     year, month, day, *clock = parts[:6]
     months = ((year - 1970) * 12 + month - 1).astype("datetime64[M]")
     days = months.astype("datetime64[D]").astype(np.int64) + day - 1
@@ -85,5 +85,5 @@ def _computed(seconds: np.ndarray, nanoseconds: np.ndarray) -> np.ndarray:
         rest = rest % unit
     parts[-1] = parts[-1] + nanoseconds // _BILLION
     parts += [nanoseconds // 10**6 % 1000, nanoseconds // 1000 % 1000, nanoseconds % 1000]
-    made = ops.computeTT2000(np.asfortranarray(np.array(parts, float)))
+    made = call("computeTT2000", np.asfortranarray(np.array(parts, float)))
     return np.ravel(made).astype(np.int64)

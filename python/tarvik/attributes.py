@@ -98,8 +98,22 @@ class Attributes(MutableMapping):
         values = [entry.to_user() for entry in entries.values()]
         return values[0] if len(values) == 1 else values
 
+    def get(self, name: str, default: Any = None) -> Any:
+        """The value of an attribute, or a default where there is none."""
+        # `self[name]` would look for similar names, and read all attributes for that.
+        attribute = self._file._attributes.get(name)
+        refused = attribute is not None and attribute.refused is not None
+        return self[name] if refused or self._entries(name) else default
+
+    def __contains__(self, name: object) -> bool:
+        return isinstance(name, str) and self.get(name, self) is not self
+
     def __iter__(self) -> Iterator[str]:
-        return iter([name for name in self._file._attributes if self._entries(name)])
+        attributes = self._file._attributes.items()
+        if self._variable is None:
+            return iter([name for name, found in attributes if found.of_file])
+        number = self._variable.number
+        return iter([name for name, found in attributes if number in found.of_variables])
 
     def __len__(self) -> int:
         return sum(1 for _ in self)
@@ -231,7 +245,7 @@ class Attributes(MutableMapping):
             return {}
         if self._variable is None:
             return dict(sorted(attribute.of_file.items()))
-        entry = attribute.of_variables.get(self._variable.number)
+        entry = attribute.entry_of(self._variable.number)
         return {} if entry is None else {self._variable.number: entry}
 
     def _entry(self, name: str) -> Entry | None:

@@ -11,7 +11,7 @@ the gateway gives.
 from enum import IntEnum
 from fnmatch import fnmatchcase
 
-from tarvik.ops import call
+from tarvik._shared import call
 
 # The families in the order in which a name is claimed.
 _FAMILIES = {

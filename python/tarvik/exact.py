@@ -7,9 +7,9 @@ one refuses it.
 import sys
 
 from tarvik._catalogue import operations
-from tarvik._gateway import EXACT_PLUGIN
 from tarvik._host import FileId, Gateway
 from tarvik._operations import make_functions
+from tarvik._plugin import EXACT_PLUGIN
 
 _gateway = Gateway(EXACT_PLUGIN)
 call = _gateway.call

@@ -13,11 +13,9 @@ from collections.abc import Iterator
 from contextlib import contextmanager, suppress
 from typing import Any, BinaryIO
 
-from tarvik import ops
 from tarvik._contents import Contents, Unreadable
 from tarvik._errors import CDFError, CDFProcessError, CDFWarning
 from tarvik._files import version
-from tarvik._gateway import Gateway
 from tarvik._places import (
     check_readable,
     download,
@@ -27,7 +25,9 @@ from tarvik._places import (
     new_path,
     present_file,
 )
+from tarvik._plugin import Plugin
 from tarvik._settings import FORMATS, coded, compression_name
+from tarvik._shared import shared
 from tarvik.transaction import Transaction
 from tarvik.variable import Variable
 
@@ -96,7 +96,7 @@ class File(Contents):
         *,
         atomic: bool = True,
         isolated: bool = False,
-        gateway: Gateway | None = None,
+        gateway: Plugin | None = None,
         validate: bool = True,
         majority: str | None = None,
         compression: str | None = None,
@@ -122,9 +122,9 @@ class File(Contents):
         self._in_place = False
         present = self._download.name if self._download else present_file(self.path)
         apart = isolated or (present is not None and is_huffman_coded(present))
-        self._own_gateway = Gateway(isolated=True) if apart and gateway is None else None
+        self._own_gateway = Plugin(isolated=True) if apart and gateway is None else None
         self._gateway = gateway or self._own_gateway
-        self._call = (self._gateway or ops).call
+        self._call = (self._gateway or shared).call
         self._validate = validate
         self._others: list[str] = []  # those of a file of several files that is replaced
         self._nothing_known()

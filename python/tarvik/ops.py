@@ -16,16 +16,11 @@ the exact one. Files that are still open when Python exits are closed then, with
 import sys
 
 from tarvik._catalogue import all_operations
-from tarvik._gateway import EXTENDED_PLUGIN
-from tarvik._host import FileId, Gateway, give_back_memory
+from tarvik._host import FileId, give_back_memory
 from tarvik._operations import make_functions
+from tarvik._shared import call, shared
 
-FileId.__module__ = __name__
-
-_gateway = Gateway(EXTENDED_PLUGIN)
-call = _gateway.call
-
-_made = make_functions(sys.modules[__name__], _gateway, all_operations())
+_made = make_functions(sys.modules[__name__], shared, all_operations())
 globals().update(_made)
 
 __all__ = ["FileId", "call", "give_back_memory", *_made]

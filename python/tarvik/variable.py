@@ -329,8 +329,8 @@ class Variable:
         return np.asarray(raw, self._stored).reshape(())
 
     def _fill(self) -> Any:
-        entry = self.attrs._entry("FILLVAL")
-        if entry is None or self._datatype.is_text or entry.is_text:
+        entry = None if self._datatype.is_text else self.attrs._entry("FILLVAL")
+        if entry is None or entry.is_text:
             return None
         value = entry.stored
         if value.size == 0:

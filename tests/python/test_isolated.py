@@ -3,6 +3,7 @@
 import contextlib
 import gc
 import os
+import re
 import signal
 import subprocess
 import sys
@@ -387,6 +388,30 @@ def test_a_crash_counts_for_its_file_alone(command, monkeypatch, tmp_path, name,
     assert command(name, *options, "--in-process", files[0])[0] in (0, 1)
     assert "first.cdf" in text
     assert "last.cdf" in text
+
+
+def test_a_crash_or_a_hang_in_a_listing_counts_for_its_file_alone(command, monkeypatch, tmp_path):
+    names = ["first", "crashing", "hanging", "last"]
+    files = [tmp_path / f"{name}.cdf" for name in names]
+    for file in files:
+        file.write_bytes(EXAMPLE.read_bytes())
+
+    def facts(file):
+        if "crashing" in file.path:
+            os.kill(os.getpid(), signal.SIGSEGV)
+        if "hanging" in file.path:
+            time.sleep(60)
+        return file.path
+
+    monkeypatch.setattr("tarvik.cli.ls._facts", facts)
+    code, text, words = command("ls", "--time-limit", "2", *files, tmp_path / "none.cdf")
+    assert code == 4
+    assert re.findall(r"(\w+)\.cdf$", text, re.MULTILINE) == ["first", "last"]
+    assert re.findall(r"(\w+)\.cdf: ([^\n]*)", words) == [
+        ("crashing", "The CDF library crashed (SIGSEGV)."),
+        ("hanging", "The CDF library had not finished after 2 s for all calls and was ended."),
+        ("none", "No such file or directory"),
+    ]
 
 
 def flipped(good, seed):

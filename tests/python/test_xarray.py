@@ -8,6 +8,7 @@ import subprocess
 import sys
 from pathlib import Path
 from threading import Event, Thread
+from types import SimpleNamespace
 
 import numpy as np
 import pytest
@@ -84,7 +85,7 @@ def calls(monkeypatch):
             made[operation].append(inputs[2:])
         return call(operation, *inputs)
 
-    monkeypatch.setattr(ops, "call", noted)
+    monkeypatch.setattr("tarvik.file.shared", SimpleNamespace(call=noted))
     return made
 
 

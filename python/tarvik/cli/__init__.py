@@ -9,11 +9,12 @@ from pathlib import Path
 import click
 
 from tarvik import __version__, _host
-from tarvik._gateway import EXTENDED_PLUGIN
+from tarvik._plugin import EXTENDED_PLUGIN
+from tarvik._shared import call
 from tarvik._text import visible
 from tarvik.cli.commands import COMMANDS
-from tarvik.cli.errors import INTERRUPTED, NO_READER, WRONG_FILE, Failure, complain, say
-from tarvik.ops import call
+from tarvik.cli.errors import complain, say
+from tarvik.cli.outcome import outcome
 
 
 def main():
@@ -23,7 +24,7 @@ def main():
     for number in (signal.SIGTERM, signal.SIGHUP):
         if signal.getsignal(number) == signal.SIG_DFL:
             signal.signal(number, _end)
-    sys.exit(_run())
+    sys.exit(outcome(_run))
 
 
 def _prepare_streams():
@@ -47,42 +48,9 @@ def _end(number, _frame):
 
 
 def _run():
-    try:
-        # The commands give what is to be done: click has ways of its own with what is raised below.
-        job = tarvik.main(standalone_mode=False)
-        code = job() if callable(job) else job
-        sys.stdout.flush()
-        return code or 0
-    except click.ClickException as error:
-        error.show()
-        return error.exit_code
-    except (KeyboardInterrupt, click.Abort):
-        return INTERRUPTED
-    except BrokenPipeError:
-        _leave_stdout()
-        return NO_READER
-    except Failure as failure:
-        code = failure.complain()
-        return code if _flushed() else WRONG_FILE
-    except OSError as error:
-        # Other files are named by a `Failure`.
-        _leave_stdout()
-        return complain(error.filename or "stdout", error)
-
-
-def _flushed():
-    """Write what is left; tell whether stdout took it."""
-    try:
-        sys.stdout.flush()
-    except OSError:
-        _leave_stdout()
-        return False
-    return True
-
-
-def _leave_stdout():
-    """Python would try once more to write what is left, and complain."""
-    os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
+    # The commands give what is to be done: click has ways of its own with what is raised below.
+    job = tarvik.main(standalone_mode=False)
+    return job() if callable(job) else job
 
 
 def _zlib():

@@ -5,8 +5,9 @@ from functools import cached_property
 
 import numpy as np
 
-from tarvik import Variable, ops
+from tarvik import Variable
 from tarvik._iso8601 import as_text
+from tarvik._shared import call
 from tarvik._sparse import same_bits
 from tarvik._text import visible
 from tarvik.cli.errors import say
@@ -120,6 +121,6 @@ def _tell_of_lost_times(variable, values, found, blank):
     if lost.any():
         say(f"{name}: {np.count_nonzero(lost)} times are beyond datetime64[ns] and become NaT")
     if variable.datatype == "CDF_TIME_TT2000":
-        seconds = np.atleast_2d(ops.call("tt2000Breakdown", np.asfortranarray(values)))[5]
+        seconds = np.atleast_2d(call("tt2000Breakdown", np.asfortranarray(values)))[5]
         if leaps := np.count_nonzero(seconds == 60):
             say(f"{name}: {leaps} times in a leap second become the second after it")

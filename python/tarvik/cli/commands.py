@@ -19,6 +19,7 @@ from tarvik.cli.parameters import (
     as_json,
     files_and_variables,
     force,
+    isolation,
     record_options,
     through_gateway,
 )
@@ -35,8 +36,8 @@ _BINARY = ("npy", "parquet")
 @click.option(
     "--with", "having", metavar="NAME", type=VARIABLE, help="Only files with this variable."
 )
-@through_gateway(by_default=True)
-def list_(files, having):
+@isolation(by_default=True)
+def list_(files, having, isolated, seconds):
     """List files and their variables, in a line each.
 
     \b
@@ -51,7 +52,7 @@ def list_(files, having):
     """
     from tarvik.cli.ls import list_files
 
-    return partial(list_files, files, having)
+    return partial(list_files, files, having, isolated, seconds)
 
 
 @click.command()

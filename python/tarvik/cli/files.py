@@ -3,20 +3,21 @@
 import os
 from contextlib import contextmanager, nullcontext
 
-from tarvik import File, Gateway
+from tarvik import File
+from tarvik._plugin import Plugin
 from tarvik.cli.errors import about
 
 _SECONDS = 60
 _BYTES_A_SECOND = 10_000_000  # a slow disk
 
 
-class IsolatedGateway(Gateway):
+class IsolatedGateway(Plugin):
     """Reads each file in a process of its own, within a time limit for the whole file.
 
     Parameters
     ----------
     seconds : float or None
-        The limit; without one a minute, and a second more for each 10 MB of the file.
+        The limit; without one that of `seconds_for`.
     """
 
     def __init__(self, seconds):
@@ -25,8 +26,13 @@ class IsolatedGateway(Gateway):
 
     def in_time(self, path):
         """Limit the time that a file is open."""
-        size = os.path.getsize(path) if os.path.exists(path) else 0
-        return self.within(self._seconds or _SECONDS + size / _BYTES_A_SECOND)
+        return self.within(seconds_for(path, self._seconds))
+
+
+def seconds_for(path, seconds=None):
+    """The time limit for a file; without one a minute, and a second more for each 10 MB of it."""
+    size = os.path.getsize(path) if os.path.exists(path) else 0
+    return seconds or _SECONDS + size / _BYTES_A_SECOND
 
 
 @contextmanager

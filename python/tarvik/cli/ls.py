@@ -6,14 +6,15 @@ import numpy as np
 
 from tarvik import CDFError, CDFProcessError, Variable
 from tarvik._text import counted, visible
+from tarvik.cli.apart import for_each_file_apart
 from tarvik.cli.errors import for_each_file
-from tarvik.cli.files import opened
+from tarvik.cli.files import opened, seconds_for
 
 _MOST_TIMES = 4_000_000  # that are read; of more the first and the last one count
 _UNITS = ("bytes", "kB", "MB", "GB", "TB")
 
 
-def list_files(paths, having=None, gateway=None):
+def list_files(paths, having=None, isolated=True, seconds=None):
     """List files on stdout; return the exit code.
 
     Parameters
@@ -21,19 +22,23 @@ def list_files(paths, having=None, gateway=None):
     paths : sequence of str
     having : str, optional
         Only files that have this variable are listed.
-    gateway : tarvik.Gateway, optional
-        What the files are read through.
+    isolated : bool
+        Whether they are read in another process, which a file that crashes the CDF library ends.
+    seconds : float, optional
+        The time limit for each then; see `seconds_for`.
     """
 
     def work(path):
         lines = []
-        with opened(path, gateway) as file:
+        with opened(path) as file:
             if having is None or having in file:
                 lines = [_facts(file), *_lines([_row(found) for found in file._listed()])]
         for line in lines:
             print(line)
 
-    return for_each_file(paths, work)
+    if not isolated:
+        return for_each_file(paths, work)
+    return for_each_file_apart(paths, work, lambda path: seconds_for(path, seconds))
 
 
 def _facts(file):

@@ -166,17 +166,22 @@ _time_limit = click.option(
 force = click.option("--force", is_flag=True, help="Replace a file that is there already.")
 
 
+def isolation(by_default):
+    """Add the options of whether files are read in another process, and how long each may take."""
+    option = click.option(
+        "--isolated/--in-process",
+        default=by_default,
+        show_default=True,
+        help="Read in a process of its own, which a bad file may crash, or, faster, in this.",
+    )
+    return lambda command: _time_limit(option(command))
+
+
 def through_gateway(by_default):
     """Give the job of a command a gateway: one in a process of its own, or None."""
 
     def decorate(command):
-        @_time_limit
-        @click.option(
-            "--isolated/--in-process",
-            default=by_default,
-            show_default=True,
-            help="Read in a process of its own, which a bad file may crash, or, faster, in this.",
-        )
+        @isolation(by_default)
         @wraps(command)
         def run_isolated(isolated, seconds, **options):
             from tarvik.cli.files import gateway_for
