@@ -4,7 +4,6 @@ from __future__ import annotations
 
 from collections.abc import Sequence
 from contextlib import suppress
-from dataclasses import dataclass
 from functools import cached_property
 from itertools import chain
 from typing import Any, Callable, NamedTuple

@@ -482,6 +482,8 @@ class Copy(File):
         Of the variables that were copied.
     """
 
+    _saved_by_with = True
+
     def __init__(self, source: File, path: str, **settings: Any) -> None:
         self.path, self.mode, self._validate = path, "w", False
         self._gateway, self._call, self._own_gateway = source._gateway, source._call, None

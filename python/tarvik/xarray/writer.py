@@ -58,8 +58,8 @@ def to_cdf(
         of texts) and "attributes" (their datatypes), where they are not to be as in the file that
         was read.
     istp : bool
-        Whether the file has to follow the ISTP guidelines: `tarvik.istp.complete` sets the attributes
-        that follow from the data, and errors that are left are raised.
+        Whether the file has to follow the ISTP guidelines: `tarvik.istp.complete` sets what follows
+        from the data, and errors that are left are raised.
 
     Raises
     ------
