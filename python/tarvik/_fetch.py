@@ -18,7 +18,9 @@ from collections.abc import Callable, Mapping
 from typing import Any, BinaryIO
 from urllib.parse import unquote
 
-__all__ = ["fetch", "is_bytes", "is_cdf", "is_url", "name_of", "path_of"]
+from tarvik._places import check_readable
+
+__all__ = ["explain_bytes", "fetch", "is_bytes", "is_url", "may_be_cdf", "name_of", "path_of"]
 
 # The first eight bytes: the version of the format, then whether all of the file is compressed.
 _VERSIONS = ("cdf30001", "cdf26002", "0000ffff")
@@ -31,6 +33,12 @@ _URL = re.compile(r"[a-z][a-z0-9+.-]*(://|::)", re.IGNORECASE)
 # What gives access: user and password, also unquoted ones, and the values of a query.
 _USER = re.compile(r"(?<=://)([^/?#\s]*|[^/?#\s:]*:(?!\d*/)\S*)@")
 _QUERY = re.compile(r"\?[^\s'\")\]>]+")
+_CODES = {
+    FileNotFoundError: errno.ENOENT,
+    PermissionError: errno.EACCES,
+    IsADirectoryError: errno.EISDIR,
+    FileExistsError: errno.EISDIR,  # fsspec wants to make a folder like it
+}
 _NEEDS_PACKAGE = "pip install 'tarvik[remote]' for https; s3:// needs s3fs too"
 
 
@@ -43,7 +51,7 @@ def is_bytes(path: Any) -> bool:
     return isinstance(path, (bytes, bytearray, memoryview))
 
 
-def is_cdf(head: bytes) -> bool:
+def _is_cdf(head: bytes) -> bool:
     """Tell whether a file that begins with these bytes may be a CDF file."""
     return head[:_MAGIC_BYTES] in _MAGIC
 
@@ -104,13 +112,37 @@ def fetch(path: Any, mode: str, options: Mapping[str, Any] | None) -> BinaryIO |
     if not url and not is_bytes(path) and not hasattr(path, "read"):
         return None
     if mode != "r":
-        hint = "; a path is given as str (see os.fsdecode)" if is_bytes(path) else ""
-        raise io.UnsupportedOperation(f"{name_of(path)} can only be read, in mode 'r'{hint}")
+        raise io.UnsupportedOperation(f"{name_of(path)} can only be read, in mode 'r'")
     if url:
         return _download(path, options or {})
     if is_bytes(path):
         return _copied(lambda copy: copy.write(bytes(path)))
     return _copied(lambda copy: _copy_object(path, copy))
+
+
+def may_be_cdf(path: Any) -> bool:
+    """Tell whether this looks like a CDF file, by its first bytes or, of a URL, by its end."""
+    if is_bytes(path):
+        return _is_cdf(bytes(path))
+    if is_url(path):
+        return name_of(path).partition("?")[0].lower().endswith(".cdf")
+    try:
+        if not hasattr(path, "read"):
+            with open(path, "rb") as file:
+                return _is_cdf(file.read(_MAGIC_BYTES))
+        place = path.tell()
+        path.seek(0)
+        head = path.read(_MAGIC_BYTES)
+        path.seek(place)
+    except (OSError, TypeError, ValueError):  # no file of this machine, or one that cannot seek
+        return False
+    return is_bytes(head) and _is_cdf(bytes(head))
+
+
+def explain_bytes(error: BaseException, path: Any) -> None:
+    """Add a note to an error where bytes are not what a CDF file holds, but perhaps its path."""
+    if is_bytes(path) and not _is_cdf(bytes(path)) and hasattr(error, "add_note"):
+        error.add_note("bytes are the contents of a file; give a path as str (see os.fsdecode)")
 
 
 def path_of(file: BinaryIO, shared: bool) -> str:
@@ -165,7 +197,7 @@ def _copy_chunks(source: Any, copy: BinaryIO) -> None:
             )
         copy.write(chunk)
         head = head if len(head) >= _MAGIC_BYTES else head + bytes(chunk[:_MAGIC_BYTES])
-        if not chunk or (len(head) >= _MAGIC_BYTES and not is_cdf(head)):
+        if not chunk or (len(head) >= _MAGIC_BYTES and not _is_cdf(head)):
             return
 
 
@@ -193,22 +225,31 @@ def _opened_local(system: Any, path: str) -> BinaryIO:
     from fsspec.implementations.local import LocalFileSystem
 
     if not isinstance(system, LocalFileSystem):
-        with system.open(path, "rb") as cached:
-            path = cached.name
-    # A pipe is opened without waiting, so that it is refused.
-    return open(path, "rb", opener=lambda name, flags: os.open(name, flags | os.O_NONBLOCK))
+        path = _cached(system, path)
+    check_readable(path)
+    return open(path, "rb")
+
+
+def _cached(system: Any, path: str) -> str:
+    """Have a cache of fsspec fetch a file, where it has not yet; give the path of its copy."""
+    try:
+        with system.open(path, "rb") as copy:
+            return copy.name
+    except BaseException:
+        # It keeps what came before the failure, and would take that for the file the next time.
+        with contextlib.suppress(Exception):
+            os.unlink(os.path.join(system.storage[-1], system._mapper(path)))
+        raise
 
 
 def _fetch_error(error: Exception, url: str, name: str) -> OSError:
-    for code, kind in (
-        (errno.ENOENT, FileNotFoundError),
-        (errno.EACCES, PermissionError),
-        (errno.EISDIR, IsADirectoryError),
-    ):
+    for kind, code in _CODES.items():
         if isinstance(error, kind):
             return OSError(code, os.strerror(code), name)
-    code = getattr(error, "errno", None) or errno.EIO
-    return OSError(code, f"{type(error).__name__}: {_safe_text(error, url)}".rstrip(": "), name)
+    if type(error) is OSError and error.errno and error.strerror:  # of this machine: a full disk
+        return OSError(error.errno, error.strerror, name)
+    words = f"{type(error).__name__}: {_safe_text(error, url)}".rstrip(": ")
+    return OSError(errno.EIO, words, name)
 
 
 def _safe_text(error: Exception, url: str) -> str:

@@ -16,7 +16,7 @@ from typing import Any, BinaryIO, Union
 from tarvik import ops
 from tarvik._contents import Contents, Unreadable
 from tarvik._errors import CDFError, CDFProcessError, CDFWarning, shown_names
-from tarvik._fetch import fetch, name_of, path_of
+from tarvik._fetch import explain_bytes, fetch, name_of, path_of
 from tarvik._files import version
 from tarvik._gateway import Gateway
 from tarvik._places import (
@@ -143,6 +143,7 @@ class File(Contents):
         except BaseException as error:
             self._end_interrupted(type(error))
             self._give_up()
+            explain_bytes(error, path)
             raise
         (_written if self._writable else _read).add(self)
 
@@ -390,6 +391,9 @@ class File(Contents):
         return self is other
 
     __hash__ = object.__hash__
+
+    def __reduce__(self) -> Any:
+        raise TypeError(f"{self!r} is open in this process: pickle what it was opened with instead")
 
     @property
     def majority(self) -> str:

@@ -7,6 +7,7 @@ import numpy as np
 
 from tarvik import CDFError, CDFProcessError
 from tarvik._contents import Unreadable
+from tarvik._fetch import name_of
 from tarvik._sparse import check_not_too_many
 from tarvik._text import counted, for_json, undecoded, visible
 from tarvik.cli.errors import DONE, FOUND, Failure
@@ -34,7 +35,7 @@ def check_files(files, as_json, gateway=None):
             documents.append(_document(path, gateway))
         except Failure as failure:
             code = max(code, failure.complain())
-            documents.append({"file": path, "clean": False, "problem": str(failure.error)})
+            documents.append({"file": name_of(path), "clean": False, "problem": str(failure.error)})
             continue
         code = max(code, DONE if documents[-1]["clean"] else FOUND)
         if not as_json:
@@ -48,7 +49,7 @@ def _document(path, gateway):
     with opened(path, gateway) as file:
         remarks = [*_of_attributes(file), *_of_variables(file)]
         return {
-            "file": path,
+            "file": file.path,
             "clean": not remarks,
             "checksum": file._ask("getChecksum"),
             "variables": len(file),

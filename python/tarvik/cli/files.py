@@ -3,14 +3,19 @@
 from contextlib import contextmanager, nullcontext
 
 from tarvik import File, Gateway
-from tarvik.cli.errors import about
+from tarvik.cli.errors import ImpossibleError, about
 
 
 @contextmanager
 def opened(path, gateway=None):
     """Open a file for reading; errors of what is done with it are about this file."""
-    with about(path), File(path, gateway=gateway) as file:
-        yield file
+    with about(path):
+        try:
+            file = File(path, gateway=gateway)
+        except ImportError as error:  # of a package for URLs
+            raise ImpossibleError(str(error)) from None
+        with file:
+            yield file
 
 
 def for_strangers(in_process):
