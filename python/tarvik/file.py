@@ -150,7 +150,7 @@ class File(Contents):
     # Opening and closing.
 
     def _begin(self, atomic: bool, settings: tuple) -> None:
-        present = self._fetched_path() if self._fetched else present_file(self.path)
+        present = self._path_of(self._fetched) if self._fetched else present_file(self.path)
         if self.mode in ("w", "x", "a"):
             self._begin_edit(present, atomic, settings)
         elif present is None:
@@ -166,8 +166,8 @@ class File(Contents):
         if self._writable and not self._in_place and self._call("getVersion", self._id)[:2] < _OLD:
             self._rebuild()  # the library cannot open again what it edits of these
 
-    def _fetched_path(self) -> str:
-        self._opened_path = path_of(self._fetched, shared=self._gateway is not None)
+    def _path_of(self, fetched: BinaryIO) -> str:
+        self._opened_path = path_of(fetched, shared=self._gateway is not None)
         shown_names[self._opened_path] = self.path
         return self._opened_path
 
