@@ -14,8 +14,9 @@ _SECONDS_TO_1970 = 62_167_219_200
 # Of `datetime64[ns]` on both sides of 1970: the seconds that it holds all of.
 _LARGEST_SECONDS = np.iinfo(np.int64).max // 10**9 - 1
 _NAT = np.iinfo(np.int64).min
-# Small enough that what is computed on the way stays in the processor's caches.
-_BLOCK = 1 << 14
+# What is computed on the way stays in the caches, and below the size from which malloc maps memory
+# anew for each array (in processes of Dask always).
+_BLOCK = 1 << 13
 _YEARS = 1678, 2261  # that `datetime64[ns]` holds all of
 _NAMES = {31: "cdf_epoch", 32: "cdf_epoch16", 33: "cdf_time_tt2000"}
 
