@@ -69,7 +69,7 @@ def connect(scheduler):
     """Connect to the cluster with this address, or to two processes of this machine."""
     from distributed import Client
 
-    local = {"n_workers": 2, "threads_per_worker": 1, "dashboard_address": None}
+    local = {"n_workers": 2, "threads_per_worker": 1, "dashboard_address": ":0"}
     return Client(scheduler) if scheduler else Client(**local)
 
 
