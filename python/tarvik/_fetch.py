@@ -134,7 +134,7 @@ def may_be_cdf(path: Any) -> bool:
         path.seek(0)
         head = path.read(_MAGIC_BYTES)
         path.seek(place)
-    except (OSError, TypeError, ValueError):  # no file of this machine, or one that cannot seek
+    except (AttributeError, OSError, TypeError, ValueError):  # no local file, or it cannot seek
         return False
     return is_bytes(head) and _is_cdf(bytes(head))
 
