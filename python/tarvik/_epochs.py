@@ -22,8 +22,9 @@ __all__ = [
     "stored_of",
 ]
 
-# Small enough that what is computed on the way stays in the processor's caches.
-BLOCK = 1 << 14
+# What is computed on the way stays in the caches, and below the size from which malloc maps memory
+# anew for each array (in processes of Dask always).
+BLOCK = 1 << 13
 NAT = np.iinfo(np.int64).min
 # From the beginning of the year 0 to that of 1970, and to the last second of 9999, which the
 # library takes for the fill value.

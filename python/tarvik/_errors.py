@@ -163,6 +163,8 @@ _CALLED_BY_USERS = frozenset(
         "tarvik.variable",
     }
 )
+# What messages call files that are opened by a path of no meaning to the user, by that path.
+shown_names: dict[str, str] = {}
 _STATUS_NAME = re.compile(r'(?:CDF library failure|Unable to set zMode to zMODEon2), "(\w+): ')
 
 
@@ -223,7 +225,7 @@ def explain(error, arguments, gateway):
         if position < len(arguments)
     ]
     if any(asked):
-        file = getattr(arguments[1], "name", None)
+        file = shown_name(getattr(arguments[1], "name", None))
         where = f" of {file!r}" if file else ""
         error.add_note(f"In {error.operation}: {', '.join(filter(None, asked))}{where}")
     if _UNKNOWN_DATATYPE.match(error.identifier):
@@ -296,7 +298,13 @@ def operation_of(arguments):
 
 def _filename_of(arguments):
     opens = operation_of(arguments) in _FILE_OPERATIONS and len(arguments) > 1
-    return arguments[1] if opens else None
+    return shown_name(arguments[1]) if opens else None
+
+
+def shown_name(path):
+    """What messages call the file at a path."""
+    known = isinstance(path, (str, bytes)) and shown_names
+    return shown_names.get(os.fsdecode(path), path) if known else path
 
 
 def _kind_of(error):

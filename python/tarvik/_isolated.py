@@ -24,6 +24,7 @@ from tarvik._errors import (
     gateway_error,
     operation_of,
     process_error,
+    shown_name,
     warn,
 )
 from tarvik._host import LateError, MessageError, NobodyError
@@ -313,7 +314,7 @@ class Remote:
         """What is sent of a file, which another thread may have closed meanwhile."""
         number = _host.number_of(file, gateway, *arguments)
         if number == 0 and _host.is_lost(file):
-            text = _LOST.format(file.name).encode("utf-8", "surrogateescape")
+            text = _LOST.format(shown_name(file.name)).encode("utf-8", "surrogateescape")
             raise gateway_error(_INVALID_FILE, text, arguments)
         return File(number)
 

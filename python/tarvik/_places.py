@@ -1,15 +1,11 @@
-"""Where a file is: paths, and copies of what file objects and URLs give."""
+"""Where a file is: which one the library opens for a path, and how a new one is named."""
 
 from __future__ import annotations
 
 import errno
-import io
 import os
 import re
-import shutil
 import stat
-import tempfile
-from typing import Any
 
 from tarvik import constants
 from tarvik._files import open_file
@@ -100,33 +96,3 @@ def is_huffman_coded(path: str) -> bool:
             return int.from_bytes(file.read(width + 8)[-4:], "big") in _HUFFMAN
     except OSError:
         return False
-
-
-def name_of(path: Any) -> str:
-    return str(getattr(path, "name", path)) if hasattr(path, "read") else os.fsdecode(path)
-
-
-def download(path: Any, mode: str) -> Any:
-    """Copy what a file object or a URL gives; None for a path, which the library opens itself."""
-    is_url = isinstance(path, str) and "://" in path
-    if not is_url and not hasattr(path, "read"):
-        return None
-    if mode != "r":
-        raise io.UnsupportedOperation(f"{name_of(path)} is no local file and can be read only")
-    if is_url:
-        try:
-            import fsspec
-        except ImportError:
-            raise ImportError(f"{path} needs fsspec: pip install 'tarvik[remote]'") from None
-        path = fsspec.open(path, "rb").open()
-    copy = tempfile.NamedTemporaryFile(suffix=".cdf")  # noqa: SIM115  closed with the file
-    try:
-        shutil.copyfileobj(path, copy)
-        copy.flush()
-    except BaseException:
-        copy.close()
-        raise
-    finally:
-        if is_url:
-            path.close()
-    return copy

@@ -9,19 +9,18 @@ import shutil
 import tempfile
 import warnings
 import weakref
-from collections.abc import Iterator
+from collections.abc import Iterator, Mapping
 from contextlib import contextmanager, suppress
-from typing import Any, BinaryIO
+from typing import Any, BinaryIO, Union
 
 from tarvik._contents import Contents, Unreadable
-from tarvik._errors import CDFError, CDFProcessError, CDFWarning
+from tarvik._errors import CDFError, CDFProcessError, CDFWarning, shown_names
+from tarvik._fetch import explain_bytes, fetch, name_of, path_of
 from tarvik._files import version
 from tarvik._places import (
     check_readable,
-    download,
     files_of_variables,
     is_huffman_coded,
-    name_of,
     new_path,
     present_file,
 )
@@ -34,6 +33,7 @@ from tarvik.variable import Variable
 __all__ = ["File", "open_file"]
 
 _MODES = ("r", "r+", "w", "x", "a")
+_Source = Union[str, os.PathLike, bytes, bytearray, memoryview, BinaryIO]
 _OLD = (2.0, 5.0)  # files of versions before this one have descriptions of another form
 # Files that are open when Python ends are closed then: edited ones, which are kept until they are
 # saved, and the others.
@@ -50,9 +50,10 @@ class File(Contents):
 
     Parameters
     ----------
-    path : str, bytes, os.PathLike or binary file object
-        A file object, or a URL that fsspec understands, is copied to a temporary file, and can be
-        read only.
+    path : str, os.PathLike, bytes, bytearray, memoryview or binary file object
+        A path, the bytes of a file, or a URL that fsspec understands. A file object is read from
+        its beginning, or from its place if it cannot seek. Bytes, file objects and URLs are copied
+        to a temporary file and can be read only.
     mode : str
         "r" read, "r+" edit, "w" create or replace, "x" create and fail if it exists, "a" edit or
         create.
@@ -76,6 +77,14 @@ class File(Contents):
     format : str, optional
         Of a new file: "single", which is the default, or "multi" for one file more for each
         variable.
+    storage_options : mapping, optional
+        Of a URL: options of fsspec, `{"anon": True}` for s3 for example.
+
+    Attributes
+    ----------
+    path : str
+        The path as it was given. Of a URL without user, password and the values of a query; of
+        bytes "<bytes>"; of a file object its name, or "<BytesIO>" and the like.
 
     Raises
     ------
@@ -85,13 +94,17 @@ class File(Contents):
         If the file is open for writing already, in this process or another.
     CDFError
         If it is no CDF file, or a damaged one.
+    io.UnsupportedOperation
+        If bytes, a file object or a URL is opened for writing.
+    OSError, ImportError
+        If a URL cannot be fetched, or a package for it is missing.
     """
 
     _saved_by_with = False
 
     def __init__(
         self,
-        path: str | bytes | os.PathLike | BinaryIO,
+        path: _Source,
         mode: str = "r",
         *,
         atomic: bool = True,
@@ -102,6 +115,7 @@ class File(Contents):
         compression: str | None = None,
         checksum: str | None = None,
         format: str | None = None,  # noqa: A002
+        storage_options: Mapping[str, Any] | None = None,
     ) -> None:
         if mode not in _MODES:
             raise ValueError(f"mode {mode!r} is none of {', '.join(_MODES)}")
@@ -114,27 +128,27 @@ class File(Contents):
         for name, value in options.items() if mode in ("r", "r+") else ():
             if value is not None:
                 raise ValueError(f"{name}={value!r} is for new files, not for mode {mode!r}")
-        self._download = download(path, mode)
         self.path: str = name_of(path)
+        self._fetched: BinaryIO | None = None  # bytes and the like, as a file
         self.mode = mode
         self._id: Any = None
         self._transaction: Transaction | None = None
         self._in_place = False
-        present = self._download.name if self._download else present_file(self.path)
-        apart = isolated or (present is not None and is_huffman_coded(present))
-        self._own_gateway = Plugin(isolated=True) if apart and gateway is None else None
-        self._gateway = gateway or self._own_gateway
-        self._call = (self._gateway or shared).call
+        self._own_gateway: Plugin | None = None
+        self._gateway = gateway
         self._validate = validate
         self._others: list[str] = []  # those of a file of several files that is replaced
         self._nothing_known()
         self._nothing_to_carry_out()
         settings = coded(majority or "row", compression, checksum, format or "single")
         try:
+            self._fetched = fetch(path, mode, storage_options)
+            present = self._present(isolated, gateway)
             self._begin(present, atomic and format != "multi", settings)
         except BaseException as error:
             self._end_interrupted(type(error))
             self._give_up()
+            explain_bytes(error, path)
             raise
         _unedited.add(self)
 
@@ -155,6 +169,18 @@ class File(Contents):
         self._find_variables()
         if self._writable and not self._in_place and self._call("getVersion", self._id)[:2] < _OLD:
             self._rebuild()  # the library cannot open again what it edits of these
+
+    def _present(self, isolated: bool, gateway: Plugin | None) -> str | None:
+        """The path of what there is, once the gateway for it is chosen."""
+        fetched = self._fetched
+        present = path_of(fetched, shared=False) if fetched else present_file(self.path)
+        if gateway is None and (isolated or (present is not None and is_huffman_coded(present))):
+            self._gateway = self._own_gateway = Plugin(isolated=True)
+        self._call = (self._gateway or shared).call
+        if fetched:
+            present = self._opened_path = path_of(fetched, shared=self._gateway is not None)
+            shown_names[present] = self.path
+        return present
 
     def _begin_edit(self, present: str | None, atomic: bool, settings: tuple) -> None:
         if self.mode == "x" and present is not None:
@@ -369,8 +395,9 @@ class File(Contents):
             self._transaction.abort()
         if self._own_gateway is not None:
             self._own_gateway.unload()
-        if self._download:
-            self._download.close()
+        if self._fetched:
+            shown_names.pop(self._opened_path, None)
+            self._fetched.close()
 
     def _summary(self) -> tuple:
         """What the saved file must have: variables with their records, attributes with entries."""
@@ -402,6 +429,9 @@ class File(Contents):
         return self is other
 
     __hash__ = object.__hash__
+
+    def __reduce__(self) -> Any:
+        raise TypeError(f"{self!r} is open in this process: pickle what it was opened with instead")
 
     @property
     def majority(self) -> str:
@@ -487,7 +517,7 @@ class Copy(File):
     def __init__(self, source: File, path: str, **settings: Any) -> None:
         self.path, self.mode, self._validate = path, "w", False
         self._gateway, self._call, self._own_gateway = source._gateway, source._call, None
-        self._download, self._transaction, self._in_place = None, None, False
+        self._fetched, self._transaction, self._in_place = None, None, False
         self._source = source
         self.numbers: dict[str, int] = {}
         self._id = None
@@ -538,7 +568,7 @@ class Copy(File):
         self.numbers[name] = self._copied(variable, name, **options).number
 
 
-def open_file(path: str | bytes | os.PathLike | BinaryIO, mode: str = "r", **options: Any) -> File:
+def open_file(path: _Source, mode: str = "r", **options: Any) -> File:
     """Open a CDF file: the same as `File`, where the parameters are."""
     return File(path, mode, **options)
 

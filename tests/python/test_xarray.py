@@ -422,10 +422,11 @@ def test_other_files_are_left_to_others(tmp_path, example_file):
         other,
         tmp_path,
         tmp_path / "no",
-        "http://a/b.cdf",
+        "http://a/b.cdf.html",
         1.5,
+        "http://a/b.cdf",
     ]
-    assert [entry.guess_can_open(file) for file in answers] == [True, True] + [False] * 5
+    assert [entry.guess_can_open(file) for file in answers] == [True, True] + [False] * 5 + [True]
 
 
 def test_without_xarray():

@@ -7,6 +7,7 @@ import numpy as np
 
 from tarvik import CDFError, CDFProcessError, istp
 from tarvik._contents import Unreadable
+from tarvik._fetch import name_of
 from tarvik._sparse import check_not_too_many
 from tarvik._text import counted, for_json, undecoded, visible
 from tarvik.cli.errors import DONE, FOUND, Failure
@@ -37,7 +38,7 @@ def check_files(files, as_json, with_istp=False, gateway=None):
             documents.append(_document(path, with_istp, gateway))
         except Failure as failure:
             code = max(code, failure.complain())
-            documents.append({"file": path, "clean": False, "problem": str(failure.error)})
+            documents.append({"file": name_of(path), "clean": False, "problem": str(failure.error)})
             continue
         code = max(code, DONE if documents[-1]["clean"] else FOUND)
         if not as_json:
@@ -52,7 +53,7 @@ def _document(path, with_istp, gateway):
         remarks = [*_of_attributes(file), *_of_variables(file)]
         findings = istp.check(file) if with_istp else []
         return {
-            "file": path,
+            "file": file.path,
             "clean": not (remarks or any(each.severity == istp.ERROR for each in findings)),
             "checksum": file._ask("getChecksum"),
             "variables": len(file),

@@ -5,6 +5,7 @@ import sys
 from contextlib import contextmanager
 
 from tarvik import CDFError
+from tarvik._fetch import name_of
 from tarvik._text import visible
 from tarvik.attributes import did_you_mean
 
@@ -55,7 +56,7 @@ def targets_in(folder, paths, extension):
     """For each file the one in a folder that is made from it."""
     targets = {}
     for path in paths:
-        name = os.path.basename(path)
+        name = os.path.basename(name_of(path))
         stem = name[:-4] if name.lower().endswith(".cdf") else name
         target = os.path.join(folder, f"{stem}.{extension}")
         if target in targets.values():
@@ -82,7 +83,7 @@ def complain(place, error):
         text = text.partition('"')[2].rpartition('"')[0]
     elif isinstance(error, OSError) and error.strerror:
         text = error.strerror
-    say(f"{visible(place)}: {visible(text)}")
+    say(f"{visible(name_of(place))}: {visible(text)}")
     return WRONG_FILE if isinstance(error, OSError) else REFUSED
 
 

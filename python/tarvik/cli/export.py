@@ -5,6 +5,7 @@ import sys
 from collections import Counter
 from contextlib import contextmanager
 
+from tarvik._fetch import name_of
 from tarvik._sparse import check_not_too_many
 from tarvik._text import counted, visible
 from tarvik.cli.columns import Column, blank_values
@@ -151,7 +152,7 @@ def _reason_against(variable, usual):
 def _found(path, columns, chosen):
     """What is in the records, in blocks: for each column its values and which of them are blank."""
     size = sum(column.variable._record_bytes for column in columns)
-    with progress(f"Exporting {visible(path)}", len(chosen)) as advance:
+    with progress(f"Exporting {visible(name_of(path))}", len(chosen)) as advance:
         for records in blocks(chosen, size, _BLOCK_BYTES):
             with about(path):
                 found = [column.read(records) for column in columns]

@@ -5,7 +5,7 @@ from contextlib import contextmanager, nullcontext
 
 from tarvik import File
 from tarvik._plugin import Plugin
-from tarvik.cli.errors import about
+from tarvik.cli.errors import ImpossibleError, about
 
 _SECONDS = 60
 _BYTES_A_SECOND = 10_000_000  # a slow disk
@@ -39,8 +39,13 @@ def seconds_for(path, seconds=None):
 def opened(path, gateway=None, mode="r"):
     """Open a file; errors of what is done with it are about this file."""
     limited = gateway.in_time(path) if isinstance(gateway, IsolatedGateway) else nullcontext()
-    with about(path), limited, File(path, mode, gateway=gateway) as file:
-        yield file
+    with about(path), limited:
+        try:
+            file = File(path, mode, gateway=gateway)
+        except ImportError as error:  # of a package for URLs
+            raise ImpossibleError(str(error)) from None
+        with file:
+            yield file
 
 
 def gateway_for(isolated, seconds):

@@ -99,9 +99,9 @@ def _plot(path, names, output, kind, force, *, gateway, slices, means, records, 
         ]
     for panel in panels:
         if panel.step > 1:
-            say(f"{visible(path)}: {panel.name}: one record of {panel.step} is drawn")
+            say(f"{visible(file.path)}: {panel.name}: one record of {panel.step} is drawn")
     with staged(output, force) as target, open(target, "wb") as picture:
-        draw(panels, os.path.basename(path), picture, kind)
+        draw(panels, os.path.basename(file.path), picture, kind)
     return 0
 
 

@@ -10,7 +10,8 @@ from __future__ import annotations
 import os
 import warnings
 from collections.abc import Iterable, Iterator, Mapping
-from typing import Any
+from functools import partial
+from typing import Any, BinaryIO
 
 import pandas
 import xarray
@@ -20,6 +21,7 @@ from xarray.indexes import PandasIndex
 
 from tarvik._entries import Entry
 from tarvik._errors import CDFWarning
+from tarvik._fetch import is_bytes, is_url, may_be_cdf, name_of
 from tarvik._iso8601 import as_text
 from tarvik.attributes import OF_VALUES
 from tarvik.datatypes import DATATYPES
@@ -32,10 +34,6 @@ from tarvik.xarray.virtual import virtual_times, without_times
 
 __all__ = ["TarvikBackendEntrypoint"]
 
-# The first eight bytes: the version of the format, then whether all of the file is compressed.
-_VERSIONS = ("cdf30001", "cdf26002", "0000ffff")
-_KINDS = ("0000ffff", "cccc0001")
-_MAGIC = frozenset(bytes.fromhex(version + kind) for version in _VERSIONS for kind in _KINDS)
 # Datatypes that do not follow from the value of an attribute.
 _UNUSUAL = frozenset(name for name, found in DATATYPES.items() if not found.is_default)
 
@@ -47,17 +45,19 @@ class TarvikBackendEntrypoint(BackendEntrypoint):
 
     def open_dataset(  # type: ignore[override]
         self,
-        filename_or_obj: str | os.PathLike,
+        filename_or_obj: str | os.PathLike | bytes | bytearray | memoryview | BinaryIO,
         *,
         drop_variables: str | Iterable[str] | None = None,
         mask_and_scale: bool | Mapping[str, bool] = True,
         decode_times: bool = True,
+        storage_options: Mapping[str, Any] | None = None,
     ) -> xarray.Dataset:
         """Open a file as a dataset.
 
         Parameters
         ----------
-        filename_or_obj : str or os.PathLike
+        filename_or_obj : str, os.PathLike, bytes, bytearray, memoryview or binary file object
+            What `File` takes: a path or a URL, the bytes of a file or a file object.
         drop_variables : str or iterable of str, optional
             Variables to leave out.
         mask_and_scale : bool or mapping
@@ -65,14 +65,17 @@ class TarvikBackendEntrypoint(BackendEntrypoint):
         decode_times : bool
             Whether times become `datetime64[ns]`; otherwise they are numbers, those of CDF_EPOCH16
             complex: seconds, and picoseconds within the second.
+        storage_options : mapping, optional
+            Of a URL: options of fsspec.
 
         Returns
         -------
         xarray.Dataset
         """
-        path = os.path.abspath(os.fspath(filename_or_obj))
+        source = _source(filename_or_obj)
         dropped = {drop_variables} if isinstance(drop_variables, str) else set(drop_variables or ())
-        manager = CachingFileManager(File, path, mode="r", lock=LOCK)
+        opener = partial(File, storage_options=storage_options)
+        manager = CachingFileManager(opener, source, mode="r", lock=LOCK)
         with LOCK, manager.acquire_context(needs_lock=False) as file:
             opened = _Opened(file, manager, mask_and_scale, decode_times)
             variables = {
@@ -80,7 +83,7 @@ class TarvikBackendEntrypoint(BackendEntrypoint):
             }
             problems = [*_problems(file, dropped), *opened.without_times(dropped)]
         for problem in problems:
-            warnings.warn(f"{path}: {problem}", CDFWarning, 3)
+            warnings.warn(f"{name_of(source)}: {problem}", CDFWarning, 3)
         others = {n: v for n, v in variables.items() if n not in opened.coordinates}
         dataset = xarray.Dataset(others, _coordinates(variables, others), opened.shared)
         dataset.encoding["cdf"] = opened.encoding
@@ -88,12 +91,15 @@ class TarvikBackendEntrypoint(BackendEntrypoint):
         return dataset
 
     def guess_can_open(self, filename_or_obj: Any) -> bool:
-        """Tell whether this is a CDF file, by its first bytes."""
-        try:
-            with open(filename_or_obj, "rb") as file:
-                return file.read(8) in _MAGIC
-        except (OSError, TypeError, ValueError):  # no file of this machine
-            return False
+        """Tell whether this is a CDF file, by its first bytes or, of a URL, by its end."""
+        return may_be_cdf(filename_or_obj)
+
+
+def _source(given: Any) -> Any:
+    """What files are opened with, also later and in other processes."""
+    if is_bytes(given):
+        return bytes(given)  # xarray looks for open files by it
+    return given if is_url(given) or hasattr(given, "read") else os.path.abspath(os.fspath(given))
 
 
 class _Opened:
