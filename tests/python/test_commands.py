@@ -3,6 +3,7 @@
 import csv
 import io
 import json
+import re
 import signal
 import subprocess
 import sys
@@ -489,6 +490,17 @@ def test_a_limited_time(command, sample, tmp_path, monkeypatch, arguments):
     assert "after 0.0001 s for all calls" in said
     assert {path.suffix for path in tmp_path.iterdir()} == {".cdf"}
     assert command(name, sample, *others, "--time-limit", "60")[0] < 2
+
+
+def test_texts_that_take_too_much_memory(command, sample, tmp_path, monkeypatch):
+    monkeypatch.setattr("tarvik.cli.files._MOST_TEXT", 2)
+    copy = tmp_path / "copy.cdf"
+    for arguments in (["compare", sample, sample], ["copy", sample, copy]):
+        code, _, said = command(*arguments)
+        assert (code, said.count("\n")) == (3, 1)
+        assert "commands read texts of up to 2" in said
+    assert not copy.exists()
+    assert re.search("variable .*: not read: .* texts of up to 2", command("check", sample)[1])
 
 
 @pytest.mark.parametrize("arguments", [["constants"], ["--help"], ["show"], ["export", "time"]])

@@ -8,10 +8,9 @@ import numpy as np
 from tarvik import CDFError, CDFProcessError, istp
 from tarvik._contents import Unreadable
 from tarvik._fetch import name_of
-from tarvik._sparse import check_not_too_many
 from tarvik._text import counted, for_json, undecoded, visible
 from tarvik.cli.errors import DONE, FOUND, Failure
-from tarvik.cli.files import opened
+from tarvik.cli.files import check_sizes, opened
 from tarvik.cli.findings import print_findings
 from tarvik.cli.progress import progress
 
@@ -128,11 +127,11 @@ def _of_variable(subject, variable):
     if variable.sparse is not None:
         written = variable._existing_count
         yield Remark(subject, f"sparse: {written} of {len(records)} records are written")
-        try:
-            check_not_too_many(variable)
-        except OSError as error:
-            yield Remark(subject, f"not read: {error.strerror}")
-            return
+    try:
+        check_sizes(variable)
+    except OSError as error:
+        yield Remark(subject, f"not read: {error.strerror}")
+        return
     wrong, total = 0, len(records) * variable._stored_bytes
     with progress(f"Reading {visible(variable.name)}", total) as advance:
         for runs in variable._stored_blocks(records):

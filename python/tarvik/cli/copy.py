@@ -18,7 +18,7 @@ from tarvik.cli.errors import (
     say,
     targets_in,
 )
-from tarvik.cli.files import opened
+from tarvik.cli.files import check_sizes, opened
 from tarvik.cli.progress import progress
 from tarvik.cli.staging import staged
 from tarvik.file import Copy
@@ -124,6 +124,8 @@ def _copy_variables(origin, copy, names, changes):
     with progress(f"Copying {visible(origin.path)}", total) as advance:
         for name in names:
             variable = origin[name]
+            with about(origin.path):
+                check_sizes(variable)
             loses = "sparse" in changes and variable.sparse is not None
             if loses:
                 say(

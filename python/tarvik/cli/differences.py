@@ -5,9 +5,10 @@ from dataclasses import dataclass
 import numpy as np
 
 from tarvik._iso8601 import as_text
-from tarvik._sparse import check_not_too_many, same_bits
+from tarvik._sparse import same_bits
 from tarvik._text import visible
 from tarvik.cli.errors import about
+from tarvik.cli.files import check_sizes
 from tarvik.cli.progress import progress
 
 _PLACES = 3
@@ -184,6 +185,9 @@ def _variable_differences(ours, others, advance):
     yield from described
     if {difference.what for difference in described} - {"records"}:
         return
+    for variable in (ours, others):
+        with about(variable._file.path):
+            check_sizes(variable)
     pads = [variable._pad() for variable in (ours, others)]
     if not same_bits(*pads).all():
         yield Difference(subject, "pad value", *(_value_text(ours, pad) for pad in pads))
@@ -192,9 +196,6 @@ def _variable_differences(ours, others, advance):
 
 def _value_differences(ours, others, advance):
     """The first places where values differ, and how many do."""
-    for variable in (ours, others):
-        with about(variable._file.path):
-            check_not_too_many(variable)
     places = []
     count = 0
     subject, first = f"variable {ours.name}", [] if ours.record_vary else [0]

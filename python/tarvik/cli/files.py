@@ -1,12 +1,15 @@
 """The files that commands read."""
 
+import errno
 import os
 from contextlib import contextmanager, nullcontext
 
 from tarvik import File
 from tarvik._plugin import Plugin
+from tarvik._sparse import check_not_too_many
 from tarvik.cli.errors import ImpossibleError, about
 
+_MOST_TEXT = 32 << 20  # bytes of a value that is read; reading takes several times as much memory
 _SECONDS = 60
 _BYTES_A_SECOND = 10_000_000  # a slow disk
 
@@ -51,3 +54,20 @@ def opened(path, gateway=None, mode="r"):
 def gateway_for(isolated, seconds):
     """Give an isolated gateway, whose process starts meanwhile, if one is wanted."""
     return IsolatedGateway(seconds) if isolated else nullcontext()
+
+
+def check_sizes(variable):
+    """Refuse a variable whose values take hours or gigabytes of memory to read.
+
+    Raises
+    ------
+    OSError
+    """
+    check_not_too_many(variable)
+    if variable._datatype.is_text and variable._stored.itemsize > _MOST_TEXT:
+        raise OSError(
+            errno.EFBIG,
+            f"A value of the variable {variable.name!r} has {variable._stored.itemsize:,} bytes; "
+            f"commands read texts of up to {_MOST_TEXT:,}",
+            variable._file.path,
+        )
