@@ -13,7 +13,7 @@ measure() {
   [ -d "$real" ] || real=$root/examples/data
   env -u PYTHONSAFEPATH "$python" "$root/bench/peers.py" --real "$real" >"$results/peers.json" ||
     fail "a benchmark of the Python package failed"
-  PYTHONPATH=$root/tools "$python" "$root/bench/report.py" "$results/library.json" "$results/peers.json" "$root/docs" ||
+  PYTHONPATH=$root/tools:$root/bench "$python" "$root/bench/report.py" "$results/library.json" "$results/peers.json" "$root/docs" ||
     fail "the page could not be written"
   say "docs/performance.md and docs/performance-details.md are written"
 }
