@@ -181,7 +181,7 @@ def _picture(works, path):
     axes.set_yticks(range(len(works)), [work["name"] for work in works])
     axes.invert_yaxis()
     axes.set_xlabel("time in units of File's (to the right: slower than File)")
-    axes.legend(loc="lower right")
+    axes.legend(loc="upper right")
     axes.grid(axis="x", alpha=0.3)
     figure.savefig(path, dpi=110)
 
