@@ -435,6 +435,7 @@ def test_wrong_usage(command, sample, tmp_path):
         (2, "export"),
         (2, "export", sample, sample, "time", "-o", tmp_path / "none"),
         (2, "copy", sample, sample, tmp_path / "x"),
+        (2, "check", sample, "--time-limit", "nan"),
         (2, "export", sample, "time", "--from", "yesterday"),
         (2, "attrs", sample, "--set", "TITLE"),
         (2, "attrs", sample, "--type", "CDF_INT4"),

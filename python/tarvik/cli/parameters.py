@@ -156,10 +156,21 @@ def record_options(command):
 as_json = click.option(
     "--json", "as_json", is_flag=True, help="Print a JSON document, for programs."
 )
+_MOST_SECONDS = 1e6
+
+
+def _check_seconds(_context, parameter, seconds):
+    if seconds is not None and not 0 < seconds <= _MOST_SECONDS:  # NaN is neither
+        words = f"{seconds:g} is not in the range 0<x<={_MOST_SECONDS:.0f}"
+        raise click.BadParameter(words, param=parameter)
+    return seconds
+
+
 _time_limit = click.option(
     "--time-limit",
     "seconds",
-    type=click.FloatRange(0, min_open=True),
+    type=float,
+    callback=_check_seconds,
     metavar="SECONDS",
     help="Of a file with --isolated; else a minute, and a second more for each 10 MB of it.",
 )

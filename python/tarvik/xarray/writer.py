@@ -93,7 +93,8 @@ def write(made: Plan, path: str | os.PathLike, mode: str = "w", istp: bool = Fal
             try:
                 _write_variable(file, planned)
             except (TypeError, ValueError, OverflowError) as error:
-                raise type(error)(f"the variable {planned.name!r}: {error}") from None
+                kind = ValueError if isinstance(error, UnicodeError) else type(error)
+                raise kind(f"the variable {planned.name!r}: {error}") from None
         if istp:
             found = complete(file)
             if any(each.severity == ERROR for each in found):
