@@ -137,6 +137,7 @@ def test_an_interrupted_edit_leaves_nothing_behind(interrupted, tmp_path):
 
     with tarvik.File(path, "w") as file:
         file["v"] = [0]
+    gc.collect()
     descriptors = len(os.listdir("/proc/self/fd"))
     for _ in range(INTERRUPTIONS):
         interrupted(edit, rng.uniform(1e-6, 5e-3))

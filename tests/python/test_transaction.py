@@ -63,6 +63,7 @@ def in_child(function, *arguments, **options):
 
 @pytest.fixture(autouse=True)
 def no_descriptor_is_left():
+    gc.collect()  # other tests may have left files to be collected
     before = os.listdir("/proc/self/fd")
     yield
     gc.collect()
