@@ -6,7 +6,7 @@ import re
 from collections.abc import Iterator
 
 from tarvik.istp.facts import FileFacts
-from tarvik.istp.findings import ERROR, WARNING, Problem, Rule
+from tarvik.istp.findings import ERROR, WARNING, Problem, Rule, entry_problems
 from tarvik.times import to_datetime64
 
 __all__ = ["FILE_RULES", "source_from_parts"]
@@ -56,11 +56,7 @@ def _recommended(file: FileFacts) -> Iterator[Problem]:
 def _entries(file: FileFacts) -> Iterator[Problem]:
     for name in file.file.attrs:
         for number, entry in file.file.attrs._entries(name).items():
-            if entry.problem is not None:
-                message = f"entry {number} of {name} is not readable: {entry.problem}"
-                yield Problem(name, message, "set it again")
-            elif entry.is_text and not entry.text:
-                yield Problem(name, f"entry {number} of {name} is empty", "write one blank")
+            yield from entry_problems(name, entry, f"entry {number} of {name}")
 
 
 def _numbers(file: FileFacts) -> Iterator[Problem]:

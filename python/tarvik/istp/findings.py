@@ -6,9 +6,19 @@ from collections.abc import Callable, Iterable, Iterator
 from dataclasses import dataclass
 from typing import Any, NamedTuple
 
+from tarvik._entries import Entry
 from tarvik._errors import CDFError, CDFProcessError
 
-__all__ = ["ERROR", "WARNING", "Finding", "ISTPError", "Problem", "Rule", "findings"]
+__all__ = [
+    "ERROR",
+    "WARNING",
+    "Finding",
+    "ISTPError",
+    "Problem",
+    "Rule",
+    "entry_problems",
+    "findings",
+]
 
 ERROR, WARNING = "error", "warning"
 
@@ -77,6 +87,14 @@ class Rule(NamedTuple):
     severity: str
     applies: Callable[[Any], bool]
     problems: Callable[[Any], Iterator[Problem]]
+
+
+def entry_problems(attribute: str, entry: Entry, what: str) -> Iterator[Problem]:
+    """What is wrong with one entry of an attribute, which messages call `what`."""
+    if entry.problem is not None:
+        yield Problem(attribute, f"{what} is not readable: {entry.problem}", "set it again")
+    elif entry.is_text and not entry.text:
+        yield Problem(attribute, f"{what} is empty", "write one blank")
 
 
 def findings(rules: Iterable[Rule], subject: Any, variable: str | None = None) -> Iterator[Finding]:

@@ -10,7 +10,7 @@ import numpy as np
 
 from tarvik.istp.decisions import fill_value, format_of
 from tarvik.istp.facts import VariableFacts
-from tarvik.istp.findings import ERROR, WARNING, Problem, Rule
+from tarvik.istp.findings import ERROR, WARNING, Problem, Rule, entry_problems
 
 __all__ = ["VARIABLE_RULES"]
 
@@ -115,11 +115,7 @@ def _missing_display(variable: VariableFacts) -> Iterator[Problem]:
 def _entries(variable: VariableFacts) -> Iterator[Problem]:
     for name in variable.attributes:
         for entry in variable.variable.attrs._entries(name).values():
-            if entry.problem is not None:
-                message = f"{name} is not readable: {entry.problem}"
-                yield Problem(name, message, "set it again")
-            elif entry.is_text and not entry.text:
-                yield Problem(name, f"{name} is empty", "write one blank")
+            yield from entry_problems(name, entry, name)
 
 
 def _var_type(variable: VariableFacts) -> Iterator[Problem]:

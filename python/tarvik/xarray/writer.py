@@ -188,11 +188,7 @@ def _times(texts: list[str], datatype: Datatype) -> np.ndarray:
     known = {as_text(np.array([fill]), datatype)[0]: fill}
     if datatype.stored.kind in "fc":
         known[""] = datatype.stored.type(np.nan)
-    read = [known.get(text) for text in texts]
-    return np.array(
-        [
-            times.from_text(text, datatype.inquired) if found is None else found
-            for text, found in zip(texts, read)
-        ],
-        datatype.stored,
-    )
+    read = [
+        known[text] if text in known else times.from_text(text, datatype.inquired) for text in texts
+    ]
+    return np.array(read, datatype.stored)
